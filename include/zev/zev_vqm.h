@@ -81,4 +81,7 @@ ZEV_VQM_BOTH_NAMES(void*, SetInterfInputVectorPointer, (void* p))
 
 ZEV_EXTERN_C_END
 
+/* Every accuracy entry and table export, made from the row list. */
+#include "zev/zev_vqm_functions.h"
+
 #endif

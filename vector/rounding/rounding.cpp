@@ -1,0 +1,147 @@
+// Ceil, Floor, Trunc, Rint, NearbyInt, Round and Frac, single and double.
+//
+// All rest on one step with no rounding-mode change and no conversion to
+// integer: t = (|x| + 2^m) - 2^m rounds |x| to an integer, ties to even, under
+// the round-to-nearest the prologue forces. Lanes with |x| above 2^m (and the
+// infinities) are integers already and pass through; NaN passes through the
+// additions quiet, with its payload and sign. The sign goes back by OR, so a
+// small negative input gives minus zero.
+#include <cmath>
+#include <cstring>
+
+#include "vector/shape.h"
+#include "vector/vops.h"
+
+namespace zev::vk {
+namespace {
+
+template <class T> struct RoundConst;
+template <> struct RoundConst<float> {
+  static __m128 magic() { return _mm_set1_ps(8388608.0f); }
+  static __m128 sign() { return _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(0x80000000u))); }
+  static __m128 one() { return _mm_set1_ps(1.0f); }
+  static __m128 minus_one() { return _mm_set1_ps(-1.0f); }
+  static __m128 half() { return _mm_set1_ps(0.5f); }
+};
+template <> struct RoundConst<double> {
+  static __m128d magic() { return _mm_set1_pd(4503599627370496.0); }
+  static __m128d sign() { return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<long long>(0x8000000000000000ull))); }
+  static __m128d one() { return _mm_set1_pd(1.0); }
+  static __m128d minus_one() { return _mm_set1_pd(-1.0); }
+  static __m128d half() { return _mm_set1_pd(0.5); }
+};
+
+enum class Op { Ceil, Floor, Trunc, Rint, Round, Frac };
+
+template <class V, class C, Op op>
+inline V round_core(V x) {
+  const V s = and_(x, C::sign());
+  const V ax = andnot(C::sign(), x);
+  const V magic = C::magic();
+  V t = sub(add(ax, magic), magic);
+  const V big = cmplt(magic, ax);
+  if constexpr (op == Op::Rint) {
+    t = or_(t, s);
+    return select(big, x, t);
+  } else if constexpr (op == Op::Ceil) {
+    t = or_(t, s);
+    t = select(cmplt(t, x), sub(t, C::minus_one()), t);
+    return select(big, x, t);
+  } else if constexpr (op == Op::Floor) {
+    t = or_(t, s);
+    t = select(cmplt(x, t), sub(t, C::one()), t);
+    return select(big, x, t);
+  } else if constexpr (op == Op::Round) {
+    V u = select(big, ax, t);
+    const V d = sub(ax, u);
+    u = select(cmpeq(d, C::half()), add(u, C::one()), u);
+    return or_(u, s);
+  } else {  // Trunc, and the integer part of Frac
+    t = select(cmplt(ax, t), sub(t, C::one()), t);
+    t = or_(t, s);
+    const V tr = select(big, x, t);
+    if constexpr (op == Op::Trunc) return tr;
+    return or_(sub(x, tr), s);
+  }
+}
+
+template <class T_, Op op, int Block, int BlockI, bool Callout = false>
+struct RoundPolicy {
+  using T = T_;
+  using C = RoundConst<T>;
+  using V = typename Vec<T>::V;
+  static constexpr int kBlock = Block;
+  static constexpr int kBlockI = BlockI;
+  static constexpr bool kSignedCount = false;
+  static constexpr bool kCallout = Callout;
+  static V eval(V x, V& special) {
+    if constexpr (Callout) {
+      // Frac: lanes whose exponent field is all ones go to the scalar function.
+      if constexpr (sizeof(T) == 4) {
+        const __m128i e = _mm_and_si128(bits(x), _mm_set1_epi32(0x7F800000));
+        special = _mm_castsi128_ps(_mm_cmpeq_epi32(e, _mm_set1_epi32(0x7F800000)));
+      } else {
+        // Compare the high words; spread each lane's result over its 64 bits.
+        const __m128i e = _mm_and_si128(bits(x), _mm_set1_epi64x(0x7FF0000000000000ll));
+        const __m128i eq = _mm_cmpeq_epi32(e, _mm_set1_epi64x(0x7FF0000000000000ll));
+        special = _mm_castsi128_pd(_mm_shuffle_epi32(eq, _MM_SHUFFLE(3, 3, 1, 1)));
+      }
+    }
+    return round_core<V, C, op>(x);
+  }
+};
+
+// Frac's scalar function works in double: NaN gives x + x, an infinity a zero
+// of its sign. It never reports.
+struct FracScalar {
+  static int scalar(const float* a, float* r) {
+    const double x = *a;
+    *r = static_cast<float>(std::isnan(x) ? x + x : std::copysign(0.0, x));
+    return 0;
+  }
+  static int scalar(const double* a, double* r) {
+    const double x = *a;
+    *r = std::isnan(x) ? x + x : std::copysign(0.0, x);
+    return 0;
+  }
+};
+
+using sCeilP = RoundPolicy<float, Op::Ceil, 8, 8>;
+using dCeilP = RoundPolicy<double, Op::Ceil, 4, 4>;
+using sFloorP = RoundPolicy<float, Op::Floor, 16, 16>;
+using dFloorP = RoundPolicy<double, Op::Floor, 4, 4>;
+using sTruncP = RoundPolicy<float, Op::Trunc, 8, 8>;
+using dTruncP = RoundPolicy<double, Op::Trunc, 4, 4>;
+using sRintP = RoundPolicy<float, Op::Rint, 8, 8>;
+using dRintP = RoundPolicy<double, Op::Rint, 16, 16>;
+using sNearbyIntP = RoundPolicy<float, Op::Rint, 8, 8>;
+using dNearbyIntP = RoundPolicy<double, Op::Rint, 16, 16>;
+using sRoundP = RoundPolicy<float, Op::Round, 8, 8>;
+using dRoundP = RoundPolicy<double, Op::Round, 4, 4>;
+
+struct sFracP : RoundPolicy<float, Op::Frac, 4, 4, true>, FracScalar {
+  static constexpr const char* kName = "vsFrac";
+};
+struct dFracP : RoundPolicy<double, Op::Frac, 4, 4, true>, FracScalar {
+  static constexpr const char* kName = "vdFrac";
+};
+
+}  // namespace
+}  // namespace zev::vk
+
+using namespace zev::vk;
+
+ZEV_UNARY_KERNELS(sCeil, ha, sCeilP)
+ZEV_UNARY_KERNELS(dCeil, ha, dCeilP)
+ZEV_UNARY_KERNELS(sFloor, ha, sFloorP)
+ZEV_UNARY_KERNELS(dFloor, ha, dFloorP)
+ZEV_UNARY_KERNELS(sTrunc, ha, sTruncP)
+ZEV_UNARY_KERNELS(dTrunc, ha, dTruncP)
+ZEV_UNARY_KERNELS(sRint, ha, sRintP)
+ZEV_UNARY_KERNELS(dRint, ha, dRintP)
+ZEV_UNARY_KERNELS(sNearbyInt, ha, sNearbyIntP)
+ZEV_UNARY_KERNELS(dNearbyInt, ha, dNearbyIntP)
+ZEV_UNARY_KERNELS(sRound, ha, sRoundP)
+ZEV_UNARY_KERNELS(dRound, ha, dRoundP)
+ZEV_UNARY_KERNELS(sFrac, ha, sFracP)
+ZEV_UNARY_KERNELS(dFrac, ha, dFracP)
