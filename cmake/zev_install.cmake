@@ -18,5 +18,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/zevConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/zevConfig.cmake ${PROJECT_BINARY_DIR}/zevConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zev)
 
+# The pkg-config file finds its prefix from its own place, so the tree can move.
+file(RELATIVE_PATH ZEV_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/zev.pc.in ${PROJECT_BINARY_DIR}/zev.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zev.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
