@@ -1,0 +1,221 @@
+// Reporting a special lane: status, errno, callback, standard error and the
+// x87 flag, as the mode word asks. Driven through kernels that report: Exp
+// (overflow 3, underflow 4) and Ln (domain 1, pole 2).
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "zev/zev_vqm.h"
+
+namespace {
+
+static_assert(sizeof(zev_vqm_error_record) == 144);
+static_assert(offsetof(zev_vqm_error_record, index) == 4);
+static_assert(offsetof(zev_vqm_error_record, a1) == 8);
+static_assert(offsetof(zev_vqm_error_record, r2) == 32);
+static_assert(offsetof(zev_vqm_error_record, name) == 40);
+static_assert(offsetof(zev_vqm_error_record, name_length) == 104);
+static_assert(offsetof(zev_vqm_error_record, a1_im) == 112);
+
+// Runs f on a fresh thread, so each case starts from the default mode.
+template <class F>
+void on_fresh_thread(F f) {
+  std::thread(f).join();
+}
+
+bool built(void (*k)(int, const float*, float*)) {
+  float x = 1.0f, r;
+  zev_vqm_kernel_ClearErrStatus();
+  k(1, &x, &r);
+  return zev_vqm_kernel_ClearErrStatus() != -2;
+}
+
+struct Seen {
+  int calls = 0;
+  zev_vqm_error_record last{};
+  int answer = 0;
+  double new_r1 = 0;
+  bool change = false;
+};
+thread_local Seen seen;
+
+int watcher(zev_vqm_error_record* e) {
+  ++seen.calls;
+  seen.last = *e;
+  if (seen.change) e->r1 = seen.new_r1;
+  return seen.answer;
+}
+
+// Overflow and underflow lanes in the middle of a block: 88.73 overflows,
+// -104 underflows wholly; the other lanes keep their vector results.
+const float kExpIn[8] = {0.5f, 1.0f, 88.73f, 2.0f, -104.0f, 0.25f, 3.0f, -1.0f};
+
+TEST(Report, DefaultModeSetsStatusErrnoAndCallback) {
+  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
+  on_fresh_thread([] {
+    zev_vqm_kernel_SetErrorCallBack(watcher);
+    float r[8];
+    errno = 0;
+    _vqmsExp(8, kExpIn, r);
+    EXPECT_EQ(seen.calls, 2);
+    EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), 4) << "the last report wins";
+    EXPECT_EQ(errno, 34);
+    EXPECT_EQ(seen.last.index, 4);
+    EXPECT_EQ(seen.last.a1, -104.0);
+    EXPECT_EQ(seen.last.a2, -104.0) << "a unary kernel passes its input as both arguments";
+    EXPECT_EQ(std::string(seen.last.name), "vsExp");
+    EXPECT_EQ(seen.last.name_length, 5);
+    EXPECT_TRUE(std::isinf(r[2]) && r[2] > 0);
+    EXPECT_EQ(r[4], 0.0f);
+    for (int i : {0, 1, 3, 5, 6, 7}) EXPECT_NEAR(r[i], std::exp(kExpIn[i]), 1e-6 * std::exp(kExpIn[i]));
+  });
+}
+
+TEST(Report, NoErrAndIgnoreModes) {
+  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
+  on_fresh_thread([] {
+    zev_vqm_kernel_SetErrorCallBack(watcher);
+    zev_vqm_kernel_SetErrStatus(-77);
+    zev_vqm_kernel_SetMode(0x2000);  // NOERR alone: nothing at all
+    EXPECT_EQ(zev_vqm_kernel_GetMode() & 0xFF00, 0x2000u);
+    float r[8];
+    errno = 0;
+    _vqmsExp(8, kExpIn, r);
+    EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), -77);
+    EXPECT_EQ(seen.calls, 0);
+    EXPECT_EQ(errno, 0);
+    EXPECT_TRUE(std::isinf(r[2]));
+    zev_vqm_kernel_SetMode(0x100);  // IGNORE alone: the status only
+    _vqmsExp(8, kExpIn, r);
+    EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), 4);
+    EXPECT_EQ(seen.calls, 0);
+    EXPECT_EQ(errno, 0);
+  });
+}
+
+TEST(Report, CallbackAnswerDecidesTheWriteBack) {
+  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
+  on_fresh_thread([] {
+    zev_vqm_kernel_SetErrorCallBack(watcher);
+    float r[8];
+    // Zero: go on; the changed r1 is the element's final value.
+    seen.change = true;
+    seen.new_r1 = 42.0;
+    _vqmsExp(8, kExpIn, r);
+    EXPECT_EQ(r[2], 42.0f);
+    EXPECT_EQ(r[4], 42.0f);
+    // Non-zero: stop; no errno, and the scalar function's result stands.
+    seen.answer = 1;
+    errno = 0;
+    _vqmsExp(8, kExpIn, r);
+    EXPECT_TRUE(std::isinf(r[2]));
+    EXPECT_EQ(r[4], 0.0f);
+    EXPECT_EQ(errno, 0);
+    // In place: the callout reads its copy of the input.
+    seen.answer = 0;
+    seen.change = false;
+    float x[8];
+    memcpy(x, kExpIn, sizeof x);
+    _vqmsExp(8, x, x);
+    EXPECT_EQ(seen.last.a1, -104.0);
+  });
+}
+
+TEST(Report, InterfaceInputShiftsTheIndex) {
+  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
+  on_fresh_thread([] {
+    zev_vqm_kernel_SetErrorCallBack(watcher);
+    float whole[20] = {};
+    for (int i = 0; i < 8; ++i) whole[12 + i] = kExpIn[i];
+    float r[8];
+    zev_vqm_kernel_SetInterfInputVectorPointer(whole);
+    _vqmsExp(8, whole + 12, r);  // the piece starting at element 12
+    EXPECT_EQ(seen.last.index, 16);
+    EXPECT_EQ(seen.last.a1, -104.0) << "values are those of the piece's own element";
+    zev_vqm_kernel_SetInterfInputVectorPointer(nullptr);
+  });
+}
+
+TEST(Report, LnDomainAndPole) {
+  if (!built(_vqmsLn)) GTEST_SKIP() << "sLn not built yet";
+  on_fresh_thread([] {
+    const float in[3] = {0.0f, 2.0f, -1.0f};
+    float r[3];
+    errno = 0;
+    _vqmsLn(1, in, r);
+    EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), 2);
+    EXPECT_EQ(errno, 34);
+    _vqmsLn(3, in, r);
+    EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), 1);
+    EXPECT_EQ(errno, 33);
+  });
+}
+
+uint16_t x87_status() {
+  uint16_t sw;
+  __asm__ volatile("fnstsw %0" : "=m"(sw));
+  return sw;
+}
+
+TEST(Report, ExceptModeLeavesTheX87Flag) {
+  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
+  on_fresh_thread([] {
+    __asm__ volatile("fnclex");
+    const float in[1] = {100.0f};
+    float r[1];
+    _vqmsExp(1, in, r);  // overflow, default mode: EXCEPT with no trap bit
+    EXPECT_TRUE(x87_status() & 0x08) << "overflow flag";
+    __asm__ volatile("fnclex");
+  });
+}
+
+// Standard error: the first line by status, then the value lines.
+TEST(Report, StderrLines) {
+  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
+  on_fresh_thread([] {
+    zev_vqm_kernel_SetMode(0x400);
+    const float in[4] = {1, 2, 3, 100.0f};
+    float r[4];
+    fflush(stderr);
+    int pipefd[2];
+    ASSERT_EQ(pipe(pipefd), 0);
+    const int saved = dup(2);
+    dup2(pipefd[1], 2);
+    _vqmsExp(4, in, r);
+    fflush(stderr);
+    dup2(saved, 2);
+    close(saved);
+    close(pipefd[1]);
+    char buf[1024] = {};
+    const ssize_t got = read(pipefd[0], buf, sizeof buf - 1);
+    close(pipefd[0]);
+    ASSERT_GT(got, 0);
+    const std::string text(buf);
+    EXPECT_NE(text.find("vsExp"), std::string::npos) << text;
+    EXPECT_NE(text.find("overflow"), std::string::npos) << text;
+    EXPECT_NE(text.find("argument[3] = 100"), std::string::npos) << text;
+    EXPECT_NE(text.find("result[3] = inf"), std::string::npos) << text;
+  });
+}
+
+// Status -2 (rows not built) is reported with the name only.
+TEST(Report, AccessStatusCarriesNameOnly) {
+  on_fresh_thread([] {
+    zev_vqm_kernel_SetErrorCallBack(watcher);
+    seen.last.a1 = 12345.0;
+    float x = 1, r = 7;
+    _vqmsLGamma(1, &x, &r);  // a family scheduled late
+    if (zev_vqm_kernel_GetErrStatus() != -2) GTEST_SKIP() << "sLGamma is built";
+    EXPECT_EQ(seen.last.status, -2);
+    EXPECT_EQ(std::string(seen.last.name), "vsLGamma");
+    EXPECT_EQ(r, 7.0f);
+  });
+}
+
+}  // namespace
