@@ -326,11 +326,18 @@ TEST(LaneWise, CallerEnvironmentComesBack) {
   const uint32_t flush[] = {0x0000, 0x8040};  // none, FTZ and DAZ
   const uint32_t masks[] = {0x1F80, 0x1F00};  // all masked; invalid unmasked
   const uint16_t x87[] = {0x037F, 0x0372};
-  std::vector<std::function<void(float*, float*)>> calls = {
-      [](float* a, float* r) { _vqmsRint(33, a, r); },     [](float* a, float* r) { _vqmsAdd(33, a, a, r); },
-      [](float* a, float* r) { _vqmsAbs(33, a, r); },      [](float* a, float* r) { _vqmsFracI(9, a, 2, r, 3); },
-      [](float* a, float* r) { _vqmsSqr(33, a, r); },      [](float* a, float* r) { _vqmsRound(0, a, r); },
-  };
+  // Every kernel of the family, plain and strided, and an empty call.
+  std::vector<std::function<void(float*, float*)>> calls = {[](float* a, float* r) { _vqmsRound(0, a, r); }};
+  for (const auto& c : kUnaryS) {
+    calls.push_back([&c](float* a, float* r) { c.plain(33, a, r); });
+    calls.push_back([&c](float* a, float* r) { c.strided(9, a, 2, r, 3); });
+  }
+  for (const auto& c : kBinaryS) {
+    calls.push_back([&c](float* a, float* r) { c.plain(33, a, a, r); });
+    calls.push_back([&c](float* a, float* r) { c.strided(9, a, 2, a, 0, r, 3); });
+  }
+  for (const auto& c : kUnaryD)
+    calls.push_back([&c](float* a, float* r) { c.plain(16, reinterpret_cast<double*>(a), reinterpret_cast<double*>(r)); });
   alignas(16) float a[100], r[100];
   for (int i = 0; i < 100; ++i) a[i] = 0.3f * i - 7.1f;
   const uint32_t saved = _mm_getcsr();
