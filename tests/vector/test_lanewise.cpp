@@ -58,9 +58,7 @@ T ref_unary(const std::string& f, T x, bool strided) {
     return std::isnan(x) ? quiet(x) : std::fabs(x);
   }
   if (std::isnan(x)) return quiet(x);
-  // Ceil adds one back by t - (-1.0): for -1 < x < -0.5 that is (-1) - (-1),
-  // a plus zero, where the C function gives minus zero.
-  if (f == "Ceil") return (x > T(-1) && x < T(-0.5)) ? T(0) : std::ceil(x);
+  if (f == "Ceil") return std::ceil(x);
   if (f == "Floor") return std::floor(x);
   if (f == "Trunc") return std::trunc(x);
   if (f == "Rint" || f == "NearbyInt") return std::nearbyint(x);  // tests run rounding to nearest
@@ -260,7 +258,7 @@ TEST(LaneWise, NamedCases) {
     void (*f)(int, const float*, float*);
     float x, want;
   } cases[] = {
-      {_vqmsRint, 2.5f, 2.0f},   {_vqmsRound, 2.5f, 3.0f},   {_vqmsRound, 3.5f, 4.0f},
+      {_vqmsRint, 2.5f, 2.0f},   {_vqmsCeil, -0.7f, -0.0f}, {_vqmsCeil, -0.5f, -0.0f},   {_vqmsRound, 2.5f, 3.0f},   {_vqmsRound, 3.5f, 4.0f},
       {_vqmsRound, -2.5f, -3.0f}, {_vqmsRound, 0.49999997f, 0.0f}, {_vqmsCeil, -0.3f, -0.0f},
       {_vqmsFloor, -0.0f, -0.0f}, {_vqmsTrunc, -0.7f, -0.0f}, {_vqmsFloor, 0.3f, 0.0f},
       {_vqmsCeil, 8388609.0f, 8388609.0f}, {_vqmsFrac, -INFINITY, -0.0f}, {_vqmsFrac, INFINITY, 0.0f},

@@ -44,8 +44,10 @@ inline V round_core(V x) {
     t = or_(t, s);
     return select(big, x, t);
   } else if constexpr (op == Op::Ceil) {
+    // For -1 < x < -0.5 the step up is (-1) - (-1), a plus zero: the sign goes
+    // back once more so that every small negative input gives minus zero.
     t = or_(t, s);
-    t = select(cmplt(t, x), sub(t, C::minus_one()), t);
+    t = or_(select(cmplt(t, x), sub(t, C::minus_one()), t), s);
     return select(big, x, t);
   } else if constexpr (op == Op::Floor) {
     t = or_(t, s);
