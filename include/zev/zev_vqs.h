@@ -111,6 +111,7 @@ typedef struct zev_vqs_chunk {
 typedef struct zev_vqs_glob_entry {
   uint64_t key[2];
   int32_t references;
+  int32_t size; /* bytes of data; -1 until a chunk tells it */
   void* data;
 } zev_vqs_glob_entry;
 

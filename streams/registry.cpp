@@ -1,0 +1,154 @@
+// The generator registry: the old-form table of 281 rows, the new-form table
+// of 512 rows with its member counts, and the functions that turn an id into
+// a row.
+#include "streams/stream.h"
+
+// Generators that live in their own folders and may be built separately. A
+// weak reference keeps the module linkable while one is missing; the row slot
+// is then null, and the registry test reports it.
+#define ZEV_VQS_WEAK_BRNG(Name)                                                       \
+  extern "C" ZEV_API __attribute__((weak)) int __vqsBRng##Name##InitStream(             \
+      int, void*, int, const unsigned int*);                                           \
+  extern "C" ZEV_API __attribute__((weak)) int __vqssBRng##Name(void*, int, float*, float, \
+                                                                 float);               \
+  extern "C" ZEV_API __attribute__((weak)) int __vqsdBRng##Name(void*, int, double*,    \
+                                                                 double, double);      \
+  extern "C" ZEV_API __attribute__((weak)) int __vqsiBRng##Name(void*, int, unsigned int*);
+
+ZEV_VQS_WEAK_BRNG(Sobol)
+ZEV_VQS_WEAK_BRNG(Niederr)
+ZEV_VQS_WEAK_BRNG(MT19937)
+ZEV_VQS_WEAK_BRNG(MT2203)
+ZEV_VQS_WEAK_BRNG(SFMT19937)
+ZEV_VQS_WEAK_BRNG(TRNG)
+ZEV_VQS_WEAK_BRNG(ARS5)
+ZEV_VQS_WEAK_BRNG(PHILOX4X32X10)
+
+#define ZEV_ROW(Name, state, seed, zero, word, bits)                                   \
+  BrngRow {                                                                            \
+    state, seed, zero, word, bits, __vqsBRng##Name##InitStream, __vqssBRng##Name,       \
+        __vqsdBRng##Name, __vqsiBRng##Name                                             \
+  }
+
+#define ZEV_ABSTRACT_ROW(state, init, s, d, i) \
+  BrngRow { state, 0, 1, 4, 32, init, s, d, i }
+
+#define ROW_MCG31M1 ZEV_ROW(MCG31M1, 24, 1, 0, 4, 31)
+#define ROW_R250 ZEV_ROW(R250, 1024, 252, 1, 4, 32)
+#define ROW_MRG32K3A ZEV_ROW(MRG32K3A, 40, 6, 1, 4, 32)
+#define ROW_MCG59 ZEV_ROW(MCG59, 32, 1, 0, 8, 59)
+#define ROW_WH ZEV_ROW(WH, 48, 4, 1, 16, 24)
+#define ROW_SOBOL ZEV_ROW(Sobol, 11712, 2604, 0, 4, 32)
+#define ROW_NIEDERR ZEV_ROW(Niederr, 84288, 10498, 0, 4, 32)
+
+#define ROW_WH4 ROW_WH, ROW_WH, ROW_WH, ROW_WH
+#define ROW_WH16 ROW_WH4, ROW_WH4, ROW_WH4, ROW_WH4
+#define ROW_WH64 ROW_WH16, ROW_WH16, ROW_WH16, ROW_WH16
+#define ROW_WH256 ROW_WH64, ROW_WH64, ROW_WH64, ROW_WH64
+
+extern "C" {
+
+// Old form: rows 4 to 276 are the 273 WH members, one row each; 279 and 280
+// are empty.
+ZEV_API BrngRow __RegBrngs[ZEV_VQS_OLD_ROWS] = {
+    ROW_MCG31M1, ROW_R250, ROW_MRG32K3A, ROW_MCG59,
+    ROW_WH256, ROW_WH16, ROW_WH,  // 273 WH rows
+    ROW_SOBOL, ROW_NIEDERR,
+    BrngRow{}, BrngRow{}};
+
+ZEV_API BrngRow __RegBrngsNew[ZEV_VQS_NEW_ROWS] = {
+    ROW_MCG31M1,
+    ROW_R250,
+    ROW_MRG32K3A,
+    ROW_MCG59,
+    ROW_WH,
+    ROW_SOBOL,
+    ROW_NIEDERR,
+    ZEV_ROW(MT19937, 2520, 625, 1, 4, 32),
+    ZEV_ROW(MT2203, 312, 70, 1, 4, 32),
+    ZEV_ABSTRACT_ROW(48, __vqsBRngiAbstractInitStream, __vqssBRngiAbstract, __vqsdBRngiAbstract,
+                     __vqsiBRngiAbstract),
+    ZEV_ABSTRACT_ROW(64, __vqsBRngdAbstractInitStream, __vqssBRngdAbstract, __vqsdBRngdAbstract,
+                     __vqsiBRngdAbstract),
+    ZEV_ABSTRACT_ROW(56, __vqsBRngsAbstractInitStream, __vqssBRngsAbstract, __vqsdBRngsAbstract,
+                     __vqsiBRngsAbstract),
+    ZEV_ROW(SFMT19937, 2536, 625, 1, 4, 32),
+    ZEV_ROW(TRNG, 24, 1, 0, 4, 32),
+    ZEV_ROW(ARS5, 72, 8, 1, 4, 32),
+    ZEV_ROW(PHILOX4X32X10, 64, 8, 1, 4, 32),
+};
+
+}  // extern "C"
+
+static_assert(sizeof(__RegBrngs) / sizeof(BrngRow) == 281);
+
+namespace zev::vqs {
+
+// How many member offsets each row of the new-form table accepts.
+int memberCounts[ZEV_VQS_NEW_ROWS] = {1, 1, 1, 1, 273, 1, 1, 1, 6024, 1, 1, 1, 1, 1, 1, 1};
+
+// Rows of the new-form table in use; registration appends.
+int registeredRows = 16;
+
+}  // namespace zev::vqs
+
+using namespace zev::vqs;
+
+extern "C" {
+
+ZEV_API BrngRow* __vqsGetBrngBaseOffset(int id, int* index, int* offset) {
+  if (id >= 0x100000) {
+    *index = (id >> 20) - 1;
+    *offset = id & 0xFFFFF;
+    return __RegBrngsNew;
+  }
+  if (uint32_t(id) - 4u <= 0x110u) {  // the 273 WH members, ids 4 to 276
+    *index = 4;
+    *offset = id - 4;
+  } else {
+    *index = id;
+    *offset = 0;
+  }
+  return __RegBrngs;
+}
+
+// Negative indexes (from negative ids) are refused as well: they would name
+// memory before the table.
+ZEV_API int __vqsIsBrngValid(const BrngRow* table, int index, int offset) {
+  if (index < 0 || offset < 0) return ZEV_VQS_ERR_BAD_BRNG;
+  if (table == __RegBrngs) return index < ZEV_VQS_OLD_ROWS ? ZEV_VQS_OK : ZEV_VQS_ERR_BAD_BRNG;
+  if (table != __RegBrngsNew) return ZEV_VQS_ERR_BAD_BRNG;
+  if (index < registeredRows && offset < memberCounts[index]) return ZEV_VQS_OK;
+  return ZEV_VQS_ERR_BAD_BRNG;
+}
+
+ZEV_API int __vqsRegisterBrng(const BrngRow* row) {
+  if (row == nullptr) return ZEV_VQS_ERR_NULL;
+  if (row->stateBytes < 0) return ZEV_VQS_ERR_REG_STATE_BYTES;
+  if (row->wordBytes != 4 && row->wordBytes != 8 && row->wordBytes != 16)
+    return ZEV_VQS_ERR_REG_WORD_BYTES;
+  if (row->seedWords <= 0) return ZEV_VQS_ERR_REG_SEED_WORDS;
+  if (row->bitCount <= 0) return ZEV_VQS_ERR_REG_BIT_COUNT;
+  if (!row->dGen || !row->sGen || !row->iGen || !row->initFn) return ZEV_VQS_ERR_NULL;
+  int c = registeredRows;
+  // The table has room for 512 rows; a full table refuses as if out of memory
+  // rather than writing past its end.
+  if (c >= ZEV_VQS_NEW_ROWS) return ZEV_VQS_ERR_NOMEM;
+  __RegBrngsNew[c] = *row;
+  memberCounts[c] = 1;
+  registeredRows = c + 1;
+  return (c << 20) + 0x100000;
+}
+
+ZEV_API int __vqsGetBrngProperties(int id, BrngRow* row) {
+  int index, offset;
+  BrngRow* table = __vqsGetBrngBaseOffset(id, &index, &offset);
+  int st = __vqsIsBrngValid(table, index, offset);
+  if (st != ZEV_VQS_OK) return st;
+  *row = table[index];
+  return ZEV_VQS_OK;
+}
+
+ZEV_API int __vqsGetNumRegBrngs(void) { return registeredRows; }
+
+}  // extern "C"

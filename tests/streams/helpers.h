@@ -1,0 +1,70 @@
+// Small helpers for the stream tests.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "guarded.h"
+#include "zev/zev_vqs.h"
+
+namespace vqstest {
+
+// Owns a stream for the length of a test.
+struct Stream {
+  void* s = nullptr;
+  Stream() = default;
+  explicit Stream(int id, std::vector<unsigned> seed = {}) {
+    int st = __vqsNewStreamEx(&s, id, int(seed.size()), seed.empty() ? nullptr : seed.data());
+    EXPECT_EQ(st, 0) << std::hex << id;
+  }
+  ~Stream() {
+    if (s) __vqsDeleteStream(&s);
+  }
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+  operator void*() const { return s; }
+};
+
+inline BrngRow row_of(int id) {
+  BrngRow r{};
+  EXPECT_EQ(__vqsGetBrngProperties(id, &r), 0) << std::hex << id;
+  return r;
+}
+
+// Results are drawn into guarded buffers (any access past the last element
+// faults, a write before the first is seen) and handed back as vectors.
+template <class T, class Call>
+std::vector<T> draw_guarded(size_t count, Call call) {
+  zevtest::Guarded<T> g(count, 4);
+  EXPECT_EQ(call(g.data()), 0);
+  EXPECT_TRUE(g.lead_intact()) << "written before the array";
+  return std::vector<T>(g.begin(), g.end());
+}
+
+// n integer words of a stream as 32-bit units.
+inline std::vector<unsigned> ints(void* s, int n) {
+  BrngRow r = row_of(__vqsGetStreamStateBrng(s));
+  return draw_guarded<unsigned>(size_t(n) * r.wordBytes / 4,
+                                [&](unsigned* p) { return r.iGen(s, n, p); });
+}
+
+inline std::vector<double> doubles(void* s, int n, double a = 0.0, double b = 1.0) {
+  BrngRow r = row_of(__vqsGetStreamStateBrng(s));
+  return draw_guarded<double>(size_t(n), [&](double* p) { return r.dGen(s, n, p, a, b); });
+}
+
+inline std::vector<float> floats(void* s, int n, float a = 0.0f, float b = 1.0f) {
+  BrngRow r = row_of(__vqsGetStreamStateBrng(s));
+  return draw_guarded<float>(size_t(n), [&](float* p) { return r.sGen(s, n, p, a, b); });
+}
+
+inline uint64_t bits(double d) {
+  uint64_t b;
+  std::memcpy(&b, &d, 8);
+  return b;
+}
+
+}  // namespace vqstest
