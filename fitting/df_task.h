@@ -1,0 +1,125 @@
+// The data-fitting task record and the helpers every fitting file shares.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "zev/zev_core.h"
+#include "zev/zev_df.h"
+
+struct zev_df_task_rec {
+  int32_t wide_integers;
+  uint8_t object_tag;        // 4
+  int32_t is_double;
+  int32_t space_dimension;   // 1
+  int64_t knot_count;
+  const void* knots;
+  int64_t partition_hint;
+  int64_t function_count;
+  const void** function_rows;
+  int64_t function_hint;
+  int64_t spline_order;
+  int64_t spline_type;
+  int64_t internal_kind;
+  const void* internal_values;
+  int64_t boundary_kind;
+  const void* boundary_values;
+  void** coefficient_rows;
+  int64_t coefficient_hint;
+  int64_t extra_flag;
+  int64_t lookup_size;
+  int32_t* lookup_table;     // (lo, hi) pairs for bins 0 .. lookup_size + 1
+  union {
+    double d;
+    float s;
+  } lookup_scale;
+};
+
+namespace zev::df {
+
+constexpr int kAlign = 128;
+
+template <class T>
+T* alloc(int64_t count) {
+  if (count <= 0) return nullptr;
+  return static_cast<T*>(zev_serv_allocate(static_cast<size_t>(count) * sizeof(T), kAlign));
+}
+inline void release(void* p) {
+  if (p) zev_serv_deallocate(p);
+}
+
+template <class T> struct Real;
+template <> struct Real<double> {
+  static double scale(const zev_df_task_rec* t) { return t->lookup_scale.d; }
+};
+template <> struct Real<float> {
+  static float scale(const zev_df_task_rec* t) { return t->lookup_scale.s; }
+};
+
+// Read-only view of a task's knots: the full list, or the two ends of a
+// uniform partition from which any knot is computed.
+template <class T>
+struct Knots {
+  const T* x;
+  int64_t n;
+  bool uniform;
+  T step;
+  T first, last;
+
+  explicit Knots(const zev_df_task_rec* t)
+      : x(static_cast<const T*>(t->knots)), n(t->knot_count),
+        uniform((t->partition_hint & 4) != 0) {
+    first = x[0];
+    last = uniform ? x[1] : x[n - 1];
+    step = uniform ? (x[1] - x[0]) / T(n - 1) : T(0);
+  }
+  T at(int64_t i) const {
+    if (!uniform) return x[i];
+    return i == n - 1 ? last : first + T(i) * step;
+  }
+};
+
+// Function value f at knot i, by the function layout.
+template <class T>
+struct Values {
+  const T* const* rows;
+  int64_t ny;
+  bool interleaved;
+  Values(const zev_df_task_rec* t)
+      : rows(reinterpret_cast<const T* const*>(t->function_rows)), ny(t->function_count),
+        interleaved(t->function_hint == 0x20) {}
+  T at(int64_t f, int64_t i) const { return interleaved ? rows[0][i * ny + f] : rows[f][i]; }
+};
+
+// Coefficients of function f on piece i, by the coefficient layout.
+template <class T>
+struct Coeffs {
+  T* const* rows;
+  int64_t ny, order;
+  bool interleaved;
+  Coeffs(const zev_df_task_rec* t)
+      : rows(reinterpret_cast<T* const*>(t->coefficient_rows)), ny(t->function_count),
+        order(t->spline_order), interleaved(t->coefficient_hint == 0x20) {}
+  T* at(int64_t f, int64_t i) const {
+    return interleaved ? rows[0] + (i * ny + f) * order : rows[f] + i * order;
+  }
+};
+
+template <class T>
+int build_lookup(zev_df_task_rec* t);
+
+// Search method choice shared by the search wrapper and interpolation:
+// 0..6, or a negative status.
+template <class T>
+int choose_method(const zev_df_task_rec* t, bool user_fn, int64_t sitehint, const T* datahint) {
+  if (user_fn) return t->partition_hint == 4 ? 6 : 5;
+  if (t->partition_hint == 4) return 0;
+  if (t->partition_hint == 2) return 1;
+  if (sitehint == 0x40) return 2;
+  if (datahint == nullptr) return 4;
+  if (datahint[1] == T(0)) return 4;
+  if (datahint[1] == T(1) && datahint[4] >= T(0) && datahint[4] <= T(t->knot_count)) return 3;
+  return ZEV_DF_ERROR_BAD_DATA_HINT;
+}
+
+}  // namespace zev::df
