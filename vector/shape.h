@@ -141,6 +141,17 @@ template <> struct Vec<double> {
 // function, so that padded lanes never test as special.
 inline constexpr double kFiller = 0.75;
 
+// A policy whose function is not harmless at 0.75 for every parameter (a
+// power with a huge scalar exponent) names its own filler as kFiller; in any
+// case padded lanes are cut from the special mask before the callout.
+template <class P>
+constexpr typename P::T filler() {
+  if constexpr (requires { P::kFiller; })
+    return P::kFiller;
+  else
+    return static_cast<typename P::T>(kFiller);
+}
+
 // Slots a strided kernel hands a unit-stride call to: a kernel serving HA uses
 // slot 1, any other the first slot it serves.
 inline constexpr int kSlot_la = 0;
@@ -176,9 +187,9 @@ struct Plain {
 // Loads a group of `count` lanes (count < lanes allowed) from element i on,
 // filling the rest with the filler. No memory past the group is touched.
 template <class T, class Acc>
-inline typename Vec<T>::V load_group(const Acc& a, long i, int count) {
+inline typename Vec<T>::V load_group(const Acc& a, long i, int count, T fill = static_cast<T>(kFiller)) {
   alignas(16) T buf[Vec<T>::kLanes];
-  for (int k = 0; k < Vec<T>::kLanes; ++k) buf[k] = k < count ? a[i + k] : static_cast<T>(kFiller);
+  for (int k = 0; k < Vec<T>::kLanes; ++k) buf[k] = k < count ? a[i + k] : fill;
   return Vec<T>::load_aligned(buf);
 }
 
@@ -275,7 +286,7 @@ inline void report(int st, int i, const T* a1, int ia1, const T* a2, int ia2, T*
 // Vectors is the number of vectors in the block; a tail group is one vector.
 template <class P, int Vectors, class LoadFn, class StoreFn, class AccA, class AccR>
 inline void unary_block(const P& pol, long i, LoadFn load, StoreFn store, const AccA& a, const AccR& r,
-                        const char* name) {
+                        const char* name, unsigned valid = ~0u) {
   using T = typename P::T;
   using W = Vec<T>;
   using V = typename W::V;
@@ -289,6 +300,7 @@ inline void unary_block(const P& pol, long i, LoadFn load, StoreFn store, const 
     if constexpr (P::kCallout) mask |= static_cast<unsigned>(W::mask(special)) << (k * L);
   }
   if constexpr (P::kCallout) {
+    mask &= valid;  // padded lanes of a tail group never reach the callout
     if (__builtin_expect(mask != 0, 0)) {
       alignas(16) T in[Vectors * L];
       alignas(16) T res[Vectors * L];
@@ -329,8 +341,8 @@ void unary(int n, const typename P::T* a, typename P::T* r, const P& pol = P{}) 
   for (; i < static_cast<long>(count); i += L) {
     const int g = count - i < static_cast<unsigned long>(L) ? static_cast<int>(count - i) : L;
     unary_block<P, 1>(
-        pol, i, [&](long k) { return load_group<T>(A, k, g); }, [&](long k, auto v) { store_group<T>(R, k, g, v); },
-        A, R, name_plain<P>());
+        pol, i, [&](long k) { return load_group<T>(A, k, g, filler<P>()); }, [&](long k, auto v) { store_group<T>(R, k, g, v); },
+        A, R, name_plain<P>(), (1u << g) - 1);
   }
 }
 
@@ -360,8 +372,8 @@ void unary_strided(int n, const typename P::T* a, int inca, typename P::T* r, in
   for (; i < n; i += L) {
     const int g = n - i < L ? static_cast<int>(n - i) : L;
     unary_block<P, 1>(
-        pol, i, [&](long k) { return load_group<T>(A, k, g); }, [&](long k, auto v) { store_group<T>(R, k, g, v); },
-        A, R, name);
+        pol, i, [&](long k) { return load_group<T>(A, k, g, filler<P>()); }, [&](long k, auto v) { store_group<T>(R, k, g, v); },
+        A, R, name, (1u << g) - 1);
   }
 }
 
@@ -369,7 +381,7 @@ void unary_strided(int n, const typename P::T* a, int inca, typename P::T* r, in
 
 template <class P, int Vectors, class LoadA, class LoadB, class StoreFn, class AccA, class AccB, class AccR>
 inline void binary_block(const P& pol, long i, LoadA la, LoadB lb, StoreFn store, const AccA& a, const AccB& b,
-                         const AccR& r, const char* name) {
+                         const AccR& r, const char* name, unsigned valid = ~0u) {
   using T = typename P::T;
   using W = Vec<T>;
   using V = typename W::V;
@@ -386,6 +398,7 @@ inline void binary_block(const P& pol, long i, LoadA la, LoadB lb, StoreFn store
     if constexpr (P::kCallout) mask |= static_cast<unsigned>(W::mask(special)) << (k * L);
   }
   if constexpr (P::kCallout) {
+    mask &= valid;  // padded lanes of a tail group never reach the callout
     if (__builtin_expect(mask != 0, 0)) {
       alignas(16) T ina[Vectors * L];
       alignas(16) T inb[Vectors * L];
@@ -423,8 +436,8 @@ void binary(int n, const typename P::T* a, const typename P::T* b, typename P::T
   for (; i < static_cast<long>(count); i += L) {
     const int g = count - i < static_cast<unsigned long>(L) ? static_cast<int>(count - i) : L;
     binary_block<P, 1>(
-        pol, i, [&](long k) { return load_group<T>(A, k, g); }, [&](long k) { return load_group<T>(Bb, k, g); },
-        [&](long k, auto v) { store_group<T>(R, k, g, v); }, A, Bb, R, name_plain<P>());
+        pol, i, [&](long k) { return load_group<T>(A, k, g, filler<P>()); }, [&](long k) { return load_group<T>(Bb, k, g, filler<P>()); },
+        [&](long k, auto v) { store_group<T>(R, k, g, v); }, A, Bb, R, name_plain<P>(), (1u << g) - 1);
   }
 }
 
@@ -452,8 +465,8 @@ void binary_strided(int n, const typename P::T* a, int inca, const typename P::T
   for (; i < n; i += L) {
     const int g = n - i < L ? static_cast<int>(n - i) : L;
     binary_block<P, 1>(
-        pol, i, [&](long k) { return load_group<T>(A, k, g); }, [&](long k) { return load_group<T>(Bb, k, g); },
-        [&](long k, auto v) { store_group<T>(R, k, g, v); }, A, Bb, R, name);
+        pol, i, [&](long k) { return load_group<T>(A, k, g, filler<P>()); }, [&](long k) { return load_group<T>(Bb, k, g, filler<P>()); },
+        [&](long k, auto v) { store_group<T>(R, k, g, v); }, A, Bb, R, name, (1u << g) - 1);
   }
 }
 
