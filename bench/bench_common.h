@@ -1,0 +1,109 @@
+// Helpers of the vector-math benchmarks: a table of cases (one line per
+// implementation of a function), adapters that turn a peer into an array
+// kernel, and the lookup of our entries by name.
+//
+// Benchmark names are <row>/<implementation>/<n>: our entries are zev_LA,
+// zev_HA and zev_EP, the peers glibc (a plain loop over the scalar function),
+// libmvec, sleef_u10, sleef_u35 and loop (a plain -O3 -msse2 loop doing the
+// same operation). bench/ratios.py reads the JSON output and prints ratios.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zevbench {
+
+// Array kernels of the three shapes measured here.
+template <class T>
+using Unary = void (*)(int n, const T* a, T* r);
+template <class T>
+using Binary = void (*)(int n, const T* a, const T* b, T* r);
+
+struct Domain {
+  double lo, hi;
+};
+
+// Size lists.
+inline const std::vector<long> kTranscendental{1000, 1000000};
+inline const std::vector<long> kLaneWise{1000, 10000000};
+inline const std::vector<long> kSmall{1000};
+
+// Registers one implementation of a row. `fn` has the row's kernel type
+// (Unary<T> or Binary<T>, T from the row's first letter); a and b are drawn
+// uniformly from their domains with a fixed seed.
+void add(const char* row, const char* impl, void* fn, bool binary, Domain a, Domain b,
+         const std::vector<long>& sizes);
+
+// Registers our three entries of a row (_vqm<row>_21/_50, _vqm<row>,
+// _vqm<row>_11/_26) under zev_LA, zev_HA and zev_EP; entries that are absent
+// or report status -2 (not built) are left out.
+void add_ours(const char* row, bool binary, Domain a, Domain b, const std::vector<long>& sizes);
+
+// ---- Adapters ------------------------------------------------------------
+
+// A vector function of the x86-64 vector ABI or of SLEEF over an array (F is
+// taken as auto: SLEEF declares its vector returns const): whole
+// vectors straight from the array, the tail through a padded vector.
+template <auto F>
+void vec_d(int n, const double* a, double* r) {
+  int i = 0;
+  for (; i + 2 <= n; i += 2) _mm_storeu_pd(r + i, F(_mm_loadu_pd(a + i)));
+  if (i < n) {
+    alignas(16) double t[2] = {a[i], a[i]};
+    _mm_store_pd(t, F(_mm_load_pd(t)));
+    r[i] = t[0];
+  }
+}
+template <auto F>
+void vec_s(int n, const float* a, float* r) {
+  int i = 0;
+  for (; i + 4 <= n; i += 4) _mm_storeu_ps(r + i, F(_mm_loadu_ps(a + i)));
+  if (i < n) {
+    alignas(16) float t[4];
+    for (int k = 0; k < 4; ++k) t[k] = a[i + (i + k < n ? k : 0)];
+    _mm_store_ps(t, F(_mm_load_ps(t)));
+    for (int k = 0; i + k < n; ++k) r[i + k] = t[k];
+  }
+}
+template <auto F>
+void vec2_d(int n, const double* a, const double* b, double* r) {
+  int i = 0;
+  for (; i + 2 <= n; i += 2) _mm_storeu_pd(r + i, F(_mm_loadu_pd(a + i), _mm_loadu_pd(b + i)));
+  if (i < n) {
+    alignas(16) double t[2] = {a[i], a[i]}, u[2] = {b[i], b[i]};
+    _mm_store_pd(t, F(_mm_load_pd(t), _mm_load_pd(u)));
+    r[i] = t[0];
+  }
+}
+template <auto F>
+void vec2_s(int n, const float* a, const float* b, float* r) {
+  int i = 0;
+  for (; i + 4 <= n; i += 4) _mm_storeu_ps(r + i, F(_mm_loadu_ps(a + i), _mm_loadu_ps(b + i)));
+  if (i < n) {
+    alignas(16) float t[4], u[4];
+    for (int k = 0; k < 4; ++k) {
+      const int j = i + (i + k < n ? k : 0);
+      t[k] = a[j];
+      u[k] = b[j];
+    }
+    _mm_store_ps(t, F(_mm_load_ps(t), _mm_load_ps(u)));
+    for (int k = 0; i + k < n; ++k) r[i + k] = t[k];
+  }
+}
+
+}  // namespace zevbench
+
+// A plain loop over a scalar expression of a[i] (and b[i]), as a kernel pointer.
+#define ZEV_LOOP1(T, expr) \
+  reinterpret_cast<void*>(+[](int n, const T* a, T* r) { for (int i = 0; i < n; ++i) r[i] = (expr); })
+#define ZEV_LOOP2(T, expr)                                                         \
+  reinterpret_cast<void*>(+[](int n, const T* a, const T* b, T* r) {               \
+    for (int i = 0; i < n; ++i) r[i] = (expr);                                     \
+  })
+#define ZEV_VEC_S(f) reinterpret_cast<void*>(static_cast<zevbench::Unary<float>>(&zevbench::vec_s<f>))
+#define ZEV_VEC_D(f) reinterpret_cast<void*>(static_cast<zevbench::Unary<double>>(&zevbench::vec_d<f>))
+#define ZEV_VEC2_S(f) reinterpret_cast<void*>(static_cast<zevbench::Binary<float>>(&zevbench::vec2_s<f>))
+#define ZEV_VEC2_D(f) reinterpret_cast<void*>(static_cast<zevbench::Binary<double>>(&zevbench::vec2_d<f>))
