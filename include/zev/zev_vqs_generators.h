@@ -51,10 +51,11 @@ typedef void (*zev_jump_clear_fn)(void* work);
 typedef void (*zev_jump_add_fn)(void* work, const void* src);   /* work ^= src */
 typedef void (*zev_jump_copy_fn)(void* dst, const void* src);   /* dst = src */
 typedef void (*zev_jump_step_fn)(void* work);                   /* one step */
+/* Writes the finished work state to the stream; count is the skip as asked. */
 typedef void (*zev_jump_setback_fn)(void* stream, const void* work, uint64_t count);
 /* Handles a skip that needs no polynomial (and then returns 0), or returns 1
-   and sets *count to the count left for the polynomial. Changes the stream
-   only when it returns 0. */
+   and sets *count to the power of the step that the polynomial must give.
+   Changes the stream only when it returns 0. */
 typedef int (*zev_jump_small_fn)(void* stream, uint64_t* count);
 
 /* Horner evaluation of (x^count mod p)(step) at the stream's state. */

@@ -1,0 +1,109 @@
+// Niederr: Niederreiter's base-2 quasi-random sequence in the construction of
+// Bratley, Fox and Niederreiter (Algorithm 738), up to 318 dimensions, in
+// Gray-code order, with 32-bit words. Dimension i uses the i-th irreducible
+// polynomial over GF(2) in increasing order.
+//
+// Stream state (84272 bytes behind the 16-byte header, 84288 in all):
+//   position, dimension, component, cursor (uint32 each)
+//   uint32 x[318]       current point
+//   uint32 v[318][32]   direction words
+// A user table (user polynomials, form 1, or user direction words, form 4)
+// goes to chunk 10, which the generate functions look up first.
+#include <cstring>
+
+#include "generators/niederr/niederr_construct.h"
+#include "generators/sobol/qrng_core.h"
+#include "streams/stream.h"
+#include "zev/zev_vqs.h"
+
+namespace {
+
+using namespace zev::gen;
+constexpr int kMaxDim = 318;
+
+#include "generators/niederr/niederr_tables.inc"
+
+struct State {
+  qrng::Header h;
+  uint32_t x[kMaxDim];
+  uint32_t v[kMaxDim][32];
+  uint32_t pad[(84272 - 16 - 4 * kMaxDim - 4 * 32 * kMaxDim) / 4];
+};
+static_assert(sizeof(State) + 16 == 84288, "Niederr stream is 84288 bytes");
+
+State* st(void* s) { return zev::vqs::state<State>(s); }
+
+qrng::Tables tables(void* stream) {
+  State* s = st(stream);
+  if (void* tv = __vqsSearchChunk(stream, 10)) return {static_cast<const uint32_t*>(tv), s->x};
+  return {&s->v[0][0], s->x};
+}
+
+int init(void* stream, int n, const unsigned int* p) {
+  State* s = st(stream);
+  std::memset(&s->h, 0, sizeof(s->h));
+  uint32_t dim = 1;
+  if (n >= 1) dim = (p[0] >= 1 && p[0] <= uint32_t(kMaxDim)) ? p[0] : 1;
+  s->h.dimension = dim;
+  s->h.component = qrng::kAll;
+  std::memset(s->x, 0, sizeof(s->x));
+  const int64_t nn = n, d = dim;
+  const uint32_t form = (n > 2 && p[1] == 1) ? p[2] : 0;
+  const bool polys = form == 1 && nn >= d + 3;
+  const bool full = form == 4 && nn >= d * 32 + 3;
+  if (!polys && !full) {
+    std::memcpy(s->v, kNiederrDirections, size_t(dim) * 32 * 4);
+    return 0;
+  }
+  uint32_t* table = static_cast<uint32_t*>(zev_serv_allocate(size_t(dim) * 32 * 4, 128));
+  if (!table) return ZEV_VQS_ERR_NOMEM;
+  for (uint32_t i = 0; i < dim; ++i) {
+    if (full) std::memcpy(table + size_t(i) * 32, p + 3 + size_t(i) * 32, 32 * 4);
+    else niederr::directions(p[3 + i], table + size_t(i) * 32);
+  }
+  if (__vqsAddChunk(stream, 10, nullptr, table, int(dim) * 32 * 4) != 0) {
+    zev_serv_deallocate(table);
+    return ZEV_VQS_ERR_NOMEM;
+  }
+  return 0;
+}
+
+void words(void* stream, int n, uint32_t* out) { qrng::words(&st(stream)->h, tables(stream), n, out); }
+
+}  // namespace
+
+extern "C" {
+
+ZEV_API int __vqsBRngNiederrInitStream(int op, void* stream, int n, const unsigned int* params) {
+  switch (op) {
+    case 0: return init(stream, n, params);
+    case 1: {
+      int k = 0;
+      std::memcpy(&k, params, 4);
+      return qrng::leapfrog(&st(stream)->h, tables(stream), n, k);
+    }
+    case 2: return qrng::skip(&st(stream)->h, tables(stream), n, zev::vqs::param_u64(params));
+    case 3: return ZEV_VQS_ERR_NO_SKIPAHEADEX;
+    default: return ZEV_VQS_ERR_BAD_INIT_OP;
+  }
+}
+
+ZEV_API int __vqsiBRngNiederr(void* stream, int n, unsigned int* r) {
+  if (const int e = qrng::check_room(&st(stream)->h, n)) return e;
+  if (n > 0) words(stream, n, r);
+  return 0;
+}
+
+ZEV_API int __vqsdBRngNiederr(void* stream, int n, double* r, double a, double b) {
+  if (const int e = qrng::check_room(&st(stream)->h, n)) return e;
+  return qrng::gen_d([stream](int m, uint32_t* w) { words(stream, m, w); return 0; }, n, r, a, b);
+}
+
+ZEV_API int __vqssBRngNiederr(void* stream, int n, float* r, float a, float b) {
+  if (const int e = qrng::check_room(&st(stream)->h, n)) return e;
+  const Affine f = unsigned_affine(double(a), double(b));
+  return draw_converted(n, r, [stream](int m, uint32_t* w) { words(stream, m, w); return 0; },
+                        [f](const uint32_t* w, int m, float* o) { words_to_float(w, m, o, f); });
+}
+
+}  // extern "C"

@@ -1,0 +1,118 @@
+// TRNG: words from the processor's hardware generator (RDRAND), with no
+// sequence, no seed and no jumps; and the processor feature tests of the
+// generators that need instructions beyond SSE2.
+//
+// Stream state (8 bytes behind the 16-byte header, 24 in all):
+//   uint32 source   always 0
+//   int32  retries  reads tried again after a failure before giving up
+#include <cpuid.h>
+#include <immintrin.h>
+
+#include "generators/mt19937/convert.h"
+#include "streams/stream.h"
+#include "zev/zev_vqs.h"
+
+namespace {
+
+using namespace zev::gen;
+
+struct State {
+  uint32_t source;
+  int32_t retries;
+};
+static_assert(sizeof(State) + 16 == 24, "TRNG stream is 24 bytes");
+
+State* st(void* s) { return zev::vqs::state<State>(s); }
+
+bool leaf1(unsigned& ecx, unsigned& edx) {
+  unsigned eax, ebx;
+  if (!__get_cpuid(1, &eax, &ebx, &ecx, &edx)) return false;
+  return true;
+}
+
+__attribute__((target("rdrnd"))) inline bool read32(uint32_t& w, int retries) {
+  unsigned v;
+  for (int k = 0; k <= retries; ++k)
+    if (_rdrand32_step(&v)) {
+      w = v;
+      return true;
+    }
+  return false;
+}
+
+__attribute__((target("rdrnd"))) inline bool read64(uint64_t& w, int retries) {
+  unsigned long long v;
+  for (int k = 0; k <= retries; ++k)
+    if (_rdrand64_step(&v)) {
+      w = v;
+      return true;
+    }
+  return false;
+}
+
+// Words in pairs from 64-bit reads, a last single one for odd n.
+int words(State* s, int n, uint32_t* out) {
+  if (!__vqsCPUisRDRAND()) return ZEV_VQS_ERR_NO_RDRAND;
+  int i = 0;
+  for (; i + 2 <= n; i += 2) {
+    uint64_t v;
+    if (!read64(v, s->retries)) return ZEV_VQS_ERR_RDRAND_FAILED;
+    out[i] = uint32_t(v);
+    out[i + 1] = uint32_t(v >> 32);
+  }
+  if (i < n && !read32(out[i], s->retries)) return ZEV_VQS_ERR_RDRAND_FAILED;
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+ZEV_API int __vqsCPUisRDRAND(void) {
+  unsigned ecx = 0, edx = 0;
+  return leaf1(ecx, edx) && ((ecx >> 30) & 1) ? 1 : 0;
+}
+
+ZEV_API int __vqsCPUisAES(void) {
+  unsigned ecx = 0, edx = 0;
+  return leaf1(ecx, edx) && ((edx >> 26) & 1) && ((ecx >> 25) & 1) ? 1 : 0;
+}
+
+ZEV_API int __vqsCPUisVAES(void) { return zev_serv_cpuisicx(); }
+
+ZEV_API int __vqsBRngTRNGInitStream(int op, void* stream, int n, const unsigned int* params) {
+  State* s = st(stream);
+  switch (op) {
+    case 0:
+      s->source = 0;
+      s->retries = (n >= 2 && params[1] != 0) ? int32_t(params[1]) : 10;
+      return 0;
+    case 1: return ZEV_VQS_ERR_NO_LEAPFROG;
+    case 2: return ZEV_VQS_ERR_NO_SKIPAHEAD;
+    case 3: return ZEV_VQS_ERR_NO_SKIPAHEADEX;
+    default: return ZEV_VQS_ERR_BAD_INIT_OP;
+  }
+}
+
+ZEV_API int __vqsiBRngTRNG(void* stream, int n, unsigned int* r) {
+  return n > 0 ? words(st(stream), n, r) : 0;
+}
+
+ZEV_API int __vqsdBRngTRNG(void* stream, int n, double* r, double a, double b) {
+  const Affine f = unsigned_affine(a, b);
+  State* s = st(stream);
+  return draw_converted(n, r, [s](int m, uint32_t* w) { return words(s, m, w); },
+                        [f](const uint32_t* w, int m, double* o) { words_to_double(w, m, o, f); });
+}
+
+ZEV_API int __vqssBRngTRNG(void* stream, int n, float* r, float a, float b) {
+  // single precision throughout: S = (b - a) * 2^-32 as a float
+  const float scale = (b - a) * 2.3283064365386963e-10f;
+  State* s = st(stream);
+  return draw_converted(n, r, [s](int m, uint32_t* w) { return words(s, m, w); },
+                        [scale, a](const uint32_t* w, int m, float* o) {
+                          for (int k = 0; k < m; ++k) o[k] = float(w[k]) * scale + a;
+                        });
+}
+
+}  // extern "C"
