@@ -3,26 +3,24 @@
 // a row.
 #include "streams/stream.h"
 
-// Generators that live in their own folders and may be built separately. A
-// weak reference keeps the module linkable while one is missing; the row slot
-// is then null, and the registry test reports it.
-#define ZEV_VQS_WEAK_BRNG(Name)                                                       \
-  extern "C" ZEV_API __attribute__((weak)) int __vqsBRng##Name##InitStream(             \
+// The functions of the generators that live in their own folders.
+#define ZEV_VQS_BRNG_DECL(Name)                                                       \
+  extern "C" ZEV_API int __vqsBRng##Name##InitStream(             \
       int, void*, int, const unsigned int*);                                           \
-  extern "C" ZEV_API __attribute__((weak)) int __vqssBRng##Name(void*, int, float*, float, \
+  extern "C" ZEV_API int __vqssBRng##Name(void*, int, float*, float, \
                                                                  float);               \
-  extern "C" ZEV_API __attribute__((weak)) int __vqsdBRng##Name(void*, int, double*,    \
+  extern "C" ZEV_API int __vqsdBRng##Name(void*, int, double*,    \
                                                                  double, double);      \
-  extern "C" ZEV_API __attribute__((weak)) int __vqsiBRng##Name(void*, int, unsigned int*);
+  extern "C" ZEV_API int __vqsiBRng##Name(void*, int, unsigned int*);
 
-ZEV_VQS_WEAK_BRNG(Sobol)
-ZEV_VQS_WEAK_BRNG(Niederr)
-ZEV_VQS_WEAK_BRNG(MT19937)
-ZEV_VQS_WEAK_BRNG(MT2203)
-ZEV_VQS_WEAK_BRNG(SFMT19937)
-ZEV_VQS_WEAK_BRNG(TRNG)
-ZEV_VQS_WEAK_BRNG(ARS5)
-ZEV_VQS_WEAK_BRNG(PHILOX4X32X10)
+ZEV_VQS_BRNG_DECL(Sobol)
+ZEV_VQS_BRNG_DECL(Niederr)
+ZEV_VQS_BRNG_DECL(MT19937)
+ZEV_VQS_BRNG_DECL(MT2203)
+ZEV_VQS_BRNG_DECL(SFMT19937)
+ZEV_VQS_BRNG_DECL(TRNG)
+ZEV_VQS_BRNG_DECL(ARS5)
+ZEV_VQS_BRNG_DECL(PHILOX4X32X10)
 
 #define ZEV_ROW(Name, state, seed, zero, word, bits)                                   \
   BrngRow {                                                                            \
