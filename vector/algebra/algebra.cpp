@@ -1,0 +1,362 @@
+// Reciprocal, square root, reciprocal square root and division, single and
+// double.
+//
+// HA: sqrtps/pd and divps/pd are correctly rounded, and so are the HA Inv,
+// Sqrt and Div kernels. sInvSqrt at HA refines the processor's 12-bit estimate
+// by two Newton steps in double and rounds once (0.5 ulp plus at most 2^-17);
+// dInvSqrt at HA corrects 1/sqrt(x) by the exact residuals of the root and of
+// the reciprocal (below 0.51 ulp).
+// LA and EP in single start from the estimates rcpps and rsqrtps (relative
+// error below 1.5 * 2^-12): EP takes them as they are, LA adds one Newton
+// step. Division keeps divps at every level: a times the estimate, with the
+// wider special test it needs, measured slower. In double the estimate and
+// its Newton steps cost more than divpd and sqrtpd themselves, so dInv, dSqrt
+// and dDiv run the hardware operation at every level, and dInvSqrt at LA and EP is
+// 1/sqrt(x) with two roundings (below 1.5 ulp). Measured worst errors are in
+// docs/accuracy_algebra.md.
+//
+// Special lanes leave the vector path by one range test on the bits of the
+// input (or of the result, for Div): outside the range the vector result is
+// either wrong for the level or owes a status. Their scalar functions compute
+// with the IEEE operation and report what it raises: invalid 1, division by
+// zero 2, overflow 3, underflow 4; NaN inputs report nothing.
+#include "vector/algebra/common.h"
+
+namespace zev::vk::alg {
+namespace {
+
+// ---- single constants -------------------------------------------------------------
+struct SConst {
+  C4 one, half, three_halves;
+  Range32 inv;     // |x| in [2^-126, 2^126): 1/x is a normal number
+  Range32 normal;  // x positive, normal, finite
+};
+constexpr SConst kS = {f4(1.0f), f4(0.5f), f4(1.5f), range32(0x00800000u, 0x7E7FFFFFu),
+                       range32(0x00800000u, 0x7F7FFFFFu)};
+
+struct DConst {
+  C2 one, half, three_halves, split;
+  Range32 inv;         // |x| in [2^-1022, 2^1022): 1/x is a normal number
+  Range32 normal;      // x positive, normal, finite
+  Range32 rsqrt_ha;    // x in [2^-968, 2^1020): the residuals stay exact
+};
+constexpr DConst kD = {d2(1.0), d2(0.5), d2(1.5), q2(0xFFFFFFFFF8000000ull),
+                       range32(0x00100000u, 0x7FCFFFFFu), range32(0x00100000u, 0x7FEFFFFFu),
+                       range32(0x03700000u, 0x7FAFFFFFu)};
+
+// ---- scalar functions: one IEEE computation, its exceptions as status ----------
+
+template <class T>
+int inv_scalar(const T* a, T* r) {
+  T x = *a;
+  if (is_nan(x)) {
+    *r = x + x;
+    return 0;
+  }
+  Flags fl;
+  pin(x);
+  T y = T(1) / x;
+  pin(y);
+  const unsigned f = fl.stop();
+  *r = y;
+  return status_of(f, y);
+}
+
+template <class T>
+int sqrt_scalar(const T* a, T* r) {
+  T x = *a;
+  if (is_nan(x)) {
+    *r = x + x;
+    return 0;
+  }
+  Flags fl;
+  pin(x);
+  T y = std::sqrt(x);
+  pin(y);
+  const unsigned f = fl.stop();
+  *r = y;
+  return status_of(f, y);
+}
+
+template <class T>
+int div_scalar(const T* a, const T* b, T* r) {
+  T x = *a, z = *b;
+  if (is_nan(x) || is_nan(z)) {
+    *r = nan_sum(x, z);
+    return 0;
+  }
+  Flags fl;
+  pin(x);
+  pin(z);
+  T y = x / z;
+  pin(y);
+  const unsigned f = fl.stop();
+  *r = y;
+  return status_of(f, y);
+}
+
+// 1/sqrt(x): the special values by their IEEE rules (sqrt, then the
+// reciprocal: -0 gives -inf), numbers by `f`.
+template <class T, class F>
+int invsqrt_scalar(const T* a, T* r, F f) {
+  const T x = *a;
+  if (is_nan(x)) {
+    *r = x + x;
+    return 0;
+  }
+  if (x == 0) {
+    *r = T(1) / x;
+    return 2;
+  }
+  if (x < 0) {
+    *r = std::numeric_limits<T>::quiet_NaN();
+    return 1;
+  }
+  if (std::isinf(x)) {
+    *r = 0;
+    return 0;
+  }
+  *r = f(x);
+  return 0;
+}
+
+// 1/sqrt(x) in double with a correction from the exact residuals, for x in
+// [2^-968, 2^1020) (scaled into it by the scalar path). With s = sqrt(x) and
+// q = 1/s both rounded, r = 1 - s*q and e = x - s*s come out exact through
+// split products, and 1/sqrt(x) = q*(1 + r - e*q*q/2) to second order.
+inline __m128d rsqrt_corrected(__m128d x) {
+  const __m128d s = _mm_sqrt_pd(x);
+  const __m128d q = _mm_div_pd(kD.one.pd(), s);
+  const __m128d m = kD.split.pd();
+  const __m128d sh = _mm_and_pd(s, m), sl = _mm_sub_pd(s, sh);
+  const __m128d qh = _mm_and_pd(q, m), ql = _mm_sub_pd(q, qh);
+  const __m128d p = _mm_mul_pd(s, s);
+  const __m128d pl = _mm_add_pd(
+      _mm_add_pd(_mm_sub_pd(_mm_mul_pd(sh, sh), p), _mm_mul_pd(_mm_add_pd(sh, sh), sl)), _mm_mul_pd(sl, sl));
+  const __m128d e = _mm_sub_pd(_mm_sub_pd(x, p), pl);
+  const __m128d u = _mm_mul_pd(s, q);
+  const __m128d ul = _mm_add_pd(
+      _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(sh, qh), u), _mm_mul_pd(sh, ql)), _mm_mul_pd(sl, qh)),
+      _mm_mul_pd(sl, ql));
+  const __m128d rr = _mm_sub_pd(_mm_sub_pd(kD.one.pd(), u), ul);
+  const __m128d c = _mm_sub_pd(rr, _mm_mul_pd(_mm_mul_pd(kD.half.pd(), e), _mm_mul_pd(q, q)));
+  return _mm_add_pd(q, _mm_mul_pd(q, c));
+}
+
+double rsqrt_ha_scalar(double x) {
+  // Scale into the range of the residuals by an even power of two.
+  double scale = 1.0;
+  if (x < 0x1p-968) {
+    x *= 0x1p600;
+    scale = 0x1p300;
+  } else if (x >= 0x1p1020) {
+    x *= 0x1p-600;
+    scale = 0x1p-300;
+  }
+  double y;
+  _mm_store_sd(&y, rsqrt_corrected(_mm_set1_pd(x)));
+  return y * scale;
+}
+
+// Two Newton steps in double from the single estimate: 12, 23, 45 bits.
+inline __m128d newton_rsqrt(__m128d x, __m128d y) {
+  const __m128d hx = _mm_mul_pd(kD.half.pd(), x), t = kD.three_halves.pd();
+  y = _mm_mul_pd(y, _mm_sub_pd(t, _mm_mul_pd(hx, _mm_mul_pd(y, y))));
+  return _mm_mul_pd(y, _mm_sub_pd(t, _mm_mul_pd(hx, _mm_mul_pd(y, y))));
+}
+
+
+// ---- policies -------------------------------------------------------------------
+
+template <class T_, int Block, int BlockI>
+struct Base {
+  using T = T_;
+  using V = typename Vec<T>::V;
+  static constexpr int kBlock = Block;
+  static constexpr int kBlockI = BlockI;
+  static constexpr bool kSignedCount = true;
+  static constexpr bool kCallout = true;
+};
+
+// Inv. Special: |x| outside [2^-126, 2^126) (singles) or [2^-1022, 2^1022)
+// (doubles): zeros, subnormals and the ends where 1/x leaves the normal range,
+// infinities and NaN.
+enum class Est { Exact, Newton, Raw };
+
+template <Est e>
+struct sInvP : Base<float, 16, 8> {
+  static constexpr const char* kName = "vsInv";
+  static __m128 eval(__m128 x, __m128& special) {
+    special = _mm_castsi128_ps(outside(abs_bits(x), kS.inv));
+    if constexpr (e == Est::Exact) return _mm_div_ps(kS.one.ps(), x);
+    const __m128 y = _mm_rcp_ps(x);
+    if constexpr (e == Est::Raw) return y;
+    // y + y*(1 - x*y): the residual is small, so its rounding matters little.
+    return _mm_add_ps(y, _mm_mul_ps(y, _mm_sub_ps(kS.one.ps(), _mm_mul_ps(x, y))));
+  }
+  static int scalar(const float* a, float* r) { return inv_scalar(a, r); }
+};
+
+// Double Inv at every level: divpd. On the processors this module serves an
+// estimate refined by Newton steps in double costs more than the division
+// itself, so LA and EP keep the correctly rounded quotient.
+template <Est e>
+struct dInvP : Base<double, 8, 4> {
+  static constexpr const char* kName = "vdInv";
+  static constexpr const char* kNameI = "vdInvI";
+  static __m128d eval(__m128d x, __m128d& special) {
+    special = _mm_castsi128_pd(outside(abs_high_words(x), kD.inv));
+    return _mm_div_pd(kD.one.pd(), x);
+  }
+  // At HA a zero lane is a pole by the kernel's own test; its result, the
+  // infinity of the division, stands.
+  static int scalar(const double* a, double* r) {
+    if (e == Est::Exact && *a == 0.0) {
+      *r = 1.0 / *a;
+      return 2;
+    }
+    return inv_scalar(a, r);
+  }
+};
+
+// Sqrt. HA: special only where x < 0 (invalid); the hardware root is right for
+// every other input. LA and EP: x * (estimate of 1/sqrt(x)) needs x positive,
+// normal and finite.
+template <Est e>
+struct sSqrtP : Base<float, 16, 8> {
+  static constexpr const char* kName = "vsSqrt";
+  static __m128 eval(__m128 x, __m128& special) {
+    if constexpr (e == Est::Exact) {
+      special = _mm_cmplt_ps(x, _mm_setzero_ps());
+      return _mm_sqrt_ps(x);
+    } else {
+      special = _mm_castsi128_ps(outside(bits(x), kS.normal));
+      const __m128 y = _mm_rsqrt_ps(x);
+      const __m128 s = _mm_mul_ps(x, y);
+      if constexpr (e == Est::Raw) return s;
+      // s + (y/2)*(x - s*s)
+      return _mm_add_ps(s, _mm_mul_ps(_mm_mul_ps(kS.half.ps(), y), _mm_sub_ps(x, _mm_mul_ps(s, s))));
+    }
+  }
+  static int scalar(const float* a, float* r) { return sqrt_scalar(a, r); }
+};
+
+// Double Sqrt at every level: sqrtpd, for the same reason as double Inv.
+template <Est e>
+struct dSqrtP : Base<double, 8, 4> {
+  static constexpr const char* kName = "vdSqrt";
+  static __m128d eval(__m128d x, __m128d& special) {
+    special = _mm_cmplt_pd(x, _mm_setzero_pd());
+    return _mm_sqrt_pd(x);
+  }
+  static int scalar(const double* a, double* r) { return sqrt_scalar(a, r); }
+};
+
+// InvSqrt. Special at every level: x not a positive normal finite number
+// (the bits of x minus those of the least normal, compared unsigned against
+// the span up to the largest finite; negative numbers carry the sign bit and
+// fall above). dInvSqrt at HA narrows the range to [2^-968, 2^1020).
+template <Est e>
+struct sInvSqrtP : Base<float, 16, 8> {
+  static constexpr const char* kName = "vsInvSqrt";
+  static __m128 eval(__m128 x, __m128& special) {
+    special = _mm_castsi128_ps(outside(bits(x), kS.normal));
+    const __m128 y = _mm_rsqrt_ps(x);
+    if constexpr (e == Est::Raw) return y;
+    if constexpr (e == Est::Newton) {
+      const __m128 hx = _mm_mul_ps(kS.half.ps(), x);
+      return _mm_mul_ps(y, _mm_sub_ps(kS.three_halves.ps(), _mm_mul_ps(hx, _mm_mul_ps(y, y))));
+    } else {
+      const __m128d lo = newton_rsqrt(_mm_cvtps_pd(x), _mm_cvtps_pd(y));
+      const __m128d hi = newton_rsqrt(_mm_cvtps_pd(_mm_movehl_ps(x, x)), _mm_cvtps_pd(_mm_movehl_ps(y, y)));
+      return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+    }
+  }
+  // Subnormal inputs land here: in double they are normal, and 1/sqrt(x)
+  // rounded twice stays within 0.5 + 2^-28 ulp of single.
+  static int scalar(const float* a, float* r) {
+    return invsqrt_scalar(a, r, [](float x) { return static_cast<float>(1.0 / std::sqrt(double(x))); });
+  }
+};
+
+template <Est e>
+struct dInvSqrtP : Base<double, 8, 4> {
+  static constexpr const char* kName = "vdInvSqrt";
+  static __m128d eval(__m128d x, __m128d& special) {
+    if constexpr (e == Est::Exact) {
+      special = _mm_castsi128_pd(outside(high_words(x), kD.rsqrt_ha));
+      return rsqrt_corrected(x);
+    } else {
+      special = _mm_castsi128_pd(outside(high_words(x), kD.normal));
+      return _mm_div_pd(kD.one.pd(), _mm_sqrt_pd(x));
+    }
+  }
+  static int scalar(const double* a, double* r) {
+    if constexpr (e == Est::Exact)
+      return invsqrt_scalar(a, r, [](double x) { return rsqrt_ha_scalar(x); });
+    else
+      return invsqrt_scalar(a, r, [](double x) { return 1.0 / std::sqrt(x); });
+  }
+};
+
+// Div. Special lanes from the result: not a normal finite number, except
+// quotients equal to the dividend (exact: the zeros of a zero dividend, a/1;
+// 0/0 gives a NaN, which equals nothing). That catches the poles, 0/0 and
+// inf/inf, overflow and underflow, and NaN.
+// Single Div at every level: divps, which costs less here than a times
+// the estimate of 1/b with the wider test that the estimate needs.
+template <Est e>
+struct sDivP : Base<float, 16, 8> {
+  static constexpr const char* kName = "vsDiv";
+  static __m128 eval(__m128 a, __m128 b, __m128& special) {
+    const __m128 q = _mm_div_ps(a, b);
+    special = _mm_andnot_ps(_mm_cmpeq_ps(a, q), not_normal(q));
+    return q;
+  }
+  static int scalar(const float* a, const float* b, float* r) { return div_scalar(a, b, r); }
+};
+
+struct dDivP : Base<double, 8, 4> {
+  static constexpr const char* kName = "vdDiv";
+  static __m128d eval(__m128d a, __m128d b, __m128d& special) {
+    const __m128d q = _mm_div_pd(a, b);
+    special = _mm_andnot_pd(_mm_cmpeq_pd(a, q), not_normal(q));  // as in single
+    return q;
+  }
+  static int scalar(const double* a, const double* b, double* r) { return div_scalar(a, b, r); }
+};
+
+}  // namespace
+}  // namespace zev::vk::alg
+
+using namespace zev::vk;
+using namespace zev::vk::alg;
+using E = Est;
+
+using sInvHA = sInvP<E::Exact>;
+using dInvHA = dInvP<E::Exact>;
+using sSqrtHA = sSqrtP<E::Exact>;
+using dSqrtHA = dSqrtP<E::Exact>;
+using sDivHA = sDivP<E::Exact>;
+
+ZEV_UNARY_KERNELS(sInv, ha, sInvHA)
+ZEV_UNARY_KERNELS(sInv, la, sInvP<E::Newton>)
+ZEV_UNARY_KERNELS(sInv, ep, sInvP<E::Raw>)
+ZEV_UNARY_KERNELS(dInv, ha, dInvHA)
+ZEV_UNARY_KERNELS(dInv, la, dInvP<E::Newton>)
+ZEV_UNARY_KERNELS(dInv, ep, dInvP<E::Raw>)
+ZEV_UNARY_KERNELS(sSqrt, ha, sSqrtHA)
+ZEV_UNARY_KERNELS(sSqrt, la, sSqrtP<E::Newton>)
+ZEV_UNARY_KERNELS(sSqrt, ep, sSqrtP<E::Raw>)
+ZEV_UNARY_KERNELS(dSqrt, ha, dSqrtHA)
+ZEV_UNARY_KERNELS(dSqrt, la, dSqrtP<E::Newton>)
+ZEV_UNARY_KERNELS(dSqrt, ep, dSqrtP<E::Raw>)
+ZEV_UNARY_KERNELS(sInvSqrt, ha, sInvSqrtP<E::Exact>)
+ZEV_UNARY_KERNELS(sInvSqrt, la, sInvSqrtP<E::Newton>)
+ZEV_UNARY_KERNELS(sInvSqrt, ep, sInvSqrtP<E::Raw>)
+ZEV_UNARY_KERNELS(dInvSqrt, ha, dInvSqrtP<E::Exact>)
+ZEV_UNARY_KERNELS(dInvSqrt, la, dInvSqrtP<E::Newton>)
+ZEV_BINARY_KERNELS(sDiv, ha, sDivHA)
+ZEV_BINARY_KERNELS(sDiv, la, sDivP<E::Newton>)
+ZEV_BINARY_KERNELS(sDiv, ep, sDivP<E::Raw>)
+ZEV_BINARY_KERNELS(dDiv, ha, dDivP)
