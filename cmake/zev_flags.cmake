@@ -13,6 +13,9 @@ function(zev_module_flags target)
   target_compile_options(${target} PRIVATE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
     -msse2 -mno-sse3 -fvisibility=hidden -fno-math-errno)
+  # Calls between the module's own exports (every kernel reads the mode) bind
+  # inside the module, with no PLT hop.
+  target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions)
   if(NOT ZEV_SANITIZE)
     target_link_options(${target} PRIVATE -Wl,--no-undefined -Wl,-z,noexecstack)
   endif()

@@ -71,6 +71,11 @@ void peeled_binary(int n, const T* a, const T* b, T* r) {
         else
           peeled_loop<T, Op, B, false, false>(i, vend, a, b, r);
         i = vend;
+        // What is left after the blocks: whole vectors while they fit (r stays
+        // aligned), then single elements. Each lane is the same one operation.
+        using W = Vec<T>;
+        for (; i + W::kLanes <= n; i += W::kLanes)
+          W::store_aligned(r + i, Op::v(W::load(a + i), W::load(b + i)));
       }
     }
   }
