@@ -1,0 +1,232 @@
+// Pieces shared by the kernels and scalar functions of the exponential family:
+// full-width constant types, the special-lane tests, lane-by-lane table
+// fetches, and the scalar helpers that scale a result by 2^n with one rounding.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "vector/exp/exp_data.h"
+#include "vector/vops.h"
+
+namespace zev::vk::expk {
+
+// Constant vectors, initialised at compile time.
+typedef int32_t I4 __attribute__((vector_size(16)));
+typedef int64_t I2 __attribute__((vector_size(16)));
+constexpr __m128 f4(float v) { return __m128{v, v, v, v}; }
+constexpr __m128d d2(double v) { return __m128d{v, v}; }
+constexpr I4 i4(int32_t v) { return I4{v, v, v, v}; }
+constexpr I2 i2(int64_t v) { return I2{v, v}; }
+inline __m128i iv(I4 v) { return reinterpret_cast<__m128i>(v); }
+inline __m128i iv(I2 v) { return reinterpret_cast<__m128i>(v); }
+
+inline __m128 fv(__m128i v) { return _mm_castsi128_ps(v); }
+inline __m128d dv(__m128i v) { return _mm_castsi128_pd(v); }
+
+// ---- special-lane tests ----------------------------------------------------
+
+// Single: the sign-cleared bits of x, signed-compared, exceed the bound.
+inline unsigned special_s(__m128 x, I4 bound) {
+  const __m128i ax = _mm_and_si128(bits(x), _mm_set1_epi32(0x7FFFFFFF));
+  return static_cast<unsigned>(_mm_movemask_ps(fv(_mm_cmpgt_epi32(ax, iv(bound)))));
+}
+
+// Double: the high words of a pair of vectors gathered into one vector, so one
+// compare and one mask read serve four lanes.
+inline unsigned special_d2(__m128d x0, __m128d x1, I4 bound) {
+  const __m128 hi = _mm_shuffle_ps(_mm_castpd_ps(x0), _mm_castpd_ps(x1), _MM_SHUFFLE(3, 1, 3, 1));
+  const __m128i ax = _mm_and_si128(_mm_castps_si128(hi), _mm_set1_epi32(0x7FFFFFFF));
+  return static_cast<unsigned>(_mm_movemask_ps(fv(_mm_cmpgt_epi32(ax, iv(bound)))));
+}
+
+// The mask of NV double vectors, four lanes a compare.
+template <int NV>
+inline unsigned special_d(const __m128d (&x)[NV], I4 bound) {
+  if constexpr (NV == 1) {
+    return special_d2(x[0], x[0], bound) & 3u;
+  } else {
+    static_assert(NV % 2 == 0);
+    unsigned m = 0;
+    for (int k = 0; k < NV; k += 2) m |= special_d2(x[k], x[k + 1], bound) << (2 * k);
+    return m;
+  }
+}
+
+// Lane bits of a vector mask, for the selects of the NOERR shortcut.
+inline __m128 lanes_s(unsigned m) {
+  return fv(_mm_set_epi32(-static_cast<int>((m >> 3) & 1), -static_cast<int>((m >> 2) & 1),
+                          -static_cast<int>((m >> 1) & 1), -static_cast<int>(m & 1)));
+}
+inline __m128d lanes_d(unsigned m) {
+  return dv(_mm_set_epi64x(-static_cast<long long>((m >> 1) & 1), -static_cast<long long>(m & 1)));
+}
+
+// ---- table fetches: one load a lane, no gather --------------------------------
+
+// Low 32 bits of each lane of the shifter's view, masked to an index.
+inline void index4(__m128 t, int mask, int (&j)[4]) {
+  alignas(16) int32_t v[4];
+  _mm_store_si128(reinterpret_cast<__m128i*>(v), _mm_and_si128(bits(t), _mm_set1_epi32(mask)));
+  j[0] = v[0];
+  j[1] = v[1];
+  j[2] = v[2];
+  j[3] = v[3];
+}
+inline void index2(__m128d t, int mask, int (&j)[2]) {
+  const __m128i b = bits(t);
+  j[0] = _mm_cvtsi128_si32(b) & mask;
+  j[1] = _mm_cvtsi128_si32(_mm_shuffle_epi32(b, _MM_SHUFFLE(3, 2, 3, 2))) & mask;
+}
+
+// Pairs {hi, lo} of single for four lanes.
+inline void fetch_pairs(const float (*tab)[2], const int (&j)[4], __m128& hi, __m128& lo) {
+  __m128 a = _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(tab[j[0]])));
+  a = _mm_castpd_ps(_mm_loadh_pd(_mm_castps_pd(a), reinterpret_cast<const double*>(tab[j[1]])));
+  __m128 b = _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(tab[j[2]])));
+  b = _mm_castpd_ps(_mm_loadh_pd(_mm_castps_pd(b), reinterpret_cast<const double*>(tab[j[3]])));
+  hi = _mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0));
+  lo = _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1));
+}
+
+// Pairs {hi, lo} of double for two lanes.
+inline void fetch_pairs(const double (*tab)[2], const int (&j)[2], __m128d& hi, __m128d& lo) {
+  const __m128d a = _mm_load_pd(tab[j[0]]);
+  const __m128d b = _mm_load_pd(tab[j[1]]);
+  hi = _mm_unpacklo_pd(a, b);
+  lo = _mm_unpackhi_pd(a, b);
+}
+
+inline __m128d fetch(const double* tab, const int (&j)[2]) {
+  return _mm_loadh_pd(_mm_load_sd(tab + j[0]), tab + j[1]);
+}
+
+// ---- scalar helpers ---------------------------------------------------------
+
+inline uint64_t ubits(double x) {
+  uint64_t u;
+  memcpy(&u, &x, 8);
+  return u;
+}
+inline uint32_t ubits(float x) {
+  uint32_t u;
+  memcpy(&u, &x, 4);
+  return u;
+}
+inline double dfrom(uint64_t u) {
+  double x;
+  memcpy(&x, &u, 8);
+  return x;
+}
+inline float ffrom(uint32_t u) {
+  float x;
+  memcpy(&x, &u, 4);
+  return x;
+}
+// 2^n for -1022 <= n <= 1023.
+inline double pow2i(int n) { return dfrom(static_cast<uint64_t>(n + 1023) << 52); }
+
+// Results that raise the overflow or underflow flag as they are made.
+inline double overflow_d() {
+  volatile double big = 0x1.fffffffffffffp1023;
+  return big * big;
+}
+inline double underflow_d() {
+  volatile double tiny = 0x1p-1074;
+  return tiny * tiny;
+}
+inline float overflow_f() {
+  volatile float big = 0x1.fffffep127f;
+  return big * big;
+}
+inline float underflow_f() {
+  volatile float tiny = 0x1p-149f;
+  return tiny * tiny;
+}
+
+// 2^n (hi + lo) rounded once to double, hi + lo in [0.5, 2) with |lo| far
+// below hi. Denormal results are rounded once: the value is brought to units
+// of 2^-1022, where adding 1 puts the rounding point at 2^-1074.
+template <class F>
+inline double scale_once(F hi, F lo, int n) {
+  if (n > 1023) return static_cast<double>((hi + lo) * static_cast<F>(pow2i(n - 1023))) * 0x1p1023;
+  if (n > -1022) return static_cast<double>((hi + lo) * static_cast<F>(pow2i(n)));
+  const int m = n + 1022;  // <= 0
+  const F s = m >= -1000 ? static_cast<F>(pow2i(m)) : F(0);
+  const F zh = hi * s, zl = lo * s;
+  if (zh + zl >= F(1)) return static_cast<double>((zh + zl) * static_cast<F>(0x1p-1022));
+  const F one = 1;
+  const F sh = one + zh;
+  const F err = (one - sh) + zh;
+  const F s2 = sh + (err + zl);
+  return static_cast<double>((s2 - one) * static_cast<F>(0x1p-1022));
+}
+
+// 2^(zh + zl) as 2^n (hi + lo), |zh| < 1100, |zl| <= ulp(zh). F is double, or
+// long double running with 53-bit precision control.
+template <class F>
+struct Pow2Parts {
+  F hi, lo;
+  int n;
+};
+template <class F>
+inline Pow2Parts<F> pow2_parts(F zh, F zl) {
+  const F shifter = 6755399441055744.0;  // 1.5 * 2^52
+  const F t = zh * F(64) + shifter;
+  const F kf = t - shifter;
+  // k from the shifter's view; on the x87 unit this avoids a conversion that
+  // would change the control word twice per element.
+  long long k;
+  if constexpr (sizeof(F) > sizeof(double))
+    k = static_cast<long long>(ubits(static_cast<double>(t)) - ubits(6755399441055744.0));
+  else
+    k = static_cast<long long>(kf);
+  const F f = (zh - kf * F(0.015625)) + zl;  // |f| <= 1/128 + tiny; the difference is exact
+  // 2^f - 1 = sum (ln2 f)^i / i!, to degree 7: truncation below 2^-64.
+  constexpr F c1 = 0x1.62e42fefa39efp-1, c2 = 0x1.ebfbdff82c58fp-3, c3 = 0x1.c6b08d704a0cp-5,
+              c4 = 0x1.3b2ab6fba4e77p-7, c5 = 0x1.5d87fe78a6731p-10, c6 = 0x1.430912f86c787p-13,
+              c7 = 0x1.ffcbfc588b0c7p-17;
+  // Estrin's grouping: short dependency chains (they set the x87 kernel's pace).
+  const F f2 = f * f;
+  const F q = f * ((c1 + f * c2) + f2 * ((c3 + f * c4) + f2 * ((c5 + f * c6) + f2 * c7)));
+  const int j = static_cast<int>(k & 63);
+  const F th = expdata::kD64[j][0], tl = expdata::kD64[j][1];
+  Pow2Parts<F> p;
+  p.hi = th;
+  p.lo = tl + th * q;
+  p.n = static_cast<int>(k >> 6);
+  return p;
+}
+
+// Exact product a * b = ph + pl by Dekker's splitting (no fused multiply-add).
+template <class F>
+inline void two_prod(F a, F b, F& ph, F& pl) {
+  // The compiler folds constant operands at full extended precision, not at
+  // the 53 bits the x87 kernel runs with: keep b opaque so its split happens
+  // at run time.
+  if constexpr (sizeof(F) > sizeof(double)) __asm__("" : "+m"(b));
+  const F split = 134217729.0;  // 2^27 + 1
+  F t = a * split;
+  const F ah = t - (t - a), al = a - ah;
+  t = b * split;
+  const F bh = t - (t - b), bl = b - bh;
+  ph = a * b;
+  pl = ((ah * bh - ph) + ah * bl + al * bh) + al * bl;
+}
+
+// x log2(base) as a sum zh + zl, the constant given as a double pair.
+template <class F>
+inline void mul_log(F x, double ch, double cl, F& zh, F& zl) {
+  F ph, pl;
+  two_prod<F>(x, ch, ph, pl);
+  zh = ph;
+  zl = pl + x * F(cl);
+}
+
+// log2(e), log2(10) as double pairs.
+constexpr double kLog2eHi = 0x1.71547652b82fep0, kLog2eLo = 0x1.777d0ffda0d24p-56;
+constexpr double kLog2tenHi = 0x1.a934f0979a371p1, kLog2tenLo = 0x1.7f2495fb7fa6dp-53;
+
+}  // namespace zev::vk::expk
