@@ -110,21 +110,21 @@ void zev_serv_print(int level, int message_id, int argument_count, ...) {
       }
       const char* q = p + 1;
       while (*q && strchr("0123456789.", *q)) ++q;
-      char spec[16];
+      char piece[16];
       size_t len = static_cast<size_t>(q - p) + 1;
-      if (len >= sizeof spec) len = sizeof spec - 1;
-      memcpy(spec, p, len);
-      spec[len] = 0;
+      if (len >= sizeof piece) len = sizeof piece - 1;
+      memcpy(piece, p, len);
+      piece[len] = 0;
       char buf[128];
       if (used >= argument_count) {
         snprintf(buf, sizeof buf, "?");
       } else if (*q == 's') {
         const char* s = va_arg(ap, const char*);
-        snprintf(buf, sizeof buf, spec, s ? s : "(null)");
+        snprintf(buf, sizeof buf, piece, s ? s : "(null)");
       } else if (*q == 'd') {
-        snprintf(buf, sizeof buf, spec, va_arg(ap, int));
+        snprintf(buf, sizeof buf, piece, va_arg(ap, int));
       } else {
-        snprintf(buf, sizeof buf, spec, va_arg(ap, double));
+        snprintf(buf, sizeof buf, piece, va_arg(ap, double));
       }
       ++used;
       out += buf;
