@@ -147,39 +147,34 @@ void plain_abs(int n, const T* a, T* r) {
   }
 }
 
-// Strided Abs clears the sign bit: no arithmetic, so a signalling NaN stays
-// signalling.
+// The strided forms of this file: no callout, negative counts empty.
 template <class T_, int BlockI>
-struct AbsBitsPolicy {
+struct StridedPolicy {
   using T = T_;
   using V = typename Vec<T>::V;
   static constexpr int kBlock = BlockI;
   static constexpr int kBlockI = BlockI;
   static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = false;
+};
+
+// Strided Abs clears the sign bit: no arithmetic, so a signalling NaN stays
+// signalling.
+template <class T, int BlockI>
+struct AbsBitsPolicy : StridedPolicy<T, BlockI> {
+  using V = typename Vec<T>::V;
   static V eval(V x, V&) { return andnot(Vec<T>::set1(static_cast<T>(-0.0)), x); }
 };
 
-// Strided Add, Sub, Mul and Sqr: the shared strided shape.
-template <class T_, class Op, int BlockI>
-struct BinaryOpPolicy {
-  using T = T_;
+template <class T, class Op, int BlockI>
+struct BinaryOpPolicy : StridedPolicy<T, BlockI> {
   using V = typename Vec<T>::V;
-  static constexpr int kBlock = BlockI;
-  static constexpr int kBlockI = BlockI;
-  static constexpr bool kSignedCount = true;
-  static constexpr bool kCallout = false;
   static V eval(V x, V y, V&) { return Op::v(x, y); }
 };
 
-template <class T_, int BlockI>
-struct SqrPolicy {
-  using T = T_;
+template <class T, int BlockI>
+struct SqrPolicy : StridedPolicy<T, BlockI> {
   using V = typename Vec<T>::V;
-  static constexpr int kBlock = BlockI;
-  static constexpr int kBlockI = BlockI;
-  static constexpr bool kSignedCount = true;
-  static constexpr bool kCallout = false;
   static V eval(V x, V&) { return mul(x, x); }
 };
 
