@@ -35,7 +35,7 @@ volatile int g_env_lock = 0;
 // The TLS slot: a key for the thread-exit release, plus a fast per-thread copy.
 constexpr pthread_key_t kInvalidKey = static_cast<pthread_key_t>(-1);
 pthread_key_t g_key = kInvalidKey;
-__thread ThreadState* t_record __attribute__((tls_model("initial-exec"))) = nullptr;
+
 
 RecordHeap* heap_create() {
   void* p = mmap(nullptr, sizeof(RecordHeap), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -162,6 +162,8 @@ uint64_t read_environment() {
 }
 
 }  // namespace
+
+__thread ThreadState* t_record __attribute__((tls_model("initial-exec"))) = nullptr;
 
 uint64_t parse_mode_value(const char* s) {
   constexpr uint64_t kReject = ~uint64_t{0};

@@ -19,6 +19,17 @@ struct ThreadState {
 // The calling thread's record, created at first use.
 ThreadState* thread_state();
 
+// This thread's record once it exists (the fast path of thread_state()).
+extern __thread ThreadState* t_record __attribute__((tls_model("initial-exec")));
+
+// The mode word, as zev_vqm_kernel_GetMode gives it; inline for the kernels'
+// prologue, with the first read of a thread going the long way.
+inline uint32_t current_mode() {
+  const ThreadState* r = t_record;
+  if (__builtin_expect(r != nullptr && r->mode != 0, 1)) return r->mode;
+  return zev_vqm_kernel_GetMode();
+}
+
 // The value the environment gives the mode word, or all ones when the
 // variable is absent or malformed.
 uint64_t parse_mode_value(const char* text);

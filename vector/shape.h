@@ -28,6 +28,7 @@
 #include <cstdint>
 
 #include "frame/report.h"
+#include "frame/state.h"
 #include "frame/table.h"
 #include "rows_gen.h"
 #include "zev/zev_vqm.h"
@@ -62,7 +63,7 @@ class FpGuard {
   // The full prologue: x87 masks, then MXCSR by the mode's denormal field.
   FpGuard() {
     x87_step();
-    mode_ = zev_vqm_kernel_GetMode();
+    mode_ = current_mode();
     const uint32_t target = (mode_ & 0x3C0000) == 0x280000 ? kCsrNearFlush : kCsrNear;
     csr_ = csr_get();
     if ((csr_ & 0xFFC0) != target) {

@@ -5,7 +5,9 @@
 // the round-to-nearest the prologue forces. Lanes with |x| above 2^m (and the
 // infinities) are integers already and pass through; NaN passes through the
 // additions quiet, with its payload and sign. The sign goes back by OR, so a
-// small negative input gives minus zero.
+// small negative input gives minus zero. A conditional step of one is taken as
+// t - (mask AND 1.0): where the mask is clear that subtracts +0, which leaves
+// every t as it was, minus zero and NaN included.
 #include <cmath>
 #include <cstring>
 
@@ -47,19 +49,19 @@ inline V round_core(V x) {
     // For -1 < x < -0.5 the step up is (-1) - (-1), a plus zero: the sign goes
     // back once more so that every small negative input gives minus zero.
     t = or_(t, s);
-    t = or_(select(cmplt(t, x), sub(t, C::minus_one()), t), s);
+    t = or_(sub(t, and_(cmplt(t, x), C::minus_one())), s);
     return select(big, x, t);
   } else if constexpr (op == Op::Floor) {
     t = or_(t, s);
-    t = select(cmplt(x, t), sub(t, C::one()), t);
+    t = sub(t, and_(cmplt(x, t), C::one()));
     return select(big, x, t);
   } else if constexpr (op == Op::Round) {
     V u = select(big, ax, t);
     const V d = sub(ax, u);
-    u = select(cmpeq(d, C::half()), add(u, C::one()), u);
+    u = add(u, and_(cmpeq(d, C::half()), C::one()));
     return or_(u, s);
   } else {  // Trunc, and the integer part of Frac
-    t = select(cmplt(ax, t), sub(t, C::one()), t);
+    t = sub(t, and_(cmplt(ax, t), C::one()));
     t = or_(t, s);
     const V tr = select(big, x, t);
     if constexpr (op == Op::Trunc) return tr;
