@@ -74,30 +74,7 @@ void words(void* stream, int n, uint32_t* out) { qrng::words(&st(stream)->h, tab
 
 extern "C" {
 
-ZEV_API int __vqsBRngNiederrInitStream(int op, void* stream, int n, const unsigned int* params) {
-  switch (op) {
-    case 0: return init(stream, n, params);
-    case 1: {
-      int k = 0;
-      std::memcpy(&k, params, 4);
-      return qrng::leapfrog(&st(stream)->h, tables(stream), n, k);
-    }
-    case 2: return qrng::skip(&st(stream)->h, tables(stream), n, zev::vqs::param_u64(params));
-    case 3: return ZEV_VQS_ERR_NO_SKIPAHEADEX;
-    default: return ZEV_VQS_ERR_BAD_INIT_OP;
-  }
-}
-
-ZEV_API int __vqsiBRngNiederr(void* stream, int n, unsigned int* r) {
-  if (const int e = qrng::check_room(&st(stream)->h, n)) return e;
-  if (n > 0) words(stream, n, r);
-  return 0;
-}
-
-ZEV_API int __vqsdBRngNiederr(void* stream, int n, double* r, double a, double b) {
-  if (const int e = qrng::check_room(&st(stream)->h, n)) return e;
-  return qrng::gen_d([stream](int m, uint32_t* w) { words(stream, m, w); return 0; }, n, r, a, b);
-}
+ZEV_QRNG_COMMON_ENTRIES(Niederr)
 
 ZEV_API int __vqssBRngNiederr(void* stream, int n, float* r, float a, float b) {
   if (const int e = qrng::check_room(&st(stream)->h, n)) return e;

@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "generators/mt19937/convert.h"
 #include "zev/zev_vqs.h"
@@ -139,3 +140,31 @@ inline int gen_s(Words&& w, int n, float* r, float a, float b) {
 }
 
 }  // namespace zev::gen::qrng
+
+// The entry points both quasi-random generators share: init, leapfrog and
+// skip through the direction tables, and integer and double output. The file
+// that expands it defines init(), st(), tables() and words() for its state.
+#define ZEV_QRNG_COMMON_ENTRIES(Name)                                                          \
+  ZEV_API int __vqsBRng##Name##InitStream(int op, void* stream, int n, const unsigned int* params) { \
+    switch (op) {                                                                              \
+      case 0: return init(stream, n, params);                                                  \
+      case 1: {                                                                                \
+        int k = 0;                                                                             \
+        std::memcpy(&k, params, 4);                                                            \
+        return zev::gen::qrng::leapfrog(&st(stream)->h, tables(stream), n, k);                 \
+      }                                                                                        \
+      case 2:                                                                                  \
+        return zev::gen::qrng::skip(&st(stream)->h, tables(stream), n, zev::vqs::param_u64(params)); \
+      case 3: return ZEV_VQS_ERR_NO_SKIPAHEADEX;                                               \
+      default: return ZEV_VQS_ERR_BAD_INIT_OP;                                                 \
+    }                                                                                          \
+  }                                                                                            \
+  ZEV_API int __vqsiBRng##Name(void* stream, int n, unsigned int* r) {                         \
+    if (const int e = zev::gen::qrng::check_room(&st(stream)->h, n)) return e;                 \
+    if (n > 0) words(stream, n, r);                                                            \
+    return 0;                                                                                  \
+  }                                                                                            \
+  ZEV_API int __vqsdBRng##Name(void* stream, int n, double* r, double a, double b) {           \
+    if (const int e = zev::gen::qrng::check_room(&st(stream)->h, n)) return e;                 \
+    return zev::gen::qrng::gen_d([stream](int m, uint32_t* w) { words(stream, m, w); return 0; }, n, r, a, b); \
+  }
