@@ -21,6 +21,12 @@
 // Appends "id a" lines to out_file; ids already in the file are skipped, so
 // a run can be stopped and resumed. The random draws of an id depend only on
 // (seed, id), so the result does not depend on how the ids are split up.
+//
+// dcmt --temper first_id last_id seed in_file out_file [width [attempts [good]]]
+// chooses each member's tempering masks (see "tempering masks" below) and
+// appends "id a b c deficiency" lines the same way.
+// dcmt --profile a b c prints k(v) for v = 1..32 and the deficiency;
+// dcmt --verify a b c also checks every k(v) by a rank count.
 #include <immintrin.h>
 
 #include <cinttypes>
@@ -28,74 +34,25 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
+#include <memory>
 #include <random>
 #include <set>
 #include <utility>
 #include <vector>
 
+#include "mt2203_kv.h"
+
 namespace {
 
-constexpr int kN = 69, kM = 34, kR = 5;
-constexpr int kP = kN * 32 - kR;  // 2203
-constexpr int kW = (kP + 64) / 64;  // words of a polynomial of degree kP: 35
-constexpr uint32_t kUpper = 0xFFFFFFFFu << kR, kLower = ~kUpper;
-
-using Poly = std::vector<uint64_t>;
-
-inline int getbit(const uint64_t* v, int i) { return (v[i >> 6] >> (i & 63)) & 1; }
-inline void flipbit(uint64_t* v, int i) { v[i >> 6] ^= uint64_t(1) << (i & 63); }
-
-// 64 bits of v starting at bit `at` (bits past the end read as 0).
-inline uint64_t bits64(const uint64_t* v, int words, int at) {
-  int w = at >> 6, s = at & 63;
-  uint64_t lo = w < words ? v[w] : 0;
-  if (s == 0) return lo;
-  uint64_t hi = w + 1 < words ? v[w + 1] : 0;
-  return (lo >> s) | (hi << (64 - s));
-}
+using namespace zev_dcmt;
 
 // Output bits (top bit of each new word) of the raw recurrence for twist word a.
 void sequence(uint32_t a, std::mt19937& rng, int count, uint64_t* out) {
-  std::vector<uint32_t> x(kN + count);
-  for (int i = 0; i < kN; ++i) x[i] = rng();
-  for (int k = 0; k < count; ++k) {
-    uint32_t y = (x[k] & kUpper) | (x[k + 1] & kLower);
-    x[k + kN] = x[k + kM] ^ (y >> 1) ^ ((y & 1) ? a : 0u);
-    if (x[k + kN] >> 31) flipbit(out, k);
-  }
-}
-
-// Berlekamp-Massey over GF(2). s holds `len` bits; the result is the connection
-// polynomial C (C(0) = 1) and its linear complexity L.
-int berlekamp_massey(const uint64_t* s, int len, Poly& C) {
-  const int words = (len + 64) / 64 + 1;
-  // r holds the sequence reversed: r bit j = s bit (len - 1 - j), so the window
-  // s[n], s[n-1], ..., s[n-L] is r from bit len - 1 - n upwards.
-  Poly r(words, 0), B(words, 0), T(words, 0);
-  for (int j = 0; j < len; ++j)
-    if (getbit(s, len - 1 - j)) flipbit(r.data(), j);
-  C.assign(words, 0);
-  C[0] = B[0] = 1;
-  int L = 0, m = 1;
-  for (int n = 0; n < len; ++n) {
-    const int at = len - 1 - n;
-    uint64_t acc = 0;
-    const int cw = (L >> 6) + 1;
-    for (int w = 0; w < cw; ++w) acc ^= C[w] & bits64(r.data(), words, at + 64 * w);
-    // bits of C above L are zero, so the last word needs no mask
-    if (!__builtin_parityll(acc)) { ++m; continue; }
-    const bool grow = 2 * L <= n;
-    if (grow) T = C;
-    // C ^= B << m
-    const int ws = m >> 6, bs = m & 63;
-    for (int w = words - 1; w >= ws; --w) {
-      uint64_t v = B[w - ws] << bs;
-      if (bs && w - ws - 1 >= 0) v |= B[w - ws - 1] >> (64 - bs);
-      C[w] ^= v;
-    }
-    if (grow) { L = n + 1 - L; B.swap(T); m = 1; } else { ++m; }
-  }
-  return L;
+  std::vector<uint32_t> x(static_cast<size_t>(count));
+  raw_words(a, rng, count, x.data());
+  for (int k = 0; k < count; ++k)
+    if (x[size_t(k)] >> 31) flipbit(out, k);
 }
 
 // ---- polynomials of degree below 64 ----
@@ -319,15 +276,9 @@ __attribute__((target("pclmul,sse4.1"))) void barrett(const uint64_t* S, const u
   r[kW - 1] &= (uint64_t(1) << (kP & 63)) - 1;
 }
 
-int degree_of(const uint64_t* a, int words) {
-  for (int w = words - 1; w >= 0; --w)
-    if (a[w]) return 64 * w + 63 - __builtin_clzll(a[w]);
-  return -1;
-}
-
 // gcd(a, b) == 1 for polynomials of at most kW words (a and b are clobbered)
 bool coprime(uint64_t* a, uint64_t* b) {
-  int da = degree_of(a, kW), db = degree_of(b, kW);
+  int da = degree(a, kW), db = degree(b, kW);
   for (;;) {
     if (da < 0) return db == 0;
     if (db < 0) return da == 0;
@@ -341,7 +292,7 @@ bool coprime(uint64_t* a, uint64_t* b) {
       if (bs && w - ws - 1 >= 0) v |= b[w - ws - 1] >> (64 - bs);
       a[w] ^= v;
     }
-    da = degree_of(a, kW);
+    da = degree(a, kW);
   }
 }
 
@@ -441,7 +392,216 @@ struct AffineBasis {
   }
 };
 
+// ---- tempering masks ----
+//
+// The masks are chosen bit by bit from the top output bit down, as in the
+// Mersenne Twister paper, so that k(v) comes close to floor(p / v). With
+// tempering y ^= y >> 12; y ^= (y << 7) & b; y ^= (y << 15) & c;
+// y ^= y >> 18, output bit position q (31 the top) reads c_q, b_q, and b_(q-15)
+// when c_q = 1; b_q also reaches output position q + 15 when c_(q+15) = 1, and
+// position q - 18 through the last shift. Deciding c_q, b_q (unless already
+// fixed) and, when c_q = 1, b_(q-15) at position q therefore leaves every
+// output bit above q as it was, and the reduced basis of the top bits can be
+// extended one bit at a time. Bits of b below 7 and of c below 15 never reach
+// the output and stay 0.
+//
+// The search is a beam of `width` partial mask sets ranked by the sum of
+// floor(p / v) - k(v) over the bits decided so far; every stage expands each
+// of them by all patterns of its free bits, tried in an order drawn from a
+// generator seeded by (seed, id, attempt), the earlier one winning a tie.
+// Once position 15 is decided only the best goes on: below it only b is left
+// to choose, and k(v) stays near floor(p / 32) whatever it is.
+// An attempt that ends more than `good` from the bounds is followed by
+// another with a new order, up to `attempts`, and the best is kept.
+namespace {
+
+struct Partial {
+  uint32_t b = 0, c = 0, fixed_b = 0;
+  int def = 0;
+  int k[33] = {};
+  Elem inv{};
+  std::unique_ptr<Lattice> L;
+};
+
+Partial search_masks(const Member& m, uint32_t seed, int id, int width, int attempt) {
+  std::seed_seq ss{seed, uint32_t(id), 0x7E3Bu + uint32_t(attempt)};
+  std::mt19937 rng(ss);
+  std::vector<Partial> beam(1);
+  std::vector<Lattice::Vector> part(4);
+  Lattice::Vector row;
+  for (int v = 1; v <= 32; ++v) {
+    const int q = 32 - v;
+    std::vector<Partial> next;
+    for (Partial& s : beam) {
+      // patterns of (c_q, b_q, b_(q-15)) that differ on the output
+      uint32_t pats[8];
+      int np = 0;
+      const bool cf = q >= 15, bf = q >= 7 && !((s.fixed_b >> q) & 1), lf = q - 15 >= 7;
+      for (uint32_t p = 0; p < 8; ++p) {
+        if (((p & 1) && !cf) || ((p & 2) && !bf) || ((p & 4) && !(lf && (p & 1)))) continue;
+        pats[np++] = p;
+      }
+      for (int i = np - 1; i > 0; --i) std::swap(pats[i], pats[rng() % uint32_t(i + 1)]);
+      if (v > 1) {
+        // The numerator of bit v is N0 + b_q NA + c_q (NB + b_(q-15) NC); each
+        // part, reduced by the basis once, serves every pattern.
+        const uint32_t bq = 1u << q, bl = lf ? 1u << (q - 15) : 0;
+        const Elem n0 = m.output(s.b, s.c, v);
+        Elem n[4] = {n0, m.output(s.b | bq, s.c, v), m.output(s.b, s.c | bq, v), m.output(s.b | bl, s.c | bq, v)};
+        for (int w = 0; w < kW; ++w) {
+          n[1][w] ^= n0[w];
+          n[3][w] ^= n[2][w];
+          n[2][w] ^= n0[w];
+        }
+        for (int k = 0; k < 4; ++k)
+          if (k == 0 || (k == 1 && bf) || (k == 2 && cf) || (k == 3 && cf && lf)) s.L->reduced(mulmod(n[k], s.inv, m.phi), part[size_t(k)]);
+      }
+      for (int i = 0; i < np; ++i) {
+        const uint32_t p = pats[i];
+        Partial t;
+        t.b = s.b;
+        t.c = s.c | ((p & 1) << q);
+        t.fixed_b = s.fixed_b;
+        if (bf) { t.b |= ((p >> 1) & 1) << q; t.fixed_b |= 1u << q; }
+        if (p & 1 && lf) { t.b |= ((p >> 2) & 1) << (q - 15); t.fixed_b |= 1u << (q - 15); }
+        t.def = s.def;
+        std::copy(s.k, s.k + 33, t.k);
+        t.inv = s.inv;
+        if (v == 1) {
+          t.inv = inverse(m.output(t.b, t.c, 1), m.phi);
+          t.L = std::make_unique<Lattice>(m.phi);
+        } else {
+          row = part[0];
+          const int bits = s.L->bits();
+          if (p & 2) Lattice::add_to(row, part[1], bits);
+          if (p & 1) Lattice::add_to(row, part[2], bits);
+          if (p & 4) Lattice::add_to(row, part[3], bits);
+          t.L = std::make_unique<Lattice>(*s.L);
+          t.L->add(row);
+        }
+        t.k[v] = t.L->min_degree();
+        t.def += kP / v - t.k[v];
+        next.push_back(std::move(t));
+      }
+    }
+    std::stable_sort(next.begin(), next.end(), [](const Partial& x, const Partial& y) { return x.def < y.def; });
+    const size_t keep = q <= 15 ? 1 : size_t(width);
+    if (next.size() > keep) next.resize(keep);
+    beam.swap(next);
+  }
+  return std::move(beam[0]);
+}
+
+void print_profile(const int k[33]) {
+  for (int v = 1; v <= 32; ++v) std::printf("%d%c", k[v], v == 32 ? '\n' : ' ');
+  std::printf("deficiency %d\n", deficiency(k));
+}
+
+int temper_main(int argc, char** argv) {
+  if (argc == 5 && (std::strcmp(argv[1], "--profile") == 0 || std::strcmp(argv[1], "--verify") == 0)) {
+    const uint32_t a = uint32_t(std::strtoul(argv[2], nullptr, 16));
+    const uint32_t b = uint32_t(std::strtoul(argv[3], nullptr, 16));
+    const uint32_t c = uint32_t(std::strtoul(argv[4], nullptr, 16));
+    const Member m(a, 1);
+    if (!m.ok) return 1;
+    int k[33];
+    kv_profile(m, b, c, k);
+    print_profile(k);
+    if (argv[1][2] == 'p') return 0;
+    // k(v) bits of v must have full rank, k(v) + 1 not
+    int bad = 0;
+    for (int v = 1; v <= 32; ++v) {
+      const bool at = rank_full(a, b, c, v, k[v], 2), past = rank_full(a, b, c, v, k[v] + 1, 3);
+      if (!at || past) {
+        std::printf("v = %d: rank test disagrees (full rank at k(v) %d, at k(v) + 1 %d)\n", v, int(at), int(past));
+        ++bad;
+      }
+    }
+    std::printf("%s\n", bad ? "MISMATCH" : "rank tests agree for v = 1..32");
+    return bad ? 1 : 0;
+  }
+  if (argc < 7 || argc > 10) {
+    std::fprintf(stderr,
+                 "usage: %s --temper first_id last_id seed in_file out_file [width [attempts [good]]]\n"
+                 "       %s --profile|--verify a b c\n",
+                 argv[0], argv[0]);
+    return 2;
+  }
+  const int first = std::atoi(argv[2]), last = std::atoi(argv[3]);
+  const uint32_t seed = uint32_t(std::strtoul(argv[4], nullptr, 0));
+  const int width = argc >= 8 ? std::atoi(argv[7]) : 4;
+  const int attempts = argc >= 9 ? std::atoi(argv[8]) : 3;
+  // an attempt that ends at most `good` from the bounds is kept; the
+  // published parameter sets of the family are at 699 and 700
+  const int good = argc >= 10 ? std::atoi(argv[9]) : 720;
+  // "id a" lines of twist words, or "id a b c deficiency" lines of an earlier
+  // run with the same seed and width and fewer attempts, which stand for the
+  // attempts already made
+  struct Known {
+    uint32_t a, b, c;
+    int def;
+  };
+  std::map<int, Known> known;
+  if (FILE* f = std::fopen(argv[5], "r")) {
+    char line[128];
+    while (std::fgets(line, sizeof line, f)) {
+      int id, def = -1;
+      unsigned a, b = 0, c = 0;
+      if (std::sscanf(line, "%d %x %x %x %d", &id, &a, &b, &c, &def) >= 2) known[id] = {a, b, c, def};
+    }
+    std::fclose(f);
+  }
+  std::set<int> done;
+  if (FILE* f = std::fopen(argv[6], "r")) {
+    char line[128];
+    while (std::fgets(line, sizeof line, f)) done.insert(std::atoi(line));
+    std::fclose(f);
+  }
+  FILE* out = std::fopen(argv[6], "a");
+  if (!out) return 1;
+  for (int id = first; id <= last; ++id) {
+    if (done.count(id) || !known.count(id)) continue;
+    const Known& kn = known[id];
+    if (kn.def >= 0 && kn.def <= good) {
+      std::fprintf(out, "%d %08X %08X %08X %d\n", id, kn.a, kn.b, kn.c, kn.def);
+      continue;
+    }
+    const Member m(kn.a, seed);
+    if (!m.ok) return 1;
+    Partial best;
+    int t = 0;
+    if (kn.def >= 0) {
+      best.b = kn.b;
+      best.c = kn.c;
+      best.def = kn.def;
+      kv_profile(m, kn.b, kn.c, best.k);
+      t = 1;
+    } else {
+      best = search_masks(m, seed, id, width, t++);
+    }
+    for (; t < attempts && best.def > good; ++t) {
+      Partial p = search_masks(m, seed, id, width, t);
+      if (p.def < best.def) best = std::move(p);
+    }
+    int k[33];  // the search's k(v), built up in parts, against a plain recount
+    if (id % 16 == 0) kv_profile(m, best.b, best.c, k);
+    if (id % 16 == 0 && (deficiency(k) != best.def || !std::equal(k + 1, k + 33, best.k + 1))) {
+      std::fprintf(stderr, "id %d: k(v) of the search disagrees with the recount\n", id);
+      return 1;
+    }
+    std::fprintf(out, "%d %08X %08X %08X %d\n", id, kn.a, best.b, best.c, best.def);
+    std::fflush(out);
+  }
+  std::fclose(out);
+  return 0;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+  if (argc > 1 && (std::strcmp(argv[1], "--temper") == 0 || std::strcmp(argv[1], "--profile") == 0 ||
+                   std::strcmp(argv[1], "--verify") == 0))
+    return temper_main(argc, argv);
   if (argc == 3 && std::strcmp(argv[1], "--check") == 0) {
     // Reports whether one twist word gives a full period.
     const uint32_t a = uint32_t(std::strtoul(argv[2], nullptr, 16));

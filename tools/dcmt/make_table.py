@@ -1,15 +1,14 @@
 #!/usr/bin/env python3
-"""Writes generators/mt2203/mt2203_params.inc from the twist words found by zev_dcmt.
+"""Writes generators/mt2203/mt2203_params.inc from the parameter sets found by zev_dcmt.
 
-    tools/dcmt/make_table.py tools/dcmt/mt2203_a.txt \
+    tools/dcmt/make_table.py tools/dcmt/mt2203_abc.txt \
         > generators/mt2203/mt2203_params.inc
 
-Members 0 and 1 are the family's two published parameter sets. Members 2 to
-6023 take the twist word that zev_dcmt found for their id (seed 4357, the id
-in the low 16 bits) and the tempering masks of member 0. Every member must be
-present, else the script fails and writes nothing; with --partial it writes
-the members found so far and zero rows for the others, which the generator
-refuses with the status of an invalid id.
+The input lines are "id a b c deficiency" as `zev_dcmt --temper` writes them.
+Members 0 and 1 are the family's two published parameter sets. Every other
+member must be present, else the script fails and writes nothing; with
+--partial it writes the members found so far and zero rows for the others,
+which the generator refuses with the status of an invalid id.
 """
 import sys
 
@@ -24,27 +23,30 @@ def main():
         with open(path) as f:
             for line in f:
                 parts = line.split()
-                if len(parts) == 2:
-                    found[int(parts[0])] = int(parts[1], 16)
+                if len(parts) == 5:
+                    found[int(parts[0])] = tuple(int(p, 16) for p in parts[1:4])
     missing = [m for m in range(2, MEMBERS) if m not in found]
     if missing and not partial:
         sys.exit(f"{len(missing)} members missing, first {missing[0]}")
-    b, c = PUBLISHED[0][1], PUBLISHED[0][2]
     out = ["// MT2203 parameter sets {a, b, c}, one row per member, made by",
-           "// tools/dcmt/make_table.py from the output of tools/dcmt (zev_dcmt 2 6023 4357).",
+           "// tools/dcmt/make_table.py from tools/dcmt/mt2203_abc.txt, the output of",
+           "// zev_dcmt 2 6023 4357 mt2203_a.txt, then",
+           "// zev_dcmt --temper 2 6023 4357 mt2203_a.txt mt2203_abc.txt 3 2 850.",
            "// Rows 0 and 1: the family's published parameter sets.",
-           "// Rows 2 to 6023: this library's own parameter sets. The twist word a comes",
-           "// from the Dynamic Creator search of Matsumoto and Nishimura (id in the low",
-           "// 16 bits, top bit set, full period 2^2203 - 1 checked for every member);",
-           "// the tempering masks b and c are those of member 0."]
+           "// Rows 2 to 6023: this library's own parameter sets, made by the Dynamic",
+           "// Creator method of Matsumoto and Nishimura. The twist word a: id in the low",
+           "// 16 bits, top bit set, full period 2^2203 - 1 checked for every member. The",
+           "// tempering masks b and c: chosen bit by bit from the top output bit down",
+           "// to bring the dimensions of equidistribution k(v) of the top v bits close",
+           "// to floor(2203 / v), each k(v) found by lattice reduction over GF(2)[t]."]
     if missing:
         out.append(f"// PARTIAL: {len(missing)} members not found yet have zero rows.")
     for m in range(MEMBERS):
         if m >= 2 and m not in found:
             out.append("{0u, 0u, 0u},")
             continue
-        a, bb, cc = PUBLISHED[m] if m < 2 else (found[m], b, c)
-        out.append(f"{{0x{a:08X}u, 0x{bb:08X}u, 0x{cc:08X}u}},")
+        a, b, c = PUBLISHED[m] if m < 2 else found[m]
+        out.append(f"{{0x{a:08X}u, 0x{b:08X}u, 0x{c:08X}u}},")
     print("\n".join(out))
 
 
