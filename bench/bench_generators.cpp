@@ -1,7 +1,9 @@
 // Basic generators beside the C++ standard library in the same run: 32-bit
 // words per element from MT19937, SFMT19937, MCG59 (64-bit words) and
 // PHILOX4X32X10 against a plain loop over std::mt19937, and the double
-// output of MT19937 and SFMT19937 against their word output.
+// output in (0, 1) of each against its word output. The _ab lines take a
+// range whose width is not a power of two, which keeps the product in the
+// conversion.
 //
 // Names are rng/<implementation>/<n>; items per second is elements per second.
 // numpy's bit generators are timed by bench/numpy_bitgen.py, run beside this.
@@ -39,7 +41,7 @@ void words(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * n);
 }
 
-template <int Id>
+template <int Id, int Wide = 0>
 void doubles(benchmark::State& state) {
   const int n = int(state.range(0));
   Owned s(Id);
@@ -47,7 +49,7 @@ void doubles(benchmark::State& state) {
   const BrngRow* row = __vqsGetBrngBaseOffset(Id, &index, &offset) + index;
   std::vector<double> r(static_cast<size_t>(n));
   for (auto _ : state) {
-    row->dGen(s.s, n, r.data(), 0.0, 1.0);
+    row->dGen(s.s, n, r.data(), Wide ? -2.0 : 0.0, Wide ? 3.0 : 1.0);
     benchmark::DoNotOptimize(r.data());
     benchmark::ClobberMemory();
   }
@@ -81,13 +83,16 @@ void std_mt19937_double(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(words<ZEV_BRNG_MT19937, 1>)->Name("rng/MT19937_int/")->Arg(1000)->Arg(10000);
-BENCHMARK(words<ZEV_BRNG_SFMT19937, 1>)->Name("rng/SFMT19937_int/")->Arg(1000)->Arg(10000);
-BENCHMARK(words<ZEV_BRNG_MCG59, 2>)->Name("rng/MCG59_int64/")->Arg(1000)->Arg(10000);
-BENCHMARK(words<ZEV_BRNG_PHILOX4X32X10, 1>)->Name("rng/PHILOX4X32X10_int/")->Arg(1000)->Arg(10000);
-BENCHMARK(words<ZEV_BRNG_MT2203, 1>)->Name("rng/MT2203_int/")->Arg(1000)->Arg(10000);
-BENCHMARK(std_mt19937)->Name("rng/std_mt19937_int/")->Arg(1000)->Arg(10000);
-BENCHMARK(doubles<ZEV_BRNG_MT19937>)->Name("rng/MT19937_double/")->Arg(1000)->Arg(10000);
-BENCHMARK(doubles<ZEV_BRNG_SFMT19937>)->Name("rng/SFMT19937_double/")->Arg(1000)->Arg(10000);
-BENCHMARK(doubles<ZEV_BRNG_PHILOX4X32X10>)->Name("rng/PHILOX4X32X10_double/")->Arg(1000)->Arg(10000);
-BENCHMARK(std_mt19937_double)->Name("rng/std_mt19937_double/")->Arg(1000)->Arg(10000);
+BENCHMARK(words<ZEV_BRNG_MT19937, 1>)->Name("rng/MT19937_int")->Arg(1000)->Arg(10000);
+BENCHMARK(words<ZEV_BRNG_SFMT19937, 1>)->Name("rng/SFMT19937_int")->Arg(1000)->Arg(10000);
+BENCHMARK(words<ZEV_BRNG_MCG59, 2>)->Name("rng/MCG59_int64")->Arg(1000)->Arg(10000);
+BENCHMARK(words<ZEV_BRNG_PHILOX4X32X10, 1>)->Name("rng/PHILOX4X32X10_int")->Arg(1000)->Arg(10000);
+BENCHMARK(words<ZEV_BRNG_MT2203, 1>)->Name("rng/MT2203_int")->Arg(1000)->Arg(10000);
+BENCHMARK(std_mt19937)->Name("rng/std_mt19937_int")->Arg(1000)->Arg(10000);
+BENCHMARK(doubles<ZEV_BRNG_MT19937>)->Name("rng/MT19937_double")->Arg(1000)->Arg(10000);
+BENCHMARK(doubles<ZEV_BRNG_SFMT19937>)->Name("rng/SFMT19937_double")->Arg(1000)->Arg(10000);
+BENCHMARK(doubles<ZEV_BRNG_MT19937, 1>)->Name("rng/MT19937_double_ab")->Arg(1000)->Arg(10000);
+BENCHMARK(doubles<ZEV_BRNG_SFMT19937, 1>)->Name("rng/SFMT19937_double_ab")->Arg(1000)->Arg(10000);
+BENCHMARK(doubles<ZEV_BRNG_MCG59>)->Name("rng/MCG59_double")->Arg(1000)->Arg(10000);
+BENCHMARK(doubles<ZEV_BRNG_PHILOX4X32X10>)->Name("rng/PHILOX4X32X10_double")->Arg(1000)->Arg(10000);
+BENCHMARK(std_mt19937_double)->Name("rng/std_mt19937_double")->Arg(1000)->Arg(10000);

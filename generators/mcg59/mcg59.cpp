@@ -2,6 +2,8 @@
 //
 // The state is the current value and the current multiplier (a leapfrog
 // replaces the multiplier). The value is given out first, then stepped.
+#include <emmintrin.h>
+
 #include "streams/stream.h"
 
 namespace {
@@ -18,8 +20,9 @@ struct State {
 static_assert(sizeof(State) + 16 <= 32);
 
 // Four values a round, lanes advanced by a^4; the sequence is the plain step's.
-template <class Put>
-void generate(void* stream, int n, Put put) {
+// put4(k, lane) takes values k..k+3, put(k, x) the single ones at the end.
+template <class Put, class Put4>
+void generate(void* stream, int n, Put put, Put4 put4) {
   if (n <= 0) return;
   State* st = zev::vqs::state<State>(stream);
   uint64_t a = st->a, x = st->x;
@@ -30,7 +33,7 @@ void generate(void* stream, int n, Put put) {
     lane[0] = x;
     for (int j = 1; j < 4; ++j) lane[j] = (a * lane[j - 1]) & kMask;
     for (; n - k >= 4; k += 4) {
-      for (int j = 0; j < 4; ++j) put(k + j, lane[j]);
+      put4(k, lane);
       for (int j = 0; j < 4; ++j) lane[j] = (a4 * lane[j]) & kMask;
     }
     x = lane[0];
@@ -40,6 +43,13 @@ void generate(void* stream, int n, Put put) {
     x = (a * x) & kMask;
   }
   st->x = x;
+}
+
+template <class Put>
+void generate(void* stream, int n, Put put) {
+  generate(stream, n, put, [&](int k, const uint64_t* lane) {
+    for (int j = 0; j < 4; ++j) put(k + j, lane[j]);
+  });
 }
 
 }  // namespace
@@ -81,13 +91,32 @@ ZEV_API int __vqsiBRngMCG59(void* stream, int n, unsigned int* r) {
 }
 
 // Double precision scales each half, then adds: the order is part of the
-// output, and differs on purpose from the single-precision form.
+// output, and differs on purpose from the single-precision form. Two values
+// at a time, the halves exactly: the low word under the exponent bits of
+// 2^52 is 2^52 + l, the high word under those of 2^84 is 2^84 + h * 2^32.
+// (x is never 0, so no half-sum can be a zero whose sign the mode decides.)
 ZEV_API int __vqsdBRngMCG59(void* stream, int n, double* r, double a, double b) {
   const double s = (b - a) * kScale;
-  generate(stream, n, [=](int k, uint64_t x) {
-    double l = double(uint32_t(x)), h = double(uint32_t(x >> 32)) * kTwo32;
-    r[k] = l * s + h * s + a;
-  });
+  const __m128i low = _mm_set1_epi64x(0xFFFFFFFFll);
+  const __m128i e52 = _mm_set1_epi64x(0x4330000000000000ll), e84 = _mm_set1_epi64x(0x4530000000000000ll);
+  const __m128d two52 = _mm_set1_pd(0x1p52), two84 = _mm_set1_pd(0x1p84);
+  const __m128d vs = _mm_set1_pd(s), va = _mm_set1_pd(a);
+  auto pair = [&](__m128i x) {
+    const __m128d l = _mm_sub_pd(_mm_castsi128_pd(_mm_or_si128(_mm_and_si128(x, low), e52)), two52);
+    const __m128d h = _mm_sub_pd(_mm_castsi128_pd(_mm_or_si128(_mm_srli_epi64(x, 32), e84)), two84);
+    return _mm_add_pd(_mm_add_pd(_mm_mul_pd(l, vs), _mm_mul_pd(h, vs)), va);
+  };
+  generate(
+      stream, n,
+      [=](int k, uint64_t x) {
+        double l = double(uint32_t(x)), h = double(uint32_t(x >> 32)) * kTwo32;
+        r[k] = l * s + h * s + a;
+      },
+      [&](int k, const uint64_t* lane) {
+        // from registers: a 16-byte load of two 8-byte stores would stall
+        _mm_storeu_pd(r + k, pair(_mm_set_epi64x(int64_t(lane[1]), int64_t(lane[0]))));
+        _mm_storeu_pd(r + k + 2, pair(_mm_set_epi64x(int64_t(lane[3]), int64_t(lane[2]))));
+      });
   return ZEV_VQS_OK;
 }
 

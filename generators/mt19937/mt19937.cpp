@@ -131,7 +131,9 @@ ZEV_API int __vqsiBRngMT19937(void* stream, int n, unsigned int* r) {
 
 ZEV_API int __vqsdBRngMT19937(void* stream, int n, double* r, double a, double b) {
   State* s = st(stream);
-  if (n > 0) mt::draw_into<N, M, R, 11>(s->x, s->pos, n, kTwist, DoubleSink(r, unsigned_affine(a, b)));
+  if (n > 0)
+    with_double_sink(r, unsigned_affine(a, b),
+                     [&](auto sink) { mt::draw_into<N, M, R, 11>(s->x, s->pos, n, kTwist, sink); });
   return 0;
 }
 

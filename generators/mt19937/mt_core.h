@@ -54,35 +54,50 @@ inline __m128i twist4(__m128i x0, __m128i x1, __m128i xm, __m128i a) {
   return _mm_xor_si128(_mm_xor_si128(xm, _mm_srli_epi32(y, 1)), _mm_and_si128(odd, a));
 }
 
-// Refills the whole array in place: word k becomes x[k + N].
-template <int N, int M, int R>
-inline void refill(uint32_t* x, uint32_t a) {
+// Refills the whole array in place: word k becomes x[k + N]. Each new word
+// is handed on as soon as it is made, while it is still in a register:
+// put4(v, k) gets words k..k+3 for every k that is a multiple of 4 and
+// below N - N % 4, put1(word, k) the last N % 4 words one by one. The words
+// that the vector loops cannot make (near N - M, where x[k + M] wraps, and
+// at the end) are made one at a time and then handed on as their group of 4.
+template <int N, int M, int R, class Put4, class Put1>
+inline void refill_into(uint32_t* x, uint32_t a, Put4&& put4, Put1&& put1) {
+  static_assert(N - M >= 4, "the second part reads words written four or more steps before");
+  constexpr int A = (N - M) / 4 * 4;      // vector groups of the first part end here
+  constexpr int B = (N - M + 3) / 4 * 4;  // those of the second part start here
+  constexpr int C = (N - 1) / 4 * 4;      // and end here
   const __m128i av = _mm_set1_epi32(int(a));
   auto ld = [](const uint32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
   auto st = [](uint32_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); };
-  int k = 0;
-  // First part: x[k + M] is still an old word. Words k + 1..k + 4 are old too.
-  for (; k + 4 <= N - M; k += 4) st(x + k, twist4<R>(ld(x + k), ld(x + k + 1), ld(x + k + M), av));
-  for (; k < N - M; ++k) x[k] = twist1<R>(x[k], x[k + 1], x[k + M], a);
-  // Second part: x[k + M - N] is new, written at least N - M >= 4 words before.
-  if constexpr (N - M >= 4) {
-    for (; k + 4 <= N - 1; k += 4)
-      st(x + k, twist4<R>(ld(x + k), ld(x + k + 1), ld(x + k + M - N), av));
+  // First part: x[k + M] and x[k + 1..k + 4] are still old words.
+  for (int k = 0; k < A; k += 4) {
+    const __m128i v = twist4<R>(ld(x + k), ld(x + k + 1), ld(x + k + M), av);
+    st(x + k, v);
+    put4(v, k);
   }
-  for (; k < N - 1; ++k) x[k] = twist1<R>(x[k], x[k + 1], x[k + M - N], a);
+  if constexpr (A < B) {
+    for (int k = A; k < B; ++k)
+      x[k] = twist1<R>(x[k], x[k + 1], k < N - M ? x[k + M] : x[k + M - N], a);
+    put4(ld(x + A), A);
+  }
+  // Second part: x[k + M - N] is new, written at least N - M >= 4 words before.
+  for (int k = B; k < C; k += 4) {
+    const __m128i v = twist4<R>(ld(x + k), ld(x + k + 1), ld(x + k + M - N), av);
+    st(x + k, v);
+    put4(v, k);
+  }
+  for (int k = C; k < N - 1; ++k) x[k] = twist1<R>(x[k], x[k + 1], x[k + M - N], a);
   x[N - 1] = twist1<R>(x[N - 1], x[0], x[M - 1], a);
+  if constexpr (N - C == 4) {
+    put4(ld(x + C), C);
+  } else {
+    for (int k = C; k < N; ++k) put1(x[k], k);
+  }
 }
 
-// Tempers n words of src into dst.
-template <int U>
-inline void temper_block(const uint32_t* src, int n, uint32_t* dst, const Twist& p) {
-  const __m128i b = _mm_set1_epi32(int(p.b)), c = _mm_set1_epi32(int(p.c));
-  int i = 0;
-  for (; i + 4 <= n; i += 4) {
-    __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), temper4<U>(y, b, c));
-  }
-  for (; i < n; ++i) dst[i] = temper<U>(src[i], p);
+template <int N, int M, int R>
+inline void refill(uint32_t* x, uint32_t a) {
+  refill_into<N, M, R>(x, a, [](__m128i, int) {}, [](uint32_t, int) {});
 }
 
 // The published array seeding, for an array of N words.
@@ -106,44 +121,53 @@ inline void seed_by_array(uint32_t* x, const uint32_t* key, int key_length) {
   x[0] = 0x80000000u;
 }
 
-// Hands out n tempered words from (x, pos), refilling when the array is spent.
-template <int N, int M, int R, int U>
-inline void draw(uint32_t* x, int32_t& pos, int n, uint32_t* out, const Twist& p) {
-  while (n > 0) {
-    if (pos >= N) {
-      refill<N, M, R>(x, p.a);
-      pos = 0;
-    }
-    const int m = n < N - pos ? n : N - pos;
-    temper_block<U>(x + pos, m, out, p);
-    pos += m;
-    out += m;
-    n -= m;
-  }
-}
-
-// The same walk, each tempered word going straight to `sink(words4, count,
-// out_index)`: four words in a register where a whole group is there, else
-// one by one (count 1). Used by the floating forms to convert in one pass.
-template <int N, int M, int R, int U, class Sink>
-inline void draw_into(uint32_t* x, int32_t& pos, int n, const Twist& p, Sink&& sink) {
-  const __m128i b = _mm_set1_epi32(int(p.b)), c = _mm_set1_epi32(int(p.c));
+// Hands the next n untempered words of (x, pos) on, numbered from 0:
+// put4(v, i) for words i..i+3 in a register where a whole group is there,
+// put1(word, i) for the others. When a whole array is wanted, the refill
+// hands its words over as it makes them, so they are not read back; the
+// position then stays N.
+template <int N, int M, int R, class Put4, class Put1>
+inline void walk(uint32_t* x, int32_t& pos, int n, uint32_t a, Put4&& put4, Put1&& put1) {
   int done = 0;
   while (done < n) {
     if (pos >= N) {
-      refill<N, M, R>(x, p.a);
+      if (n - done >= N) {
+        refill_into<N, M, R>(
+            x, a, [&](__m128i v, int k) { put4(v, done + k); }, [&](uint32_t w, int k) { put1(w, done + k); });
+        done += N;
+        continue;
+      }
+      refill<N, M, R>(x, a);
       pos = 0;
     }
     const int m = n - done < N - pos ? n - done : N - pos;
+    const uint32_t* src = x + pos;
     int i = 0;
-    for (; i + 4 <= m; i += 4) {
-      const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x + pos + i));
-      sink(temper4<U>(y, b, c), 4, done + i);
-    }
-    for (; i < m; ++i) sink(_mm_cvtsi32_si128(int(temper<U>(x[pos + i], p))), 1, done + i);
+    for (; i + 4 <= m; i += 4) put4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i)), done + i);
+    for (; i < m; ++i) put1(src[i], done + i);
     pos += m;
     done += m;
   }
+}
+
+// n tempered words into out.
+template <int N, int M, int R, int U>
+inline void draw(uint32_t* x, int32_t& pos, int n, uint32_t* out, const Twist& p) {
+  const __m128i b = _mm_set1_epi32(int(p.b)), c = _mm_set1_epi32(int(p.c));
+  walk<N, M, R>(
+      x, pos, n, p.a,
+      [=](__m128i v, int i) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), temper4<U>(v, b, c)); },
+      [=](uint32_t w, int i) { out[i] = temper<U>(w, p); });
+}
+
+// n tempered words to `sink(words4, count, out_index)`, count 4 or 1: the
+// floating forms convert them on the way.
+template <int N, int M, int R, int U, class Sink>
+inline void draw_into(uint32_t* x, int32_t& pos, int n, const Twist& p, Sink sink) {
+  const __m128i b = _mm_set1_epi32(int(p.b)), c = _mm_set1_epi32(int(p.c));
+  walk<N, M, R>(
+      x, pos, n, p.a, [=](__m128i v, int i) { sink(temper4<U>(v, b, c), 4, i); },
+      [=](uint32_t w, int i) { sink(_mm_cvtsi32_si128(int(temper<U>(w, p))), 1, i); });
 }
 
 }  // namespace zev::gen::mt

@@ -76,7 +76,9 @@ ZEV_API int __vqsiBRngMT2203(void* stream, int n, unsigned int* r) {
 ZEV_API int __vqsdBRngMT2203(void* stream, int n, double* r, double a, double b) {
   State* s = st(stream);
   const mt::Twist p{s->a, s->b, s->c};
-  if (n > 0) mt::draw_into<N, M, R, 12>(s->x, s->pos, n, p, DoubleSink(r, unsigned_affine(a, b)));
+  if (n > 0)
+    with_double_sink(r, unsigned_affine(a, b),
+                     [&](auto sink) { mt::draw_into<N, M, R, 12>(s->x, s->pos, n, p, sink); });
   return 0;
 }
 

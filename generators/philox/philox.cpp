@@ -54,22 +54,32 @@ inline void increment(uint32_t ctr[4], uint64_t by_lo, uint64_t by_hi = 0) {
   ctr[2] = uint32_t(hi); ctr[3] = uint32_t(hi >> 32);
 }
 
-// Four blocks at once in SSE2 lanes: lane j works on counter + j. The 32 x 32
-// -> 64-bit products come from _mm_mul_epu32 on the even lanes and on the odd
-// lanes shifted down.
-void philox_blocks4(uint32_t ctr[4], const uint32_t key[2], uint32_t* out /* 16 words */) {
-  alignas(16) uint32_t c[4][4];  // c[word][lane]
-  uint32_t t[4];
-  std::memcpy(t, ctr, 16);
-  for (int j = 0; j < 4; ++j) {
-    for (int w = 0; w < 4; ++w) c[w][j] = t[w];
-    increment(t, 1);
+// The counter words of blocks ctr + j in lane j, then ctr += 4. Without a
+// carry out of word 0 (all but 4 counters in 2^32) only word 0 differs.
+inline void counter_lanes(uint32_t ctr[4], __m128i c[4]) {
+  if (ctr[0] <= 0xFFFFFFFBu) {
+    c[0] = _mm_add_epi32(_mm_set1_epi32(int(ctr[0])), _mm_set_epi32(3, 2, 1, 0));
+    for (int w = 1; w < 4; ++w) c[w] = _mm_set1_epi32(int(ctr[w]));
+    ctr[0] += 4;
+    return;
   }
-  std::memcpy(ctr, t, 16);
-  __m128i c0 = _mm_load_si128(reinterpret_cast<const __m128i*>(c[0]));
-  __m128i c1 = _mm_load_si128(reinterpret_cast<const __m128i*>(c[1]));
-  __m128i c2 = _mm_load_si128(reinterpret_cast<const __m128i*>(c[2]));
-  __m128i c3 = _mm_load_si128(reinterpret_cast<const __m128i*>(c[3]));
+  alignas(16) uint32_t t[4][4];  // t[word][lane]
+  for (int j = 0; j < 4; ++j) {
+    for (int w = 0; w < 4; ++w) t[w][j] = ctr[w];
+    increment(ctr, 1);
+  }
+  for (int w = 0; w < 4; ++w) c[w] = _mm_load_si128(reinterpret_cast<const __m128i*>(t[w]));
+}
+
+// 4 * G blocks at once, four in the SSE2 lanes of each of G groups: lane j
+// of group g works on counter + 4g + j. The groups are independent, so one
+// group's multiplies run while another's wait. The 32 x 32 -> 64-bit
+// products come from _mm_mul_epu32 on the even lanes and on the odd lanes
+// shifted down.
+template <int G>
+void philox_blocks(uint32_t ctr[4], const uint32_t key[2], uint32_t* out /* 16 G words */) {
+  __m128i c[G][4];
+  for (int g = 0; g < G; ++g) counter_lanes(ctr, c[g]);
   const __m128i m0 = _mm_set1_epi32(int(0xD2511F53u)), m1 = _mm_set1_epi32(int(0xCD9E8D57u));
   uint32_t k0 = key[0], k1 = key[1];
   auto mulhilo = [](__m128i a, __m128i m, __m128i& hi, __m128i& lo) {
@@ -81,23 +91,28 @@ void philox_blocks4(uint32_t ctr[4], const uint32_t key[2], uint32_t* out /* 16 
     hi = _mm_unpackhi_epi32(lo02, lo13);
   };
   for (int r = 0; r < 10; ++r) {
-    __m128i h0, l0, h1, l1;
-    mulhilo(c0, m0, h0, l0);
-    mulhilo(c2, m1, h1, l1);
     const __m128i kk0 = _mm_set1_epi32(int(k0)), kk1 = _mm_set1_epi32(int(k1));
-    const __m128i n0 = _mm_xor_si128(_mm_xor_si128(h1, c1), kk0);
-    const __m128i n2 = _mm_xor_si128(_mm_xor_si128(h0, c3), kk1);
-    c0 = n0; c1 = l1; c2 = n2; c3 = l0;
+    for (int g = 0; g < G; ++g) {
+      __m128i h0, l0, h1, l1;
+      mulhilo(c[g][0], m0, h0, l0);
+      mulhilo(c[g][2], m1, h1, l1);
+      c[g][0] = _mm_xor_si128(_mm_xor_si128(h1, c[g][1]), kk0);
+      c[g][2] = _mm_xor_si128(_mm_xor_si128(h0, c[g][3]), kk1);
+      c[g][1] = l1;
+      c[g][3] = l0;
+    }
     k0 += 0x9E3779B9u;
     k1 += 0xBB67AE85u;
   }
-  // transpose back: out[4 * lane + word]
-  const __m128i a01 = _mm_unpacklo_epi32(c0, c1), a23 = _mm_unpacklo_epi32(c2, c3);
-  const __m128i b01 = _mm_unpackhi_epi32(c0, c1), b23 = _mm_unpackhi_epi32(c2, c3);
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi64(a01, a23));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4), _mm_unpackhi_epi64(a01, a23));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpacklo_epi64(b01, b23));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 12), _mm_unpackhi_epi64(b01, b23));
+  // transpose back: out[16 g + 4 lane + word]
+  for (int g = 0; g < G; ++g, out += 16) {
+    const __m128i a01 = _mm_unpacklo_epi32(c[g][0], c[g][1]), a23 = _mm_unpacklo_epi32(c[g][2], c[g][3]);
+    const __m128i b01 = _mm_unpackhi_epi32(c[g][0], c[g][1]), b23 = _mm_unpackhi_epi32(c[g][2], c[g][3]);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi64(a01, a23));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4), _mm_unpackhi_epi64(a01, a23));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpacklo_epi64(b01, b23));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 12), _mm_unpackhi_epi64(b01, b23));
+  }
 }
 
 // The block of the current counter is the one being given out; the counter
@@ -108,8 +123,17 @@ void words(State* s, int n, uint32_t* out) {
     --s->left;
     --n;
   }
-  while (n >= 16) {
-    philox_blocks4(s->ctr, s->key, out);
+  while (n >= 48) {
+    philox_blocks<3>(s->ctr, s->key, out);
+    out += 48;
+    n -= 48;
+  }
+  if (n >= 32) {
+    philox_blocks<2>(s->ctr, s->key, out);
+    out += 32;
+    n -= 32;
+  } else if (n >= 16) {
+    philox_blocks<1>(s->ctr, s->key, out);
     out += 16;
     n -= 16;
   }

@@ -40,23 +40,32 @@ static_assert(sizeof(State) + 16 == 2536, "SFMT19937 stream is 2536 bytes");
 State* st(void* s) { return zev::vqs::state<State>(s); }
 const State* st(const void* s) { return zev::vqs::state<State>(s); }
 
+// One block of the recurrence from a = w[i], b = w[i + POS1], c = w[i - 2],
+// d = w[i - 1]. c and d are the blocks just made, so they come last: the
+// terms of a and b are summed while d is still being made, and the chain from
+// one block to the next is one shift and one xor. The empty asm keeps the
+// compiler from reassociating the xors, which lengthens that chain to four.
 inline __m128i rec(__m128i a, __m128i b, __m128i c, __m128i d, __m128i mask) {
-  __m128i r = _mm_xor_si128(a, _mm_slli_si128(a, 1));
-  r = _mm_xor_si128(r, _mm_and_si128(_mm_srli_epi32(b, 11), mask));
-  r = _mm_xor_si128(r, _mm_srli_si128(c, 1));
-  return _mm_xor_si128(r, _mm_slli_epi32(d, 18));
+  __m128i t = _mm_xor_si128(a, _mm_slli_si128(a, 1));
+  t = _mm_xor_si128(t, _mm_and_si128(_mm_srli_epi32(b, 11), mask));
+  t = _mm_xor_si128(t, _mm_srli_si128(c, 1));
+  asm("" : "+x"(t));
+  return _mm_xor_si128(t, _mm_slli_epi32(d, 18));
 }
 
 inline __m128i* blk(uint32_t* w, int i) { return reinterpret_cast<__m128i*>(w) + i; }
 
-// All 156 blocks at once, in place.
-void refill(uint32_t* w) {
+// All 156 blocks at once, in place, each new block also handed to
+// put(block, index) while it is in a register.
+template <class Put>
+inline void refill_into(uint32_t* w, Put&& put) {
   const __m128i mask = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kMask));
   __m128i r1 = _mm_load_si128(blk(w, N - 2)), r2 = _mm_load_si128(blk(w, N - 1));
   int i = 0;
   for (; i < N - POS1; ++i) {
     const __m128i r = rec(_mm_load_si128(blk(w, i)), _mm_load_si128(blk(w, i + POS1)), r1, r2, mask);
     _mm_store_si128(blk(w, i), r);
+    put(r, i);
     r1 = r2;
     r2 = r;
   }
@@ -64,10 +73,13 @@ void refill(uint32_t* w) {
     const __m128i r =
         rec(_mm_load_si128(blk(w, i)), _mm_load_si128(blk(w, i + POS1 - N)), r1, r2, mask);
     _mm_store_si128(blk(w, i), r);
+    put(r, i);
     r1 = r2;
     r2 = r;
   }
 }
+
+void refill(uint32_t* w) { refill_into(w, [](__m128i, int) {}); }
 
 // blocks >= 156 whole blocks straight into out by the recurrence, reading
 // the state for the first 156 and out itself after that; the state then
@@ -120,12 +132,18 @@ void words(State* s, int n, uint32_t* out) {
   }
 }
 
-// The floating forms read the words in place, four at a time.
+// The floating forms take whole arrays from the refill as it makes them,
+// and the words of a partly used array in place, four at a time.
 template <class Sink>
 void convert_from_array(State* s, int n, Sink&& sink) {
   int done = 0;
   while (done < n) {
     if (s->left == 0) {
+      if (n - done >= N32) {
+        refill_into(s->w, [&](__m128i r, int i) { sink(r, 4, done + 4 * i); });
+        done += N32;
+        continue;
+      }
       refill(s->w);
       s->left = N32;
     }
@@ -283,7 +301,8 @@ ZEV_API int __vqsiBRngSFMT19937(void* stream, int n, unsigned int* r) {
 }
 
 ZEV_API int __vqsdBRngSFMT19937(void* stream, int n, double* r, double a, double b) {
-  if (n > 0) convert_from_array(st(stream), n, DoubleSink(r, unsigned_affine(a, b)));
+  if (n > 0)
+    with_double_sink(r, unsigned_affine(a, b), [&](auto sink) { convert_from_array(st(stream), n, sink); });
   return 0;
 }
 

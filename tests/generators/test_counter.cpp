@@ -46,6 +46,25 @@ TEST(Philox4x32x10, CounterCarriesAcrossWords) {
   EXPECT_EQ(std::vector<uint32_t>(wa.begin() + 4, wa.end()), wb);
 }
 
+TEST(Philox4x32x10, BlocksInLanesCarryLikeSingleBlocks) {
+  // a long call computes up to twelve blocks side by side; counters whose
+  // word 0 runs out within such a group carry into the next words as single
+  // blocks of four words do
+  const uint32_t high[][3] = {{0, 0, 0}, {0xFFFFFFFFu, 0xFFFFFFFFu, 5}, {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu}};
+  for (uint32_t back : {0u, 1u, 3u, 4u, 5u, 11u, 12u, 40u})
+    for (const auto& h : high) {
+      const std::vector<unsigned> seed = {3, 4, 0xFFFFFFFFu - back, h[0], h[1], h[2]};
+      Stream a(ZEV_BRNG_PHILOX4X32X10, seed), b(ZEV_BRNG_PHILOX4X32X10, seed);
+      const auto whole = words(a, 4 * 60);
+      std::vector<uint32_t> single;
+      for (int k = 0; k < 60; ++k) {
+        const auto w = words(b, 4);
+        single.insert(single.end(), w.begin(), w.end());
+      }
+      ASSERT_EQ(whole, single) << "word 0 = 0xFFFFFFFF - " << back << ", word 3 = " << h[2];
+    }
+}
+
 // ---- an AES round from FIPS-197, for the ARS-5 reference ----
 uint8_t xtime(uint8_t x) { return uint8_t((x << 1) ^ ((x & 0x80) ? 0x1B : 0)); }
 uint8_t gmul(uint8_t a, uint8_t b) {

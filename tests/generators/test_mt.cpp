@@ -3,10 +3,14 @@
 // plain stepping, block splits and the jump refusals.
 #include <gtest/gtest.h>
 
+#include <xmmintrin.h>
+
+#include <bit>
 #include <cstdint>
 #include <vector>
 
 #include "gen_support.h"
+#include "generators/mt19937/convert.h"
 #include "zev/zev_vqs.h"
 
 using gentest::Stream;
@@ -94,19 +98,39 @@ TEST_P(SequenceProps, SplitCallsGiveTheSameSequence) {
   }
 }
 
+// Ranges whose scale is a power of two (with a zero or non-zero start), one
+// that is not, and reversed ones; the calls vary in size so that whole
+// arrays, parts of arrays and single words all go through the conversion.
+struct Range {
+  double a, b;
+};
+constexpr Range kRanges[] = {{0.0, 1.0},  {-1.0, 1.0}, {3.0, 3.25},   {0.0, 0x1p-40},
+                             {-2.0, 3.0}, {1.0, 0.0},  {-0.0, -1.0}, {1e30, 1.5e30}};
+constexpr int kCalls[] = {1, 3, 624, 1000, 2, 1249, 68, 4, 2500};
+
 TEST_P(SequenceProps, FloatFormsScaleTheWords) {
   const int id = GetParam().id;
-  Stream si(id, {9}), sd(id, {9}), ss(id, {9});
-  if (si.status == ZEV_VQS_ERR_BAD_BRNG) GTEST_SKIP() << "parameter table lacks this member";
-  const auto w = words(si, 777);
-  std::vector<double> d(777);
-  std::vector<float> f(777);
-  ASSERT_EQ(gentest::row_of(sd).dGen(sd, 777, d.data(), -2.0, 3.0), 0);
-  ASSERT_EQ(gentest::row_of(ss).sGen(ss, 777, f.data(), -2.0f, 3.0f), 0);
-  const double scale = 5.0 * 0x1p-32;
-  for (size_t k = 0; k < w.size(); ++k) {
-    ASSERT_EQ(d[k], double(w[k]) * scale + -2.0) << k;
-    ASSERT_EQ(f[k], float(double(w[k]) * scale + -2.0)) << k;
+  int total = 0;
+  for (int c : kCalls) total += c;
+  for (const Range& r : kRanges) {
+    Stream si(id, {9}), sd(id, {9}), ss(id, {9});
+    if (si.status == ZEV_VQS_ERR_BAD_BRNG) GTEST_SKIP() << "parameter table lacks this member";
+    const auto w = words(si, total);
+    std::vector<double> d(size_t(total) + 1, 7.0);
+    std::vector<float> f(size_t(total) + 1, 7.0f);
+    int k = 0;
+    for (int c : kCalls) {
+      ASSERT_EQ(gentest::row_of(sd).dGen(sd, c, d.data() + k, r.a, r.b), 0);
+      ASSERT_EQ(gentest::row_of(ss).sGen(ss, c, f.data() + k, float(r.a), float(r.b)), 0);
+      k += c;
+    }
+    ASSERT_EQ(d[size_t(total)], 7.0) << "written past n";
+    const double scale = (r.b - r.a) * 0x1p-32;
+    const double fa = float(r.a), fscale = (double(float(r.b)) - fa) * 0x1p-32;
+    for (size_t j = 0; j < w.size(); ++j) {
+      ASSERT_EQ(d[j], double(w[j]) * scale + r.a) << r.a << " " << r.b << " at " << j;
+      ASSERT_EQ(f[j], float(double(w[j]) * fscale + fa)) << r.a << " " << r.b << " at " << j;
+    }
   }
 }
 
@@ -125,6 +149,42 @@ INSTANTIATE_TEST_SUITE_P(Gens, SequenceProps,
                                            SeqCase{"MT2203_0", ZEV_BRNG_MT2203},
                                            SeqCase{"MT2203_last", ZEV_BRNG_MT2203 + 6023}),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// The word-to-double conversion at the words where a shortcut could slip
+// (zero, the sign bit, all ones), in groups of four and one by one, under
+// every rounding mode: the same bits as the formula, the sign of zero too.
+TEST(WordConversion, DoublesAreTheFormulaInEveryRoundingMode) {
+  alignas(16) static const uint32_t words8[8] = {0u, 1u, 2u, 0x7FFFFFFFu, 0x80000000u,
+                                                0x80000001u, 0xFFFFFFFEu, 0xFFFFFFFFu};
+  const uint32_t* w = words8;
+  asm("" : "+r"(w));  // no folding of the conversion at compile time, in the default mode
+  std::vector<Range> ranges(std::begin(kRanges), std::end(kRanges));
+  ranges.push_back({-0.0, 1.0});
+  const unsigned csr = _mm_getcsr();
+  for (unsigned mode : {_MM_ROUND_NEAREST, _MM_ROUND_DOWN, _MM_ROUND_UP, _MM_ROUND_TOWARD_ZERO}) {
+    for (const Range& r : ranges) {
+      _mm_setcsr((csr & ~0x6000u) | mode);
+      const zev::gen::Affine f = zev::gen::unsigned_affine(r.a, r.b);
+      double four[8], one[8], expect[8];
+      zev::gen::with_double_sink(four, f, [&](auto sink) {
+        sink(_mm_load_si128(reinterpret_cast<const __m128i*>(w)), 4, 0);
+        sink(_mm_load_si128(reinterpret_cast<const __m128i*>(w + 4)), 4, 4);
+      });
+      zev::gen::with_double_sink(one, f, [&](auto sink) {
+        for (int k = 0; k < 8; ++k) sink(_mm_cvtsi32_si128(int(w[k])), 1, k);
+      });
+      volatile double s = f.s, c = f.c;  // computed here, in this mode
+      for (int k = 0; k < 8; ++k) expect[k] = double(w[k]) * s + c;
+      _mm_setcsr(csr);
+      for (int k = 0; k < 8; ++k) {
+        EXPECT_EQ(std::bit_cast<uint64_t>(four[k]), std::bit_cast<uint64_t>(expect[k]))
+            << "mode " << mode << " range " << r.a << " " << r.b << " word " << w[k];
+        EXPECT_EQ(std::bit_cast<uint64_t>(one[k]), std::bit_cast<uint64_t>(expect[k]))
+            << "mode " << mode << " range " << r.a << " " << r.b << " word " << w[k];
+      }
+    }
+  }
+}
 
 TEST(MT19937, UnseededIsSeedOne) {
   Stream a(ZEV_BRNG_MT19937, {}), b(ZEV_BRNG_MT19937, {1});
