@@ -205,7 +205,7 @@ struct SExpHA : SExpBase {
       const __m128 kf = _mm_sub_ps(t, c.s);
       const __m128 r = _mm_sub_ps(_mm_sub_ps(x[v], _mm_mul_ps(kf, c.l1)), _mm_mul_ps(kf, c.l2));
       const __m128 p = _mm_add_ps(r, _mm_mul_ps(c.half, _mm_mul_ps(r, r)));
-      int j[4];
+      unsigned j[4];
       index4(t, 127, j);
       __m128 hi, lo;
       fetch_pairs(expdata::kS128, j, hi, lo);
@@ -315,7 +315,7 @@ struct DExpHA : DExpBase {
       p = _mm_add_pd(c.c3, _mm_mul_pd(r, p));
       p = _mm_add_pd(c.c2, _mm_mul_pd(r, p));
       p = _mm_add_pd(r, _mm_mul_pd(r2, p));
-      int j[2];
+      unsigned j[2];
       index2(t, 63, j);
       __m128d hi, lo;
       fetch_pairs(expdata::kD64, j, hi, lo);
@@ -334,7 +334,7 @@ struct DExpLA : DExpBase {
       const __m128d kf = _mm_sub_pd(t, c.s);
       const __m128d r = _mm_sub_pd(_mm_sub_pd(x[v], _mm_mul_pd(kf, c.l1)), _mm_mul_pd(kf, c.l2));
       const __m128d q = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r), _mm_add_pd(c.c2, _mm_mul_pd(r, c.c3))));
-      int j[2];
+      unsigned j[2];
       index2(t, 1023, j);
       const __m128d tv = fetch(expdata::kD1024, j);
       y[v] = add_exponent<10>(_mm_add_pd(tv, _mm_mul_pd(tv, q)), t);
@@ -352,7 +352,7 @@ struct DExpEP : DExpBase {
       const __m128d kf = _mm_sub_pd(t, c.s);
       const __m128d r = _mm_sub_pd(x[v], _mm_mul_pd(kf, c.l));
       const __m128d p = _mm_add_pd(c.one, _mm_mul_pd(r, _mm_add_pd(c.one, _mm_mul_pd(r, c.c2))));
-      int j[2];
+      unsigned j[2];
       index2(t, 127, j);
       y[v] = add_exponent<7>(_mm_mul_pd(fetch(expdata::kD128One, j), p), t);
     }

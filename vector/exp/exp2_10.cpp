@@ -146,7 +146,7 @@ struct SExp2P {
       const __m128 t = _mm_add_ps(x[v], c.s);
       const __m128 f = _mm_sub_ps(x[v], _mm_sub_ps(t, c.s));
       const __m128 p = _mm_mul_ps(f, _mm_add_ps(c.c1, _mm_mul_ps(f, c.c2)));
-      int j[4];
+      unsigned j[4];
       index4(t, 63, j);
       __m128 hi, lo;
       fetch_pairs(expdata::kS64, j, hi, lo);
@@ -185,7 +185,7 @@ struct SExp10P {
       const __m128 kf = _mm_sub_ps(t, c.s);
       const __m128 r = _mm_sub_ps(_mm_sub_ps(x[v], _mm_mul_ps(kf, c.l1)), _mm_mul_ps(kf, c.l2));
       const __m128 p = _mm_mul_ps(r, _mm_add_ps(c.c1, _mm_mul_ps(r, c.c2)));
-      int j[4];
+      unsigned j[4];
       index4(t, 127, j);
       __m128 hi, lo;
       fetch_pairs(expdata::kS128, j, hi, lo);
@@ -223,7 +223,7 @@ struct DExp2P {
       const __m128d lo2 = _mm_add_pd(c.c1, _mm_mul_pd(f, c.c2));
       const __m128d hi3 = _mm_add_pd(_mm_add_pd(c.c3, _mm_mul_pd(f, c.c4)), _mm_mul_pd(f2, c.c5));
       const __m128d p = _mm_add_pd(_mm_mul_pd(f, lo2), _mm_mul_pd(_mm_mul_pd(f2, f), hi3));
-      int j[2];
+      unsigned j[2];
       index2(t, 63, j);
       __m128d hi, lo;
       fetch_pairs(expdata::kD64, j, hi, lo);
@@ -263,7 +263,7 @@ struct DExp10P {
       const __m128d lo2 = _mm_add_pd(c.c1, _mm_mul_pd(r, c.c2));
       const __m128d hi3 = _mm_add_pd(_mm_add_pd(c.c3, _mm_mul_pd(r, c.c4)), _mm_mul_pd(r2, c.c5));
       const __m128d p = _mm_add_pd(_mm_mul_pd(r, lo2), _mm_mul_pd(_mm_mul_pd(r2, r), hi3));
-      int j[2];
+      unsigned j[2];
       index2(t, 127, j);
       __m128d hi, lo;
       fetch_pairs(expdata::kD128, j, hi, lo);

@@ -66,23 +66,28 @@ inline __m128d lanes_d(unsigned m) {
 
 // ---- table fetches: one load a lane, no gather --------------------------------
 
-// Low 32 bits of each lane of the shifter's view, masked to an index.
-inline void index4(__m128 t, int mask, int (&j)[4]) {
-  alignas(16) int32_t v[4];
-  _mm_store_si128(reinterpret_cast<__m128i*>(v), _mm_and_si128(bits(t), _mm_set1_epi32(mask)));
-  j[0] = v[0];
-  j[1] = v[1];
-  j[2] = v[2];
-  j[3] = v[3];
+// Low 32 bits of each lane of the shifter's view, masked to an index. The
+// indices leave the vector two at a time through 64-bit moves: fewer
+// transfers than one a lane, and unsigned, so no sign extension follows.
+inline void index4(__m128 t, int mask, unsigned (&j)[4]) {
+  const __m128i m = _mm_and_si128(bits(t), _mm_set1_epi32(mask));
+  const uint64_t lo = static_cast<uint64_t>(_mm_cvtsi128_si64(m));
+  // pshufd, not movhlps: the compiler's movhlps would merge into a register
+  // last written by a table load, a false dependency across blocks.
+  const uint64_t hi = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_shuffle_epi32(m, _MM_SHUFFLE(3, 2, 3, 2))));
+  j[0] = static_cast<uint32_t>(lo);
+  j[1] = static_cast<uint32_t>(lo >> 32);
+  j[2] = static_cast<uint32_t>(hi);
+  j[3] = static_cast<uint32_t>(hi >> 32);
 }
-inline void index2(__m128d t, int mask, int (&j)[2]) {
+inline void index2(__m128d t, int mask, unsigned (&j)[2]) {
   const __m128i b = bits(t);
-  j[0] = _mm_cvtsi128_si32(b) & mask;
-  j[1] = _mm_cvtsi128_si32(_mm_shuffle_epi32(b, _MM_SHUFFLE(3, 2, 3, 2))) & mask;
+  j[0] = static_cast<uint32_t>(_mm_cvtsi128_si64(b)) & static_cast<unsigned>(mask);
+  j[1] = static_cast<uint32_t>(_mm_cvtsi128_si64(_mm_shuffle_epi32(b, _MM_SHUFFLE(3, 2, 3, 2)))) & static_cast<unsigned>(mask);
 }
 
 // Pairs {hi, lo} of single for four lanes.
-inline void fetch_pairs(const float (*tab)[2], const int (&j)[4], __m128& hi, __m128& lo) {
+inline void fetch_pairs(const float (*tab)[2], const unsigned (&j)[4], __m128& hi, __m128& lo) {
   __m128 a = _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(tab[j[0]])));
   a = _mm_castpd_ps(_mm_loadh_pd(_mm_castps_pd(a), reinterpret_cast<const double*>(tab[j[1]])));
   __m128 b = _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(tab[j[2]])));
@@ -92,14 +97,14 @@ inline void fetch_pairs(const float (*tab)[2], const int (&j)[4], __m128& hi, __
 }
 
 // Pairs {hi, lo} of double for two lanes.
-inline void fetch_pairs(const double (*tab)[2], const int (&j)[2], __m128d& hi, __m128d& lo) {
+inline void fetch_pairs(const double (*tab)[2], const unsigned (&j)[2], __m128d& hi, __m128d& lo) {
   const __m128d a = _mm_load_pd(tab[j[0]]);
   const __m128d b = _mm_load_pd(tab[j[1]]);
   hi = _mm_unpacklo_pd(a, b);
   lo = _mm_unpackhi_pd(a, b);
 }
 
-inline __m128d fetch(const double* tab, const int (&j)[2]) {
+inline __m128d fetch(const double* tab, const unsigned (&j)[2]) {
   return _mm_loadh_pd(_mm_load_sd(tab + j[0]), tab + j[1]);
 }
 

@@ -165,7 +165,7 @@ struct SExpm1P {
       // so is (H - 1) + 2^e cut rh wherever the two cancel.
       const __m128 rh = _mm_and_ps(ra, fv(iv(c.cutmask)));
       const __m128 rl = _mm_add_ps(_mm_sub_ps(_mm_sub_ps(ra, rh), rb), q);
-      int j[4];
+      unsigned j[4];
       index4(t, 63, j);
       __m128 fr, lo;
       fetch_pairs(reinterpret_cast<const float(*)[2]>(expdata::kM1S64), j, fr, lo);
@@ -235,7 +235,7 @@ struct DExpm1P {
       const __m128d q = _mm_mul_pd(r2, _mm_add_pd(pa, _mm_mul_pd(r2, pb)));
       const __m128d rh = _mm_and_pd(ra, dv(iv(c.cutmask)));
       const __m128d rl = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(ra, rh), rb), q);
-      int j[2];
+      unsigned j[2];
       index2(t, 127, j);
       const __m128d a0 = _mm_load_pd(reinterpret_cast<const double*>(&expdata::kM1D128[j[0]]));
       const __m128d a1 = _mm_load_pd(reinterpret_cast<const double*>(&expdata::kM1D128[j[1]]));
