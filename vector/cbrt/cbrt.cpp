@@ -7,8 +7,13 @@
 // the tail below 2^-62, and the result rounds once (about 0.5 ulp). Pow2o3 feeds
 // x^2 as an exact pair; InvCbrt uses (1 + e)^(-1/3) and 1/t with its exact
 // residual; Pow3o2 is x sqrt(x) with the square root's residual.
-// The single kernels run in double and round once; their cube roots start from
-// a seed of v^(-1/3) and need no division.
+// The single cube roots (Cbrt, InvCbrt, Pow2o3) run in single throughout: a
+// seed u of v^(-1/3) from the bits of v and one correction (2^-14.3), then
+// with e = v u^3 - 1
+//   cbrt v = v u^2 (1 + e)^(-2/3),  v^(-1/3) = u (1 + e)^(-1/3),
+//   v^(2/3) = v u (1 + e)^(-1/3),
+// with the exact products of root_s at HA (about 0.85 ulp); no division and no
+// widening. Single Pow3o2 is x sqrt(x) in double.
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
@@ -23,11 +28,11 @@ namespace {
 using namespace logpow;
 
 #include "tools/logpow_tables/logpow_poly.inc"
+#include "tools/logpow_tables/root_seed.inc"
 
 constexpr double kShift = 6755399441055744.0;
 
-// The seed of cbrt v (v positive normal): within 2^-22 (or 2^-13.6 with Ep).
-template <bool Ep = false>
+// The seed of cbrt v (v positive normal): within 2^-22.
 inline __m128d cbrt_seed(__m128d v) {
   const __m128i iv = as_i(v);
   const __m128i h = _mm_srli_epi32(_mm_shuffle_epi32(iv, _MM_SHUFFLE(3, 1, 3, 1)), 20);
@@ -39,52 +44,10 @@ inline __m128d cbrt_seed(__m128d v) {
   const __m128d k = _mm_or_pd(_mm_and_pd(_mm_cmpeq_pd(j, d1(1.0)), d1(kCbrt2_1_hi)),
                               _mm_or_pd(_mm_and_pd(_mm_cmpeq_pd(j, d1(2.0)), d1(kCbrt2_2_hi)),
                                         _mm_and_pd(_mm_cmpeq_pd(j, d1(0.0)), d1(1.0))));
-  __m128d p;
-  if constexpr (Ep) {
-    p = d1(kCbrtSeedEp[3]);
-    for (int i = 2; i >= 0; --i) p = _mm_add_pd(d1(kCbrtSeedEp[i]), _mm_mul_pd(m, p));
-  } else {
-    p = d1(kCbrtSeed[6]);
-    for (int i = 5; i >= 0; --i) p = _mm_add_pd(d1(kCbrtSeed[i]), _mm_mul_pd(m, p));
-  }
+  __m128d p = d1(kCbrtSeed[6]);
+  for (int i = 5; i >= 0; --i) p = _mm_add_pd(d1(kCbrtSeed[i]), _mm_mul_pd(m, p));
   const __m128d scale = as_d(_mm_slli_epi64(_mm_add_epi64(as_i(tq), i64(1023)), 52));
   return _mm_mul_pd(_mm_mul_pd(p, k), scale);
-}
-
-// The seed of v^(-1/3) (v positive normal): within 2^-19.9.
-inline __m128d invcbrt_seed(__m128d v) {
-  const __m128i iv = as_i(v);
-  const __m128i h = _mm_srli_epi32(_mm_shuffle_epi32(iv, _MM_SHUFFLE(3, 1, 3, 1)), 20);
-  const __m128d E = _mm_sub_pd(_mm_cvtepi32_pd(h), d1(1023.0));
-  const __m128d m = as_d(_mm_or_si128(_mm_and_si128(iv, i64(0x000FFFFFFFFFFFFFull)), i64(0x3FF0000000000000ull)));
-  const __m128d tq = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(E, d1(1.0 / 3.0)), d1(1.0 / 3.0)), d1(kShift));
-  const __m128d q = _mm_sub_pd(tq, d1(kShift));
-  const __m128d j = _mm_sub_pd(E, _mm_mul_pd(q, d1(3.0)));
-  const __m128d k = _mm_or_pd(_mm_and_pd(_mm_cmpeq_pd(j, d1(1.0)), d1(1.0 / kCbrt2_1_hi)),
-                              _mm_or_pd(_mm_and_pd(_mm_cmpeq_pd(j, d1(2.0)), d1(1.0 / kCbrt2_2_hi)),
-                                        _mm_and_pd(_mm_cmpeq_pd(j, d1(0.0)), d1(1.0))));
-  __m128d p = d1(kInvCbrtSeed[6]);
-  for (int i = 5; i >= 0; --i) p = _mm_add_pd(d1(kInvCbrtSeed[i]), _mm_mul_pd(m, p));
-  const __m128d scale = as_d(_mm_slli_epi64(_mm_sub_epi64(i64(1023), as_i(tq)), 52));
-  return _mm_mul_pd(_mm_mul_pd(p, k), scale);
-}
-
-// Roots of widened singles without a division: u = v^(-1/3) (2^-19.9),
-// e = v u^3 - 1, then cbrt v = v u^2 (1 + e)^(-2/3) and v^(-1/3) =
-// u (1 + e)^(-1/3), to e^2 (HA, within 2^-50) or e (LA, within 2^-38).
-template <bool Inv, bool HA>
-inline __m128d root_s(__m128d v) {
-  const __m128d u = invcbrt_seed(v);
-  const __m128d u2 = _mm_mul_pd(u, u);
-  const __m128d e = _mm_sub_pd(_mm_mul_pd(_mm_mul_pd(v, u2), u), d1(1.0));
-  if constexpr (Inv) {
-    const __m128d c = HA ? _mm_add_pd(d1(-1.0 / 3.0), _mm_mul_pd(e, d1(2.0 / 9.0))) : d1(-1.0 / 3.0);
-    return _mm_add_pd(u, _mm_mul_pd(u, _mm_mul_pd(e, c)));
-  } else {
-    const __m128d c = HA ? _mm_add_pd(d1(-2.0 / 3.0), _mm_mul_pd(e, d1(5.0 / 9.0))) : d1(-2.0 / 3.0);
-    const __m128d y = _mm_mul_pd(v, u2);
-    return _mm_add_pd(y, _mm_mul_pd(y, _mm_mul_pd(e, c)));
-  }
 }
 
 // cbrt(vh + vl) for vh in [2^-1000, 2^1000], |vl| <= ulp(vh)/2: about 0.5 ulp.
@@ -220,6 +183,81 @@ int root_scalar(const T* a, T* r) {
   return 0;
 }
 
+// The seed of v^(-1/3) for positive normal singles: the bits of v over 3 (by a
+// conversion to single, an error far below the seed's) taken from a constant
+// give u0 within 3.5%; one correction u1 = u0 (1 + e0 (a0 + a1 e0)),
+// e0 = v u0^3 - 1, leaves 2^-14.3.
+inline __m128 invcbrt_seed_s(__m128 v) {
+  const __m128i third = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(_mm_castps_si128(v)), _mm_set1_ps(1.0f / 3)));
+  const __m128 u = _mm_castsi128_ps(_mm_sub_epi32(_mm_set1_epi32(kInvCbrtMagic), third));
+  const __m128 e = _mm_sub_ps(_mm_mul_ps(_mm_mul_ps(v, u), _mm_mul_ps(u, u)), _mm_set1_ps(1.0f));
+  const __m128 g = _mm_mul_ps(e, _mm_add_ps(_mm_set1_ps(kInvCbrtStep[0]), _mm_mul_ps(e, _mm_set1_ps(kInvCbrtStep[1]))));
+  return _mm_add_ps(u, _mm_mul_ps(u, g));
+}
+
+// The series coefficients of (1 + e)^a - 1, a = -2/3 (cbrt from v u^2) or
+// -1/3 (InvCbrt from u, Pow2o3 from v u).
+template <Fn F>
+constexpr float kStep[2] = {-2.0f / 3, 5.0f / 9};
+template <>
+constexpr float kStep<Fn::InvCbrt>[2] = {-1.0f / 3, 2.0f / 9};
+template <>
+constexpr float kStep<Fn::Pow2o3>[2] = {-1.0f / 3, 2.0f / 9};
+
+// The high 12 significant bits of a positive normal a, rounded (a far below
+// the largest single) or cut.
+template <bool Round = true>
+inline __m128 high12(__m128 a) {
+  const __m128i r = Round ? _mm_add_epi32(_mm_castps_si128(a), _mm_set1_epi32(0x800)) : _mm_castps_si128(a);
+  return _mm_castsi128_ps(_mm_and_si128(r, _mm_set1_epi32(static_cast<int>(0xFFFFF000u))));
+}
+
+// Single roots of |x| (x normal, any sign) from the seed u (2^-14.3): level 0
+// LA, 1 HA, 2 EP.
+//
+// EP: v u^2, u or v u, within 2^-13.
+// LA: y = v u^2 and e = y u - 1 rounded, the series to e; the rounding errors
+// of y enter e and come back at a third: about 1.4 ulp.
+// HA: u rounded to 12 bits (2^-11.7), so that u^2 is exact; y = v u^2 rounded
+// once and e = (yh u - 1) + yl u with both products exact, so e is that of y
+// and the result is within a third of y's rounding plus its own: about 0.85
+// ulp. The series runs to e^2 (|e| < 2^-10, the tail below 2^-31). Pow2o3 is
+// v u (1 + e)^(-1/3) with v u as an exact pair. Cbrt at LA takes the HA step
+// too: the cheaper one can miss the exact root of an exact cube (-27).
+template <Fn F, int L>
+inline __m128 root_s(__m128 ax) {
+  constexpr const float* c = kStep<F>;
+  const __m128 one = _mm_set1_ps(1.0f);
+  if constexpr (L == 1 || (L == 0 && F == Fn::Cbrt)) {
+    const __m128 u = high12(invcbrt_seed_s(ax));
+    const __m128 y = _mm_mul_ps(ax, _mm_mul_ps(u, u));
+    const __m128 yh = high12(y), yl = _mm_sub_ps(y, yh);
+    const __m128 e = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(yh, u), one), _mm_mul_ps(yl, u));
+    const __m128 g = _mm_mul_ps(e, _mm_add_ps(_mm_set1_ps(c[0]), _mm_mul_ps(e, _mm_set1_ps(c[1]))));
+    if constexpr (F == Fn::Pow2o3) {
+      const __m128 vh = high12<false>(ax);
+      const __m128 ph = _mm_mul_ps(vh, u), pl = _mm_mul_ps(_mm_sub_ps(ax, vh), u);
+      return _mm_add_ps(ph, _mm_add_ps(pl, _mm_mul_ps(_mm_add_ps(ph, pl), g)));
+    } else {
+      const __m128 b = F == Fn::InvCbrt ? u : y;
+      return _mm_add_ps(b, _mm_mul_ps(b, g));
+    }
+  } else {
+    const __m128 u = invcbrt_seed_s(ax);
+    if constexpr (F == Fn::InvCbrt) {
+      if constexpr (L == 2) return u;
+    } else if constexpr (F == Fn::Pow2o3) {
+      if constexpr (L == 2) return _mm_mul_ps(ax, u);
+    } else {
+      if constexpr (L == 2) return _mm_mul_ps(_mm_mul_ps(ax, u), u);
+    }
+    const __m128 y = _mm_mul_ps(ax, _mm_mul_ps(u, u));
+    const __m128 g = _mm_mul_ps(_mm_sub_ps(_mm_mul_ps(y, u), one), _mm_set1_ps(c[0]));
+    const __m128 b = F == Fn::InvCbrt ? u : F == Fn::Pow2o3 ? _mm_mul_ps(ax, u) : y;
+    return _mm_add_ps(b, _mm_mul_ps(b, g));
+  }
+}
+
 // ---- policies -------------------------------------------------------------------
 
 template <class T_>
@@ -293,50 +331,29 @@ struct DRootP : RootBase<double> {
   static int scalar(const double* a, double* r) { return root_scalar<double, F>(a, r); }
 };
 
-// Single kernels, in double. The ranges of the double kernels hold every
-// normal single except near zero for Pow2o3 and InvCbrt, which the same test
-// on the widened value settles. Single results can still overflow or underflow
-// only in Pow3o2, checked on the result.
-template <Fn F>
-inline __m128d root_sd(__m128d x, int level) {
-  if (level == 2) {  // EP: seed only, 2^-22
-    const __m128d sign = _mm_and_pd(x, d1(-0.0));
-    const __m128d ax = _mm_andnot_pd(d1(-0.0), x);
-    if constexpr (F == Fn::Cbrt) return _mm_or_pd(sign, cbrt_seed(ax));
-    if constexpr (F == Fn::InvCbrt) return _mm_or_pd(sign, _mm_div_pd(d1(1.0), cbrt_seed(ax)));
-    if constexpr (F == Fn::Pow2o3) return cbrt_seed(_mm_mul_pd(ax, ax));
-    if constexpr (F == Fn::Pow3o2) return _mm_mul_pd(x, _mm_sqrt_pd(x));
-  }
-  const __m128d sign = _mm_and_pd(x, d1(-0.0));
-  const __m128d ax = _mm_andnot_pd(d1(-0.0), x);
-  if constexpr (F == Fn::Cbrt)
-    return _mm_or_pd(sign, level == 1 ? root_s<false, true>(ax) : root_s<false, false>(ax));
-  if constexpr (F == Fn::InvCbrt)
-    return _mm_or_pd(sign, level == 1 ? root_s<true, true>(ax) : root_s<true, false>(ax));
-  if constexpr (F == Fn::Pow2o3) {
-    const __m128d v = _mm_mul_pd(ax, ax);  // exact
-    return level == 1 ? root_s<false, true>(v) : root_s<false, false>(v);
-  }
-  // Pow3o2: x sqrt(x) in double is within 2^-52, far below an ulp of a single.
-  return root_d<F, 0>(x);
-}
-
+// Single kernels. Every normal single is inside the vector range of the roots;
+// zero, denormals, infinities and NaN go to the scalar function. Pow3o2 runs
+// x sqrt(x) in double (within 2^-52) and can still overflow or underflow as a
+// single, checked on the result.
 template <Fn F, int L>
 struct SRootP : RootBase<float> {
   static constexpr const char* kName = name_of(F, true);
   static __m128 eval(__m128 x, __m128& special) {
-    if constexpr (F == Fn::Pow3o2 && L == 2) {  // EP in single: x sqrt(x), within 2 ulp
-      const __m128 r = _mm_mul_ps(x, _mm_sqrt_ps(x));
+    if constexpr (F == Fn::Pow3o2) {
+      __m128 r;
+      if constexpr (L == 2)  // EP in single: x sqrt(x), within 2 ulp
+        r = _mm_mul_ps(x, _mm_sqrt_ps(x));
+      else
+        r = narrow(root_d<F, 0>(widen_lo(x)), root_d<F, 0>(widen_hi(x)));
       special = _mm_or_ps(not_pos_normal(x), not_pos_normal(r));
       return r;
+    } else {
+      const __m128 sign = _mm_and_ps(x, _mm_set1_ps(-0.0f));
+      const __m128 ax = _mm_xor_ps(x, sign);
+      special = not_pos_normal(ax);
+      const __m128 r = root_s<F, L>(ax);
+      return F == Fn::Pow2o3 ? r : _mm_or_ps(r, sign);
     }
-    const __m128d x0 = widen_lo(x), x1 = widen_hi(x);
-    const __m128 r = narrow(root_sd<F>(x0, L), root_sd<F>(x1, L));
-    __m128 sp = _mm_shuffle_ps(_mm_castpd_ps(special_d<F>(x0)), _mm_castpd_ps(special_d<F>(x1)),
-                               _MM_SHUFFLE(2, 0, 2, 0));
-    if constexpr (F == Fn::Pow3o2) sp = _mm_or_ps(sp, not_pos_normal(r));
-    special = sp;
-    return r;
   }
   static int scalar(const float* a, float* r) { return root_scalar<float, F>(a, r); }
 };

@@ -1,14 +1,17 @@
 // Ln, Log2, Log10, Log1p and Logb, single and double.
 //
-// Measured worst errors (zev_ulp --full, docs/accuracy_logpow.md): HA 0.50 ulp
-// for Ln, Log2 and Log10 in both precisions, dLog1p 0.65 ulp; LA within 1 ulp;
-// EP 16 bits (single, no table) and 34 bits (double).
+// Measured worst errors: double (zev_ulp --full) HA 0.50 ulp for Ln, Log2 and
+// Log10, dLog1p 0.65 ulp, dLog2 LA 1.7 ulp, EP 34 bits. Single, in single
+// arithmetic, over all 2^32 inputs (tools/log_check): HA sLn 0.80, sLog2 0.90,
+// sLog10 0.86, sLog1p 0.82 ulp; LA sLn 1.24, sLog2 2.53, sLog10 2.54 ulp; EP
+// 15.9 bits.
 //
 // Special lanes: x not a positive normal (zero, denormal, negative, infinity,
 // NaN), found by one unsigned compare of the bits; Log1p: x <= -1, |x| below
-// the least normal, infinities and NaN; Logb: zero, denormal, infinity, NaN.
-// The scalar functions run the vector core on one lane after scaling a
-// denormal, so the callout gives the same accuracy as the block.
+// the least normal, infinities, NaN and (single) x above 2^100; Logb: zero,
+// denormal, infinity, NaN. The double scalar functions run the vector core on
+// one lane after scaling a denormal; the single ones run the double table core
+// (log_s, within 2^-33) on the widened lane.
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
@@ -50,11 +53,24 @@ template <Base B>
 inline __m128d log_d_ha(__m128d x) {
   return sum(scale_dd<B>(log_ha(x)));
 }
-// LA of Log2: the scaling by 1/ln2 rounded once more (below 1 ulp).
+// LA of Log2: r = z invc - 1 as a pair (a Fast2Sum of the two exact partial
+// products; inexact only where r is too small to matter, and exact in the row
+// of 1), log z = log c + log1p(r) summed in one double (it may cancel to
+// 2^-9 in the rows beside 1, so r needs its low part), scaled by 1/ln2 and
+// added to k: within 2 ulp, and exact at powers of two.
 inline __m128d log2_d_la(__m128d x) {
-  const DD l = log_ha(x);
-  const __m128d c = d1(kInvLn2_hi);
-  return _mm_add_pd(_mm_mul_pd(l.hi, c), _mm_add_pd(_mm_mul_pd(l.lo, c), _mm_mul_pd(l.hi, d1(kInvLn2_lo))));
+  const LogRow w = log_row(x);
+  const __m128d zh = as_d(_mm_and_si128(as_i(w.z), i64(0xFFFFFFFFF8000000ull)));
+  const DD r = fast_two_sum(_mm_sub_pd(_mm_mul_pd(zh, w.invc), d1(1.0)), _mm_mul_pd(_mm_sub_pd(w.z, zh), w.invc));
+  const __m128d r2 = _mm_mul_pd(r.hi, r.hi);
+  // log1p(r) - r: Taylor to r^7 in Estrin's scheme.
+  const __m128d q01 = _mm_add_pd(d1(-0.5), _mm_mul_pd(r.hi, d1(1.0 / 3.0)));
+  const __m128d q23 = _mm_add_pd(d1(-0.25), _mm_mul_pd(r.hi, d1(0.2)));
+  const __m128d q45 = _mm_add_pd(d1(-1.0 / 6.0), _mm_mul_pd(r.hi, d1(1.0 / 7.0)));
+  const __m128d q = _mm_add_pd(_mm_add_pd(q01, _mm_mul_pd(r2, q23)), _mm_mul_pd(_mm_mul_pd(r2, r2), q45));
+  const __m128d lo = _mm_add_pd(_mm_add_pd(w.lclo, r.lo), _mm_mul_pd(r2, q));
+  const __m128d lz = _mm_add_pd(_mm_add_pd(w.lchi, r.hi), lo);
+  return _mm_add_pd(w.kf, _mm_mul_pd(lz, d1(kInvLn2_hi)));
 }
 template <Base B>
 inline __m128d log_d_ep(__m128d x) {
@@ -73,9 +89,9 @@ inline __m128d log1p_d(__m128d x) {
 
 // ---- single cores, in double --------------------------------------------------
 
-template <Base B, int Degree>
+template <Base B>
 inline __m128d log_sd(__m128d x) {
-  const __m128d l = log_s<Degree>(x);
+  const __m128d l = log_s<4>(x);
   if constexpr (B == Base::E)
     return l;
   else
@@ -96,10 +112,114 @@ inline __m128d log1p_sd(__m128d x) {
   return _mm_add_pd(hi, _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r), q)));
 }
 
-// EP single, in single: no table, z in [0.6816, 1.3633), f = z - 1,
-// log1p f = f + f^2 P(f) with P of degree 4 (2^-15.9 relative).
+// ---- single cores, in single --------------------------------------------------
+//
+// x = 2^k z with z in [z0, 2 z0) from the bits, z0 = 0.666809 (a little above
+// 2/3, so that log10 of x in [4/3, 2 z0) comes with k = 0 rather than by
+// cancellation to just below 0.125), and f = z - 1 exact; the logarithm to
+// base b is k A + C f + f^2 Q(f), A = log_b 2, C = 1/ln b.
+// HA: hi = k A_hi + f_h C_hi, with A_hi of 16 bits and C_hi and f_h (f's high
+// bits) of 12, is a sum of two exact products, and Fast2Sum keeps its error
+// (|k A_hi| >= |f C| whenever k != 0); the low part gathers that error,
+// k A_lo, f_l C_hi + f C_lo and f^2 Q(f). LA: one rounded sum of k A, C f and
+// f^2 Q(f) with a shorter Q. EP (below) has a reduction of its own and no
+// compensation.
 #include "tools/logpow_tables/logpow_poly.inc"
+#include "tools/logpow_tables/logpow_slog.inc"
 
+inline __m128 f1(float v) { return _mm_set1_ps(v); }
+
+// R(f) = (Q(f) - q0) / f for Q of degree 9 or 7, in Estrin's scheme.
+template <int N>
+inline __m128 poly_r(__m128 f, __m128 f2, const float (&q)[N]) {
+  static_assert(N == 10 || N == 8);
+  auto pair = [&](int i) { return _mm_add_ps(f1(q[i]), _mm_mul_ps(f, f1(q[i + 1]))); };
+  __m128 hi;
+  if constexpr (N == 10)
+    hi = _mm_add_ps(pair(5), _mm_mul_ps(f2, _mm_add_ps(pair(7), _mm_mul_ps(f2, f1(q[9])))));
+  else
+    hi = _mm_add_ps(pair(5), _mm_mul_ps(f2, f1(q[7])));
+  return _mm_add_ps(_mm_add_ps(pair(1), _mm_mul_ps(f2, pair(3))), _mm_mul_ps(_mm_mul_ps(f2, f2), hi));
+}
+
+// The constants of one base: A = log_b 2 and C = 1/ln b, split.
+struct SBase {
+  float a_hi, a_lo, c_hi, c_lo;
+  const float (&q_ha)[10];
+  const float (&q_la)[8];
+};
+constexpr SBase kSBase[3] = {
+    {0x1.62e4p-1f, 0x1.7f7d1cp-20f, 1.0f, 0.0f, kSLogQHa, kSLogQLa},
+    {1.0f, 0.0f, 0x1.716p+0f, -0x1.7135a8p-13f, kSLog2QHa, kSLog2QLa},
+    {0x1.3442p-2f, -0x1.95ec1p-19f, 0x1.bccp-2f, -0x1.09d5b2p-15f, kSLog10QHa, kSLog10QLa},
+};
+
+// k (as a float) and f = z - 1 of x = 2^k z, z in [z0, 2 z0); kb is k << 23.
+struct SRed {
+  __m128 kf, f;
+  __m128i kb;
+};
+inline SRed sreduce(__m128 x) {
+  const __m128i ix = _mm_castps_si128(x);
+  const __m128i tmp = _mm_sub_epi32(ix, _mm_set1_epi32(0x3F2AB400));
+  SRed o;
+  o.kb = _mm_and_si128(tmp, _mm_set1_epi32(static_cast<int>(0xFF800000u)));
+  o.kf = _mm_cvtepi32_ps(_mm_srai_epi32(tmp, 23));
+  o.f = _mm_sub_ps(_mm_castsi128_ps(_mm_sub_epi32(ix, o.kb)), f1(1.0f));
+  return o;
+}
+
+// k A + C f + f^2 Q(f) + extra, compensated: extra is a small addend of the
+// low part (log1p's correction).
+template <Base B>
+inline __m128 slog_ha(const SRed& w, __m128 extra = _mm_setzero_ps()) {
+  constexpr SBase c = kSBase[static_cast<int>(B)];
+  const __m128 f = w.f, f2 = _mm_mul_ps(f, f);
+  __m128 fc = f, lo = extra, t2 = _mm_mul_ps(f2, f1(c.q_ha[0]));  // q0 f^2
+  if constexpr (B != Base::E) {
+    const __m128 fh = _mm_and_ps(f, _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(0xFFFFF000u))));
+    const __m128 fl = _mm_sub_ps(f, fh);
+    fc = _mm_mul_ps(fh, f1(c.c_hi));  // exact: 12 x 12 bits
+    // q0 f^2 = q0 fh^2 + q0 fl (f + fh), fh^2 exact: the second part joins the
+    // low part, so f^2 is never rounded (a fifth of an ulp where k and C f
+    // cancel).
+    lo = _mm_add_ps(lo, _mm_add_ps(_mm_mul_ps(fl, f1(c.c_hi)), _mm_mul_ps(f, f1(c.c_lo))));
+    lo = _mm_add_ps(lo, _mm_mul_ps(_mm_mul_ps(fl, _mm_add_ps(f, fh)), f1(c.q_ha[0])));
+    t2 = _mm_mul_ps(_mm_mul_ps(fh, fh), f1(c.q_ha[0]));
+  }
+  __m128 ka = w.kf;
+  if constexpr (B != Base::Two) {
+    ka = _mm_mul_ps(w.kf, f1(c.a_hi));  // exact: 8 x 16 bits
+    lo = _mm_add_ps(lo, _mm_mul_ps(w.kf, f1(c.a_lo)));
+  }
+  const __m128 s = _mm_add_ps(ka, fc);
+  const __m128 e = _mm_add_ps(_mm_sub_ps(ka, s), fc);
+  // f^2 Q(f) as q0 f^2 + f^3 R(f): Q's rounding near its top would cost a
+  // third of an ulp where k A and C f cancel.
+  const __m128 t3 = _mm_mul_ps(_mm_mul_ps(f2, f), poly_r(f, f2, c.q_ha));
+  return _mm_add_ps(s, _mm_add_ps(_mm_add_ps(_mm_add_ps(e, lo), t3), t2));
+}
+
+template <Base B>
+inline __m128 log_s_ha(__m128 x) {
+  return slog_ha<B>(sreduce(x));
+}
+
+template <Base B>
+inline __m128 log_s_la(__m128 x) {
+  constexpr SBase c = kSBase[static_cast<int>(B)];
+  const SRed w = sreduce(x);
+  const __m128 f = w.f, f2 = _mm_mul_ps(f, f);
+  const __m128 t = _mm_mul_ps(f2, _mm_add_ps(f1(c.q_la[0]), _mm_mul_ps(f, poly_r(f, f2, c.q_la))));
+  const __m128 cf = B == Base::E ? f : _mm_mul_ps(f, f1(c.c_hi + c.c_lo));
+  if constexpr (B == Base::Two)
+    return _mm_add_ps(w.kf, _mm_add_ps(cf, t));
+  else  // k A_hi exact, so that log10 1000 = 3
+    return _mm_add_ps(_mm_mul_ps(w.kf, f1(c.a_hi)), _mm_add_ps(cf, _mm_add_ps(_mm_mul_ps(w.kf, f1(c.a_lo)), t)));
+}
+
+// EP: no table, z in [0.6816, 1.3633), f = z - 1, log1p f = f + f^2 P(f)
+// with P of degree 4 (2^-15.9 relative).
 template <Base B>
 inline __m128 log_s_ep(__m128 x) {
   const __m128i ix = _mm_castps_si128(x);
@@ -116,6 +236,20 @@ inline __m128 log_s_ep(__m128 x) {
     return _mm_mul_ps(_mm_add_ps(_mm_mul_ps(kf, _mm_set1_ps(0.693147182f)), l1p), _mm_set1_ps(0.434294492f));
   else
     return _mm_add_ps(_mm_mul_ps(kf, _mm_set1_ps(0.693147182f)), l1p);
+}
+
+// log1p of singles: u = 1 + x rounded with its exact error c; then
+// log1p x = log u + log1p(c/u) = k ln2 + log1p f + c 2^-k / z to well below
+// an ulp (|c 2^-k / z| < 2^-23.4). 2^-k from the bits needs k <= 126: x above
+// 2^100 goes to the scalar function.
+inline __m128 log1p_s(__m128 x) {
+  const __m128 a = _mm_max_ps(x, f1(1.0f)), b = _mm_min_ps(x, f1(1.0f));
+  const __m128 u = _mm_add_ps(a, b);
+  const __m128 c = _mm_add_ps(_mm_sub_ps(a, u), b);  // Fast2Sum, |a| >= |b|
+  const SRed w = sreduce(u);
+  const __m128 sc = _mm_castsi128_ps(_mm_sub_epi32(_mm_set1_epi32(0x3F800000), w.kb));
+  const __m128 corr = _mm_div_ps(_mm_mul_ps(c, sc), _mm_add_ps(w.f, f1(1.0f)));
+  return slog_ha<Base::E>(w, corr);
 }
 
 // ---- scalar functions ------------------------------------------------------------
@@ -194,7 +328,7 @@ int log_scalar_s(const float* a, float* r) {
     *r = x;
     return 0;
   }
-  *r = static_cast<float>(_mm_cvtsd_f64(log_sd<B, 4>(_mm_set1_pd(x))));
+  *r = static_cast<float>(_mm_cvtsd_f64(log_sd<B>(_mm_set1_pd(x))));
   return 0;
 }
 
@@ -274,19 +408,9 @@ struct DPolicy : LogPolicyBase<double, 8> {
   static int scalar(const double* a, double* r) { return Scalar(a, r); }
 };
 
-// Single kernels computed in double: two widened halves.
-template <__m128d (*Core)(__m128d), int (*Scalar)(const float*, float*), const char* const* Name>
-struct SPolicy : LogPolicyBase<float, 16> {
-  static constexpr const char* kName = *Name;
-  static __m128 eval(__m128 x, __m128& special) {
-    special = not_pos_normal(x);
-    return narrow(Core(widen_lo(x)), Core(widen_hi(x)));
-  }
-  static int scalar(const float* a, float* r) { return Scalar(a, r); }
-};
-
+// Single kernels, four lanes natively.
 template <__m128 (*Core)(__m128), int (*Scalar)(const float*, float*), const char* const* Name>
-struct SPolicyEp : LogPolicyBase<float, 8> {
+struct SPolicy : LogPolicyBase<float, 16> {
   static constexpr const char* kName = *Name;
   static __m128 eval(__m128 x, __m128& special) {
     special = not_pos_normal(x);
@@ -313,18 +437,19 @@ using dLog2LA = DPolicy<log2_d_la, log_scalar_d<Base::Two>, &kNdLog2>;
 using dLog2EP = DPolicy<log_d_ep<Base::Two>, log_scalar_d<Base::Two>, &kNdLog2>;
 using dLog10HA = DPolicy<log_d_ha<Base::Ten>, log_scalar_d<Base::Ten>, &kNdLog10>;
 
-using sLnHA = SPolicy<log_sd<Base::E, 4>, log_scalar_s<Base::E>, &kNsLn>;
-using sLnLA = SPolicy<log_sd<Base::E, 3>, log_scalar_s<Base::E>, &kNsLn>;
-using sLnEP = SPolicyEp<log_s_ep<Base::E>, log_scalar_s<Base::E>, &kNsLn>;
-using sLog2HA = SPolicy<log_sd<Base::Two, 4>, log_scalar_s<Base::Two>, &kNsLog2>;
-using sLog2LA = SPolicy<log_sd<Base::Two, 3>, log_scalar_s<Base::Two>, &kNsLog2>;
-using sLog2EP = SPolicyEp<log_s_ep<Base::Two>, log_scalar_s<Base::Two>, &kNsLog2>;
-using sLog10HA = SPolicy<log_sd<Base::Ten, 4>, log_scalar_s<Base::Ten>, &kNsLog10>;
-using sLog10LA = SPolicy<log_sd<Base::Ten, 3>, log_scalar_s<Base::Ten>, &kNsLog10>;
-using sLog10EP = SPolicyEp<log_s_ep<Base::Ten>, log_scalar_s<Base::Ten>, &kNsLog10>;
+using sLnHA = SPolicy<log_s_ha<Base::E>, log_scalar_s<Base::E>, &kNsLn>;
+using sLnLA = SPolicy<log_s_la<Base::E>, log_scalar_s<Base::E>, &kNsLn>;
+using sLnEP = SPolicy<log_s_ep<Base::E>, log_scalar_s<Base::E>, &kNsLn>;
+using sLog2HA = SPolicy<log_s_ha<Base::Two>, log_scalar_s<Base::Two>, &kNsLog2>;
+using sLog2LA = SPolicy<log_s_la<Base::Two>, log_scalar_s<Base::Two>, &kNsLog2>;
+using sLog2EP = SPolicy<log_s_ep<Base::Two>, log_scalar_s<Base::Two>, &kNsLog2>;
+using sLog10HA = SPolicy<log_s_ha<Base::Ten>, log_scalar_s<Base::Ten>, &kNsLog10>;
+using sLog10LA = SPolicy<log_s_la<Base::Ten>, log_scalar_s<Base::Ten>, &kNsLog10>;
+using sLog10EP = SPolicy<log_s_ep<Base::Ten>, log_scalar_s<Base::Ten>, &kNsLog10>;
 
-// Log1p: x <= -1, |x| below the least normal, infinities and NaN; double
-// also x above 2^1000, where the exponent of 1 + x leaves 2^-k out of range.
+// Log1p: x <= -1, |x| below the least normal, infinities and NaN; also x
+// above 2^1000 (double) or 2^100 (single), where the exponent of 1 + x leaves
+// 2^-k out of range.
 struct dLog1pP : LogPolicyBase<double, 8> {
   static constexpr const char* kName = "vdLog1p";
   static __m128d eval(__m128d x, __m128d& special) {
@@ -338,8 +463,8 @@ struct sLog1pP : LogPolicyBase<float, 16> {
   static constexpr const char* kName = "vsLog1p";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = _mm_andnot_ps(_mm_set1_ps(-0.0f), x);
-    special = _mm_or_ps(not_pos_normal(ax), _mm_cmple_ps(x, _mm_set1_ps(-1.0f)));
-    return narrow(log1p_sd(widen_lo(x)), log1p_sd(widen_hi(x)));
+    special = _mm_or_ps(outside(ax, sbits_of_exp(-126), sbits_of_exp(100)), _mm_cmple_ps(x, _mm_set1_ps(-1.0f)));
+    return log1p_s(x);
   }
   static int scalar(const float* a, float* r) { return log1p_scalar(a, r); }
 };

@@ -3,11 +3,11 @@
 // x^y = exp(y log x). In double, log x comes as a pair within 2^-67 relative
 // (log_pw), y log x as a pair by Dekker's product, and exp takes the pair:
 // 2^(k/128) from a hi/lo table times 1 + p(r), |r| < ln2/256, scaled by integer
-// addition to the exponent; about 0.52 ulp. The single kernels work in double
-// (log of degree 7, exp of degree 5) and round once.
+// addition to the exponent; about 0.52 ulp. The single kernels (spow.h) work
+// in double on base 2 with 32-row tables and round once.
 //
 // Special lanes: x not a positive normal, and |y log x| beyond the range where
-// the result is a normal number (708 in double, 87 in single), which also
+// the result is a normal number (708 in double, 2^125.5 in single), which also
 // catches NaN and infinite y. Their scalar function settles the IEEE cases,
 // the sign of a negative x with an integer y, and overflow and underflow.
 #include <cfloat>
@@ -16,6 +16,7 @@
 #include <limits>
 
 #include "vector/log/log_core.h"
+#include "vector/pow/spow.h"
 #include "vector/shape.h"
 
 namespace zev::vk {
@@ -95,48 +96,8 @@ inline __m128d pow_d(__m128d x, __m128d y, __m128d& special) {
   return exp_scaled<G == Grade::EP ? 4 : 5>(a.hi, a.lo);
 }
 
-// Single powers in double: log of degree 5 (exact r, tail below 2^-42
-// relative), exp of degree 3 (tail below 2^-38); y log x stays within 2^-36
-// of its value for every normal single result, well under an ulp of a single.
-inline __m128d log_s5(__m128d x) {
-  const LogRow w = log_row(x);
-  const __m128d r = _mm_sub_pd(_mm_mul_pd(w.z, w.invc), d1(1.0));  // exact
-  __m128d q = d1(0.2);
-  q = _mm_add_pd(d1(-0.25), _mm_mul_pd(r, q));
-  q = _mm_add_pd(d1(1.0 / 3.0), _mm_mul_pd(r, q));
-  q = _mm_add_pd(d1(-0.5), _mm_mul_pd(r, q));
-  const __m128d hi = _mm_add_pd(_mm_mul_pd(w.kf, d1(0x1.62e42fefa39efp-1)), _mm_add_pd(w.lchi, w.lclo));
-  return _mm_add_pd(hi, _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r), q)));
-}
-inline __m128d exp_s3(__m128d h) {
-  const __m128d t = _mm_add_pd(_mm_mul_pd(h, d1(k128ByLn2)), d1(kShift));
-  const __m128d kf = _mm_sub_pd(t, d1(kShift));
-  const __m128d r = _mm_sub_pd(h, _mm_mul_pd(kf, d1(0x1.62e42fefa39efp-8)));
-  const __m128d p =
-      _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r), _mm_add_pd(d1(0.5), _mm_mul_pd(r, d1(1.0 / 6)))));
-  const __m128i ti = as_i(t);
-  const __m128i idx = _mm_and_si128(ti, _mm_set1_epi64x(127));
-  const __m128d thi = _mm_loadh_pd(_mm_load_sd(&kExpTab[_mm_cvtsi128_si32(idx)][0]),
-                                   &kExpTab[_mm_extract_epi16(idx, 4)][0]);
-  const __m128d y = _mm_add_pd(thi, _mm_mul_pd(thi, p));
-  return as_d(_mm_add_epi64(as_i(y), _mm_slli_epi64(_mm_srli_epi64(ti, 7), 52)));
-}
-inline __m128d pow_sd(__m128d x, __m128d y, __m128d& special) {
-  const __m128d h = _mm_mul_pd(y, log_s5(x));
-  const DD a{h, _mm_setzero_pd()};
-  special = out_of_range(a, 87.0);
-  return exp_s3(h);
-}
-// Two double lane masks as one single lane mask.
-inline __m128 narrow_mask(__m128d m0, __m128d m1) {
-  return _mm_shuffle_ps(_mm_castpd_ps(m0), _mm_castpd_ps(m1), _MM_SHUFFLE(2, 0, 2, 0));
-}
-inline __m128 pow_s(__m128 x, __m128 y, __m128& special) {
-  __m128d s0, s1;
-  const __m128 r = narrow(pow_sd(widen_lo(x), widen_lo(y), s0), pow_sd(widen_hi(x), widen_hi(y), s1));
-  special = _mm_or_ps(not_pos_normal(x), narrow_mask(s0, s1));
-  return r;
-}
+// Single powers: spow.h, four lanes at a time.
+inline __m128 pow_s(__m128 x, __m128 y, __m128& special) { return spow::pow4(x, y, special); }
 
 // ---- scalar functions ---------------------------------------------------------
 
@@ -432,21 +393,10 @@ struct sPowHA : sPowP<pow_scalar_d> {
 struct sPowrHA : sPowP<powr_scalar_d> {
   static constexpr const char* kName = "vsPowr";
 };
-// Single EP powr: exp(y log x) with the degree-3 logarithm of the single LA
-// kernels and the degree-3 exponential.
+// Single EP powr: the same road with shorter polynomials (2^-14).
 struct sPowrEP : BinBase<float, 16> {
   static constexpr const char* kName = "vsPowr";
-  static __m128d half(__m128d x, __m128d y, __m128d& sp) {
-    const __m128d h = _mm_mul_pd(y, log_s<3>(x));  // 2^-25 relative: y log x within 2^-18
-    sp = out_of_range(DD{h, _mm_setzero_pd()}, 87.0);
-    return exp_s3(h);
-  }
-  static __m128 eval(__m128 x, __m128 y, __m128& special) {
-    __m128d s0, s1;
-    const __m128 r = narrow(half(widen_lo(x), widen_lo(y), s0), half(widen_hi(x), widen_hi(y), s1));
-    special = _mm_or_ps(not_pos_normal(x), narrow_mask(s0, s1));
-    return r;
-  }
+  static __m128 eval(__m128 x, __m128 y, __m128& special) { return spow::pow4<true>(x, y, special); }
   static int scalar(const float* a, const float* b, float* r) { return pow_scalar_s<powr_scalar_d>(a, b, r); }
 };
 
