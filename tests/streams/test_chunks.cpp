@@ -86,7 +86,6 @@ TEST(StreamsChunks, SharedKeyWithAnotherSizeStaysPrivate) {
 
 TEST(StreamsChunks, FullTableGivesPrivateChunks) {
   // Fill the table up to the sharing limit with entries of their own.
-  std::vector<uint64_t> keys;
   int made = 0;
   for (int i = 0; i < 0x7F; ++i) {
     uint64_t key[2] = {0x1000u + unsigned(i), 0x77};
@@ -114,6 +113,16 @@ TEST(StreamsChunks, FullTableGivesPrivateChunks) {
   EXPECT_EQ(__vqsFindGlobRODataTableEntry(&e, last), -3000);
   EXPECT_EQ(__vqsRegisterGlobRODataReference(&node, more), -3000);
   EXPECT_EQ(__vqsUnregisterGlobRODataReference(more), -3000);
+  // Leave the table as it was found: a reference taken and dropped releases
+  // each entry made above.
+  for (int i = 0; i < 0x7F; ++i) {
+    uint64_t key[2] = {0x1000u + unsigned(i), 0x77};
+    ASSERT_EQ(__vqsRegisterGlobRODataReference(&node, key), 0);
+    ASSERT_EQ(__vqsUnregisterGlobRODataReference(key), 0);
+  }
+  EXPECT_EQ(__vqsCreateGlobRODataTableEntry(&e, more, nullptr), 0);
+  EXPECT_EQ(__vqsRegisterGlobRODataReference(&node, more), 0);
+  EXPECT_EQ(__vqsUnregisterGlobRODataReference(more), 0);
 }
 
 TEST(StreamsChunks, FindRefusesNullAndZeroKeys) {
