@@ -49,9 +49,90 @@ constexpr double inv_ln() {
   return B == Base::Two ? kInvLn2_hi : kInvLn10_hi;
 }
 
+#include "tools/logpow_tables/logpow_log2_10.inc"
+
+// HA of the three bases, from one reduction. With a = zh invc - 1 (exact)
+// and b = zl invc (|b| < 2^-25), r = a + b rounded and er its error; in the
+// row of 1 (invc = 1) r = z - 1 is exact even where a and b cancel.
+// Ln: the table sum T = k ln2_hi + log c_hi is exact and |T| >= |r| (or
+// T = 0), so T + r is one Fast2Sum; its error, er, the table and ln2 tails and
+// the polynomial form the low part.
+// Log2, Log10: T = k (or k log10(2)_hi) + log_b c_hi is exact from the tables
+// of log_b c, and r's leading term r_h C_hi (r_h r's high 26 bits, C_hi = 1/ln b
+// to 26 bits) is an exact product; the rest of r and er times C_hi, r C_lo, the
+// polynomial times C and the tails go into the low part in plain double.
+// Every low-part error stays below 2^-60 of the result: 0.51 ulp at most.
+// With Corr, `corr` is a small addend of x (|corr| <= ulp(x)/2) folded into
+// er, as in log_ha.
+template <Base B, bool Corr = false>
+inline __m128d log_d_core(__m128d x, __m128d corr = _mm_setzero_pd()) {
+  const __m128i ix = as_i(x);
+  const __m128i tmp = _mm_sub_epi64(ix, i64(kLogOff));
+  const __m128i idx = _mm_and_si128(_mm_srli_epi64(tmp, 45), i64(127));
+  const __m128i kb = _mm_and_si128(tmp, i64(0xFFF0000000000000ull));
+  const __m128d z = as_d(_mm_sub_epi64(ix, kb));
+  const __m128d kf = _mm_cvtepi32_pd(_mm_shuffle_epi32(_mm_srai_epi32(tmp, 20), _MM_SHUFFLE(3, 1, 3, 1)));
+  const int i0 = _mm_cvtsi128_si32(idx);
+  const int i1 = _mm_extract_epi16(idx, 4);
+  const __m128d t0 = _mm_load_pd(kLogTab[i0]);
+  const __m128d t1 = _mm_load_pd(kLogTab[i1]);
+  const __m128d invc = _mm_unpacklo_pd(t0, t1);
+  __m128d chi, clo;
+  if constexpr (B == Base::E) {
+    chi = _mm_unpackhi_pd(t0, t1);
+    clo = _mm_loadh_pd(_mm_load_sd(&kLogLo[i0]), &kLogLo[i1]);
+  } else {
+    const auto& tab = B == Base::Two ? kLog2Tab : kLog10Tab;
+    const __m128d u0 = _mm_load_pd(tab[i0]);
+    const __m128d u1 = _mm_load_pd(tab[i1]);
+    chi = _mm_unpacklo_pd(u0, u1);
+    clo = _mm_unpackhi_pd(u0, u1);
+  }
+  const __m128i mask26 = i64(0xFFFFFFFFF8000000ull);
+  const __m128d zh = as_d(_mm_and_si128(as_i(z), mask26));
+  const __m128d a = _mm_sub_pd(_mm_mul_pd(zh, invc), d1(1.0));  // exact
+  const __m128d b = _mm_mul_pd(_mm_sub_pd(z, zh), invc);
+  const __m128d r = _mm_add_pd(a, b);
+  // r's rounding error: exact when |a| >= |b|; when not, both are below 2^-25
+  // and it is far below what matters. In the row of 1, r = z - 1 is exact
+  // (a and b may cancel there) and er = 0.
+  __m128d er = _mm_add_pd(_mm_sub_pd(a, r), b);
+  if constexpr (Corr) {
+    // corr / c scaled by 2^-k, and the cross term of r^2/2 it brings.
+    const __m128d sc = as_d(_mm_sub_epi64(i64(0x3FF0000000000000ull), kb));
+    er = _mm_add_pd(er, _mm_mul_pd(_mm_mul_pd(corr, invc), sc));
+    er = _mm_sub_pd(er, _mm_mul_pd(r, er));
+  }
+  const __m128d r2 = _mm_mul_pd(r, r);
+  // log1p(r) - r: Taylor to r^7 in Estrin's scheme; the tail r^8/8 < 2^-67.
+  const __m128d q01 = _mm_add_pd(d1(-0.5), _mm_mul_pd(r, d1(1.0 / 3.0)));
+  const __m128d q23 = _mm_add_pd(d1(-0.25), _mm_mul_pd(r, d1(0.2)));
+  const __m128d q45 = _mm_add_pd(d1(-1.0 / 6.0), _mm_mul_pd(r, d1(1.0 / 7.0)));
+  const __m128d p =
+      _mm_mul_pd(r2, _mm_add_pd(_mm_add_pd(q01, _mm_mul_pd(r2, q23)), _mm_mul_pd(_mm_mul_pd(r2, r2), q45)));
+  if constexpr (B == Base::E) {
+    const __m128d t = _mm_add_pd(_mm_mul_pd(kf, d1(kLn2_hi)), chi);  // exact
+    const DD s = fast_two_sum(t, r);
+    const __m128d lo =
+        _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_mul_pd(kf, d1(kLn2_lo)), clo), _mm_add_pd(s.lo, er)), p);
+    return _mm_add_pd(s.hi, lo);
+  } else {
+    constexpr double ch = B == Base::Two ? kInvLn2_hi26 : kInvLn10_hi26;
+    constexpr double cl = B == Base::Two ? kInvLn2_lo26 : kInvLn10_lo26;
+    const __m128d t = B == Base::Two ? _mm_add_pd(kf, chi) : _mm_add_pd(_mm_mul_pd(kf, d1(kLog10_2_hi)), chi);
+    const __m128d rh = as_d(_mm_and_si128(as_i(r), mask26));
+    const DD s = fast_two_sum(t, _mm_mul_pd(rh, d1(ch)));  // the product is exact
+    // (r - r_h + er) C_hi + r C_lo + p C
+    const __m128d rest = _mm_add_pd(_mm_mul_pd(_mm_add_pd(_mm_sub_pd(r, rh), er), d1(ch)),
+                                    _mm_mul_pd(_mm_add_pd(r, p), d1(cl)));
+    __m128d lo = _mm_add_pd(_mm_add_pd(clo, s.lo), _mm_add_pd(rest, _mm_mul_pd(p, d1(ch))));
+    if constexpr (B == Base::Ten) lo = _mm_add_pd(lo, _mm_mul_pd(kf, d1(kLog10_2_lo)));
+    return _mm_add_pd(s.hi, lo);
+  }
+}
 template <Base B>
 inline __m128d log_d_ha(__m128d x) {
-  return sum(scale_dd<B>(log_ha(x)));
+  return log_d_core<B>(x);
 }
 // LA of Log2: r = z invc - 1 as a pair (a Fast2Sum of the two exact partial
 // products; inexact only where r is too small to matter, and exact in the row
@@ -84,7 +165,7 @@ inline __m128d log_d_ep(__m128d x) {
 // log1p x = log(u + corr) with u = 1 + x rounded and corr its exact error.
 inline __m128d log1p_d(__m128d x) {
   const DD u = two_sum(d1(1.0), x);
-  return sum(log_ha<true>(u.hi, u.lo));
+  return log_d_core<Base::E, true>(u.hi, u.lo);
 }
 
 // ---- single cores, in double --------------------------------------------------

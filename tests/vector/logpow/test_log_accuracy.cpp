@@ -186,4 +186,39 @@ TEST(LogDouble, Log2LaWithinFourUlpsAndExactAtPowersOfTwo) {
   EXPECT_LE(worst, 4.0) << "worst at " << std::hexfloat << worst_x;
 }
 
+// Double HA of the three bases: every binade, the row of 1 where z's high and
+// low partial products cancel (1 - 2^-42, full mantissas), the rows beside it,
+// the reduction's edges; 2^k gives k exactly in base 2.
+TEST(LogDouble, HaWithinOneUlpNearOneAndAtTheEdges) {
+  std::vector<double> in;
+  for (int e = -1022; e <= 1023; ++e)
+    for (double m : {1.0, 1.0000001, 1.3, 1.36, 1.37, 1.5, 1.9999999999}) in.push_back(std::ldexp(m, e));
+  for (int d = -300; d <= 300; ++d) {
+    in.push_back(1.0 + d * 0x1p-52);
+    in.push_back(1.0 + d * 0x1.3c5f9d2e8a71bp-12);  // full mantissas, rows beside 1
+    in.push_back(1.0 + d * 0x1.9e3779b97f4a7p-35);  // row of 1, a and b of opposite signs
+  }
+  for (int k = 20; k <= 52; ++k) in.insert(in.end(), {1.0 - std::ldexp(1.0, -k), 1.0 + std::ldexp(1.0, -k)});
+  for (double edge : {0x1.5d00000000000p-1, 0x1.5d00000000000p+0})
+    for (int d = -64; d <= 64; ++d) in.push_back(edge + d * 0x1p-52);
+  const struct {
+    const char* name;
+    Fn fn;
+    Plain<double> kernel;
+  } rows[] = {{"dLn", Fn::Ln, _vqmdLn}, {"dLog2", Fn::Log2, _vqmdLog2}, {"dLog10", Fn::Log10, _vqmdLog10}};
+  std::vector<double> out(in.size());
+  for (const auto& r : rows) {
+    r.kernel(static_cast<int>(in.size()), in.data(), out.data());
+    double worst = 0, worst_x = 0;
+    for (size_t i = 0; i < in.size(); ++i) {
+      const double u = error_of<double>(r.fn, in[i], out[i]).ulps;
+      if (!(u <= worst)) worst = u, worst_x = in[i];
+      if (r.fn == Fn::Log2 && in[i] == std::ldexp(1.0, std::ilogb(in[i]))) {
+        EXPECT_EQ(out[i], static_cast<double>(std::ilogb(in[i])));
+      }
+    }
+    EXPECT_LE(worst, 0.52) << r.name << ": worst at " << std::hexfloat << worst_x;
+  }
+}
+
 }  // namespace
