@@ -47,11 +47,13 @@ inline uint32_t twist1(uint32_t x0, uint32_t x1, uint32_t xm, uint32_t a) {
 // xm = k+M..k+M+3.
 template <int R>
 inline __m128i twist4(__m128i x0, __m128i x1, __m128i xm, __m128i a) {
+  static_assert(R >= 1, "bit 0 of the twisted word comes from x1");
   const __m128i upper = _mm_set1_epi32(int(0xFFFFFFFFu << R));
-  const __m128i y = _mm_or_si128(_mm_and_si128(x0, upper), _mm_andnot_si128(upper, x1));
-  const __m128i odd = _mm_sub_epi32(_mm_setzero_si128(),
-                                    _mm_and_si128(y, _mm_set1_epi32(1)));
-  return _mm_xor_si128(_mm_xor_si128(xm, _mm_srli_epi32(y, 1)), _mm_and_si128(odd, a));
+  // (x0 & upper) | (x1 & ~upper) in the form that needs no copy of the mask
+  const __m128i y = _mm_xor_si128(x1, _mm_and_si128(_mm_xor_si128(x0, x1), upper));
+  // bit 0 of y is bit 0 of x1: taking it from there keeps it off y's chain
+  const __m128i even = _mm_cmpeq_epi32(_mm_and_si128(x1, _mm_set1_epi32(1)), _mm_setzero_si128());
+  return _mm_xor_si128(_mm_xor_si128(xm, _mm_srli_epi32(y, 1)), _mm_andnot_si128(even, a));
 }
 
 // Refills the whole array in place: word k becomes x[k + N]. Each new word
@@ -69,23 +71,29 @@ inline void refill_into(uint32_t* x, uint32_t a, Put4&& put4, Put1&& put1) {
   const __m128i av = _mm_set1_epi32(int(a));
   auto ld = [](const uint32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
   auto st = [](uint32_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); };
+  // Groups k..k+3 from x[k + d]: two groups per turn so that the chains of
+  // two groups overlap.
+  auto groups = [&](int k, int end, int d) {
+    auto one = [&](int j) {
+      const __m128i v = twist4<R>(ld(x + j), ld(x + j + 1), ld(x + j + d), av);
+      st(x + j, v);
+      put4(v, j);
+    };
+    for (; k + 8 <= end; k += 8) {
+      one(k);
+      one(k + 4);
+    }
+    if (k < end) one(k);
+  };
   // First part: x[k + M] and x[k + 1..k + 4] are still old words.
-  for (int k = 0; k < A; k += 4) {
-    const __m128i v = twist4<R>(ld(x + k), ld(x + k + 1), ld(x + k + M), av);
-    st(x + k, v);
-    put4(v, k);
-  }
+  groups(0, A, M);
   if constexpr (A < B) {
     for (int k = A; k < B; ++k)
       x[k] = twist1<R>(x[k], x[k + 1], k < N - M ? x[k + M] : x[k + M - N], a);
     put4(ld(x + A), A);
   }
   // Second part: x[k + M - N] is new, written at least N - M >= 4 words before.
-  for (int k = B; k < C; k += 4) {
-    const __m128i v = twist4<R>(ld(x + k), ld(x + k + 1), ld(x + k + M - N), av);
-    st(x + k, v);
-    put4(v, k);
-  }
+  groups(B, C, M - N);
   for (int k = C; k < N - 1; ++k) x[k] = twist1<R>(x[k], x[k + 1], x[k + M - N], a);
   x[N - 1] = twist1<R>(x[N - 1], x[0], x[M - 1], a);
   if constexpr (N - C == 4) {
@@ -127,7 +135,12 @@ inline void seed_by_array(uint32_t* x, const uint32_t* key, int key_length) {
 // hands its words over as it makes them, so they are not read back; the
 // position then stays N.
 template <int N, int M, int R, class Put4, class Put1>
-inline void walk(uint32_t* x, int32_t& pos, int n, uint32_t a, Put4&& put4, Put1&& put1) {
+inline void walk(uint32_t* x, int32_t& pos, int n, uint32_t a, Put4&& put4_in, Put1&& put1_in) {
+  // Local copies: their address never leaves this function, so the vector
+  // stores (which may alias anything) do not force the output pointer and
+  // the masks to be read back from memory for every group.
+  auto put4 = put4_in;
+  auto put1 = put1_in;
   int done = 0;
   while (done < n) {
     if (pos >= N) {
