@@ -353,64 +353,47 @@ inline DD log_rescale(DD l, int n) {
   return {_mm_set_sd(s), _mm_set_sd(e + (lo - n * kLn2_lo))};
 }
 
-// The logarithms of a double: status 1 below zero, 2 at zero.
-template <Base B>
-int log_scalar_d(const double* a, double* r) {
-  const double x = *a;
+// The special inputs of every logarithm: status 1 below zero, 2 at zero;
+// `ordinary` maps the positive finite rest.
+template <class T, class F>
+int log_scalar(T x, T* r, F ordinary) {
   if (std::isnan(x)) {
     *r = x + x;
     return 0;
   }
   if (x < 0) {
-    *r = make_nan();
+    *r = static_cast<T>(make_nan());
     return 1;
   }
   if (x == 0) {
-    *r = make_neg_inf();
+    *r = static_cast<T>(make_neg_inf());
     return 2;
   }
-  if (std::isinf(x)) {
-    *r = x;
-    return 0;
-  }
-  if (x < DBL_MIN) {  // denormal: log(x 2^54) - 54 log(2)
+  *r = std::isinf(x) ? x : ordinary(x);
+  return 0;
+}
+
+// The logarithms of a double; a denormal as log(x 2^54) - 54 log(2).
+template <Base B>
+int log_scalar_d(const double* a, double* r) {
+  return log_scalar(*a, r, [](double x) {
+    if (x >= DBL_MIN) return _mm_cvtsd_f64(log_d_ha<B>(_mm_set1_pd(x)));
     const DD l = log_ha(_mm_set1_pd(x * 0x1p54));
     if constexpr (B == Base::Two) {
       // log2(x 2^54) - 54, the subtraction as an exact sum.
       const DD m = scale_dd<B>(l);
       const double h = _mm_cvtsd_f64(m.hi), s = h - 54.0, e = (h - s) - 54.0;
-      *r = s + (e + _mm_cvtsd_f64(m.lo));
+      return s + (e + _mm_cvtsd_f64(m.lo));
     } else {
-      *r = _mm_cvtsd_f64(sum(scale_dd<B>(log_rescale(l, 54))));
+      return _mm_cvtsd_f64(sum(scale_dd<B>(log_rescale(l, 54))));
     }
-    return 0;
-  }
-  *r = _mm_cvtsd_f64(log_d_ha<B>(_mm_set1_pd(x)));
-  return 0;
+  });
 }
 
 // The logarithms of a single, in double (a denormal single is a normal double).
 template <Base B>
 int log_scalar_s(const float* a, float* r) {
-  const float x = *a;
-  if (std::isnan(x)) {
-    *r = x + x;
-    return 0;
-  }
-  if (x < 0) {
-    *r = static_cast<float>(make_nan());
-    return 1;
-  }
-  if (x == 0) {
-    *r = static_cast<float>(make_neg_inf());
-    return 2;
-  }
-  if (std::isinf(x)) {
-    *r = x;
-    return 0;
-  }
-  *r = static_cast<float>(_mm_cvtsd_f64(log_sd<B>(_mm_set1_pd(x))));
-  return 0;
+  return log_scalar(*a, r, [](float x) { return static_cast<float>(_mm_cvtsd_f64(log_sd<B>(_mm_set1_pd(x)))); });
 }
 
 // log1p: status 1 below -1, 2 at -1, 4 for a denormal (the result is x).
