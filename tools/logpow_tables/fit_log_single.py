@@ -14,7 +14,7 @@ the coefficients are then rounded to single one at a time from the lowest,
 the higher ones refitted after each rounding. The printed error is the
 relative error of the rounded polynomial measured on 400001 points in long
 double (the float evaluation adds its own rounding, which the exhaustive
-check in tools/log_check measures).
+check in tools/single_check measures).
 """
 import numpy as np
 

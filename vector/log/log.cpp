@@ -2,7 +2,7 @@
 //
 // Measured worst errors: double (zev_ulp --full) HA 0.50 ulp for Ln, Log2 and
 // Log10, dLog1p 0.65 ulp, dLog2 LA 1.7 ulp, EP 34 bits. Single, in single
-// arithmetic, over all 2^32 inputs (tools/log_check): HA sLn 0.80, sLog2 0.90,
+// arithmetic, over all 2^32 inputs (tools/single_check): HA sLn 0.80, sLog2 0.90,
 // sLog10 0.86, sLog1p 0.82 ulp; LA sLn 1.24, sLog2 2.53, sLog10 2.54 ulp; EP
 // 15.9 bits.
 //

@@ -4,7 +4,7 @@
 // the hand-over to the scalar function at 2^100), exact results at powers of
 // the base, and the double Log2 LA kernel over every binade. Zeros, denormals,
 // infinities and NaN are in the special-case table of test_logpow; the whole
-// single range is checked by tools/log_check.
+// single range is checked by tools/single_check.
 #include <gtest/gtest.h>
 #include <mpfr.h>
 

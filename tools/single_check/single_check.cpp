@@ -1,0 +1,152 @@
+// Exhaustive accuracy check of the single-precision kernels of one argument:
+// every one of the 2^32 inputs, at every level, against glibc's double
+// functions (within a few double ulps, far below a single ulp). Prints the
+// worst error in ulps of the single result (denormal spacing below the normal
+// range) and the worst relative error of normal results (the EP bound), each
+// with its input; counts results of the wrong class against the reference
+// rounded to single; exits 1 when a level breaks its bound (HA 1 ulp, LA 4
+// ulp, EP 2^-11 relative) or a class is wrong. Odd and even functions are
+// measured on the positive half, and their negative half is compared with it
+// bit for bit. Arguments name rows ("sLn") or levels of rows ("sLn:HA").
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "zev/zev_vqm.h"
+
+namespace {
+
+using Kernel = void (*)(int, const float*, float*);
+
+// What counts as the wrong class of result, beside a NaN or an infinity (with
+// its sign) where the reference has none or the other way round.
+enum class Class {
+  Plain,  // nothing more
+  Zero,   // a zero where the reference rounds to none, or the other way round
+  Exact,  // a NaN, infinity or zero reference must be met exactly
+};
+
+struct Func {
+  const char* row;
+  double (*ref)(double);
+  Kernel levels[3];  // LA, HA, EP
+  bool one;          // one kernel for every level: its HA entry stands for the rest
+  int parity;        // f(-x) = -f(x) (1), f(x) (0); else -1, negative inputs measured
+  Class cls;
+};
+
+double ref_exp10(double x) { return exp10(x); }
+double ref_invcbrt(double x) { return 1.0 / std::cbrt(x); }
+double ref_pow2o3(double x) { return std::cbrt(x * x); }  // x x is exact for a single x
+double ref_pow3o2(double x) { return std::pow(x, 1.5); }
+double ref_ln(double x) { return std::log(x); }
+double ref_log2(double x) { return std::log2(x); }
+double ref_log10(double x) { return std::log10(x); }
+double ref_log1p(double x) { return std::log1p(x); }
+
+#define ZEV_LEVELS(r) {_vqm##r##_21, _vqm##r##_HA, _vqm##r##_11}
+const Func kFuncs[] = {
+    {"sExp", ::exp, ZEV_LEVELS(sExp), false, -1, Class::Plain},
+    {"sExp2", ::exp2, ZEV_LEVELS(sExp2), true, -1, Class::Plain},
+    {"sExp10", ref_exp10, ZEV_LEVELS(sExp10), true, -1, Class::Plain},
+    {"sExpm1", ::expm1, ZEV_LEVELS(sExpm1), true, -1, Class::Plain},
+    {"sLn", ref_ln, ZEV_LEVELS(sLn), false, -1, Class::Zero},
+    {"sLog2", ref_log2, ZEV_LEVELS(sLog2), false, -1, Class::Zero},
+    {"sLog10", ref_log10, ZEV_LEVELS(sLog10), false, -1, Class::Zero},
+    {"sLog1p", ref_log1p, ZEV_LEVELS(sLog1p), true, -1, Class::Zero},
+    {"sCbrt", ::cbrt, ZEV_LEVELS(sCbrt), false, 1, Class::Exact},
+    {"sInvCbrt", ref_invcbrt, ZEV_LEVELS(sInvCbrt), false, 1, Class::Exact},
+    {"sPow2o3", ref_pow2o3, ZEV_LEVELS(sPow2o3), false, 0, Class::Exact},
+    {"sPow3o2", ref_pow3o2, ZEV_LEVELS(sPow3o2), false, -1, Class::Exact},
+};
+#undef ZEV_LEVELS
+const char* kLevel[3] = {"LA", "HA", "EP"};
+
+float from_bits(uint32_t u) {
+  float f;
+  memcpy(&f, &u, 4);
+  return f;
+}
+
+double ulp_of(double ref) {
+  const double a = std::fabs(ref);
+  if (a < 0x1p-126) return 0x1p-149;
+  int e;
+  std::frexp(a, &e);
+  return std::ldexp(1.0, e - 24);
+}
+
+struct Worst {
+  double err = 0, x = 0, got = 0, ref = 0;
+  void see(double e, double xx, double g, double r) {
+    if (e > err) err = e, x = xx, got = g, ref = r;
+  }
+};
+
+bool wrong_class(Class cls, double x, double got, double ref, bool& special) {
+  const float reff = static_cast<float>(ref);
+  special = std::isnan(x) || std::isnan(reff) || std::isinf(reff) || std::isnan(got) || std::isinf(got) ||
+            (cls != Class::Plain && reff == 0);
+  if (!special) return false;
+  if (std::isnan(reff) != std::isnan(got) || std::isinf(reff) != std::isinf(got) ||
+      (std::isinf(got) && (got > 0) != (reff > 0)))
+    return true;
+  if (cls == Class::Zero) return (reff == 0) != (got == 0);
+  return cls == Class::Exact && !std::isnan(got) && got != reff;
+}
+
+bool check(const Func& f, int level) {
+  constexpr uint32_t kChunk = 1u << 20;
+  std::vector<float> in(kChunk), out(kChunk), neg(kChunk), out_neg(kChunk);
+  Worst ulp, rel;
+  uint64_t wrong = 0, asymmetric = 0;
+  const uint64_t end = f.parity >= 0 ? 1ull << 31 : 1ull << 32;
+  for (uint64_t base = 0; base < end; base += kChunk) {
+    for (uint32_t i = 0; i < kChunk; ++i) in[i] = from_bits(static_cast<uint32_t>(base + i));
+    f.levels[level](kChunk, in.data(), out.data());
+    if (f.parity >= 0) {
+      for (uint32_t i = 0; i < kChunk; ++i) neg[i] = -in[i];
+      f.levels[level](kChunk, neg.data(), out_neg.data());
+      for (uint32_t i = 0; i < kChunk; ++i) {
+        const float want = f.parity == 1 ? -out[i] : out[i];
+        if (memcmp(&want, &out_neg[i], 4) != 0 && !(std::isnan(want) && std::isnan(out_neg[i]))) ++asymmetric;
+      }
+    }
+    for (uint32_t i = 0; i < kChunk; ++i) {
+      const double x = in[i], got = out[i], ref = f.ref(x);
+      bool special;
+      if (wrong_class(f.cls, x, got, ref, special)) ++wrong;
+      if (special) continue;
+      ulp.see(std::fabs(got - ref) / ulp_of(ref), x, got, ref);
+      if (std::fabs(ref) >= 0x1p-126) rel.see(std::fabs(got / ref - 1), x, got, ref);
+    }
+  }
+  const bool ok = wrong == 0 && asymmetric == 0 &&
+                  (level == 2 ? rel.err <= 0x1p-11 : ulp.err <= (level == 1 ? 1.0 : 4.0));
+  printf("%-8s %s  worst %.3f ulp at %a (got %a, want %a)  relative 2^%.2f at %a  wrong class %llu  "
+         "asymmetric %llu  %s\n",
+         f.row, kLevel[level], ulp.err, ulp.x, ulp.got, ulp.ref, std::log2(rel.err), rel.x,
+         static_cast<unsigned long long>(wrong), static_cast<unsigned long long>(asymmetric), ok ? "ok" : "BROKEN");
+  fflush(stdout);
+  return ok;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  zev_vqm_kernel_SetMode(VQM_ERRMODE_IGNORE);
+  bool ok = true;
+  for (const Func& f : kFuncs) {
+    for (int level = 0; level < 3; ++level) {
+      if (f.one && level != 1) continue;
+      bool want = argc == 1;
+      for (int i = 1; i < argc; ++i)
+        want |= argv[i] == std::string(f.row) || argv[i] == std::string(f.row) + ":" + kLevel[level];
+      if (want) ok &= check(f, level);
+    }
+  }
+  return ok ? 0 : 1;
+}
