@@ -41,6 +41,12 @@ struct Job {
 
 thread_local bool t_inside = false;  // true while this thread runs a body
 
+// A test build widens the gap between a worker's wake-up and its work with a
+// pause of its own; the library leaves it empty.
+#ifndef ZEV_POOL_PAUSE
+#define ZEV_POOL_PAUSE() ((void)0)
+#endif
+
 class Pool {
  public:
   ~Pool() { stop(); }
@@ -50,7 +56,10 @@ class Pool {
     return wanted_size();
   }
 
+  // Resizing waits for a running section to end (turn_), so that run() never
+  // sees the worker list change under it.
   int set_size(int n) {
+    std::lock_guard<std::mutex> turn(turn_);
     std::lock_guard<std::mutex> g(config_);
     stop();
     requested_ = n;
@@ -58,6 +67,7 @@ class Pool {
   }
 
   void shutdown() {
+    std::lock_guard<std::mutex> turn(turn_);
     std::lock_guard<std::mutex> g(config_);
     stop();
   }
@@ -147,9 +157,14 @@ class Pool {
         wake_.wait(g, [&] { return quit_ || generation_ != seen; });
         if (quit_) return;
         seen = generation_;
-        job = job_;
+        // Whether this worker takes part is decided here, under the lock: only
+        // workers 1 .. threads-1 are counted in pending_, and the caller keeps
+        // the job alive only until those have finished. A worker that is not
+        // counted must not look at the job once the lock is released.
+        job = job_ != nullptr && w < job_->threads ? job_ : nullptr;
       }
-      if (job == nullptr || w >= job->threads) continue;
+      ZEV_POOL_PAUSE();
+      if (job == nullptr) continue;
       work(*job, w);
       {
         std::lock_guard<std::mutex> g(m_);

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <set>
 #include <thread>
 #include <vector>
@@ -132,3 +135,56 @@ TEST(Pool, CallersOnSeveralThreadsTakeTurns) {
 }
 
 }  // namespace
+
+// Many short jobs of varying widths, each on the stack of its own call so that
+// the next job tends to land at the address of the last: a worker that joins a
+// job it is not counted in runs bodies twice, lets the caller return early or
+// drives the pending count below zero (a hang, caught by the watchdog).
+struct Stress {
+  std::atomic<int> hits[64];
+  std::atomic<int> after{0};  // bodies that ran after their call returned
+  std::atomic<bool> returned{false};
+};
+
+void stress_body(int64_t i, int, int, void* c) {
+  auto* s = static_cast<Stress*>(c);
+  if (s->returned.load(std::memory_order_acquire)) s->after.fetch_add(1);
+  s->hits[i].fetch_add(1, std::memory_order_relaxed);
+}
+
+int stress_job(const zev_threading* t, int count, int threads, bool tasks) {
+  Stress s;
+  for (auto& h : s.hits) h.store(0, std::memory_order_relaxed);
+  if (tasks)
+    t->parallel_tasks(count, threads, &s, stress_body);
+  else
+    t->parallel_for(count, threads, &s, stress_body);
+  s.returned.store(true, std::memory_order_release);
+  int faults = s.after.load();
+  for (int i = 0; i < 64; ++i) faults += s.hits[i].load() != (i < count ? 1 : 0);
+  return faults;
+}
+
+TEST(Pool, ManyJobsOfVaryingWidthsRunEachBodyOnceAndEnd) {
+  std::atomic<bool> done{false};
+  std::thread watchdog([&] {
+    for (int waited = 0; waited < 600 && !done.load(); ++waited)
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    if (!done.load()) {
+      std::fprintf(stderr, "pool stress: no progress in 60 s (a lost or extra worker)\n");
+      std::_Exit(1);
+    }
+  });
+  int faults = 0;
+  for (int size : {8, 5, 3}) {  // more threads than cores: preemption widens every window
+    zev_threading_pool_set_size(size);
+    for (int rep = 0; rep < 4000; ++rep) {
+      const int threads = 2 + (rep * 7 + size) % (size + 1);  // some jobs ask more than the pool has
+      const int count = 1 + (rep * 13) % 64;
+      faults += stress_job(zev_threading_pool(), count, threads, rep % 3 == 0);
+    }
+  }
+  done.store(true);
+  watchdog.join();
+  EXPECT_EQ(faults, 0);
+}
