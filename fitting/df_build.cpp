@@ -542,6 +542,7 @@ int build(zev_df_task_rec* t, int64_t method, Builder b) {
     if (v.needs_values && t->boundary_values == nullptr) return ZEV_DF_ERROR_NULL_BC;
   }
   if (t->knots == nullptr) return ZEV_DF_ERROR_NULL_X;
+  if (!Knots<T>(t).ascending()) return ZEV_DF_ERROR_BAD_X;
   int64_t ny = t->function_count;
   if (ny <= 0) return ZEV_DF_ERROR_BAD_NY;
   if (t->function_rows == nullptr) return ZEV_DF_ERROR_NULL_Y;

@@ -330,8 +330,7 @@ int interpolate(const zev_df_task_rec* t, int64_t type, int64_t, int64_t n, cons
     } else if (s > k.last) {
       cell = nx;
     } else if (method == 0) {
-      int64_t p = static_cast<int64_t>((s - k.first) / k.step);
-      cell = (p > nx - 2 ? nx - 2 : p) + 1;
+      cell = trunc_clamped((s - k.first) / k.step, nx - 2) + 1;
     } else {
       int32_t c32 = 0, cursor = 0;
       search_member<T>(method)(t, 1, &s, &c32, datahint, &cursor, nullptr, nullptr);

@@ -10,15 +10,6 @@
 namespace zev::df {
 namespace {
 
-// Truncating conversion that stays defined for NaN and huge values: NaN and
-// negative values give 0, values past limit give limit.
-template <class T>
-inline int64_t trunc_clamped(T v, int64_t limit) {
-  if (!(v >= T(0))) return 0;
-  if (v >= T(limit)) return limit;
-  return static_cast<int64_t>(v);
-}
-
 // Walks from a guessed cell c to the true cell of s (x[0] <= s < x[nx-1]).
 template <class T>
 inline int32_t walk_down(const T* x, int64_t c, T s) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 #include "zev/zev_core.h"
 #include "zev/zev_df.h"
@@ -39,13 +40,24 @@ namespace zev::df {
 
 constexpr int kAlign = 128;
 
+// A count whose bytes do not fit a size_t gets no memory, like any other
+// allocation that fails.
 template <class T>
 T* alloc(int64_t count) {
-  if (count <= 0) return nullptr;
+  if (count <= 0 || static_cast<uint64_t>(count) > SIZE_MAX / sizeof(T)) return nullptr;
   return static_cast<T*>(zev_serv_allocate(static_cast<size_t>(count) * sizeof(T), kAlign));
 }
 inline void release(void* p) {
   if (p) zev_serv_deallocate(p);
+}
+
+// Truncating conversion that stays defined for NaN and huge values: NaN and
+// negative values give 0, values past limit give limit.
+template <class T>
+inline int64_t trunc_clamped(T v, int64_t limit) {
+  if (!(v >= T(0))) return 0;
+  if (v >= T(limit)) return limit;
+  return static_cast<int64_t>(v);
 }
 
 template <class T> struct Real;
@@ -76,6 +88,21 @@ struct Knots {
   T at(int64_t i) const {
     if (!uniform) return x[i];
     return i == n - 1 ? last : first + T(i) * step;
+  }
+  // True when every spacing at(i+1) - at(i) is positive and finite: the knots
+  // ascend strictly, none is NaN or infinite, and no spacing overflows. A
+  // uniform partition is judged by the knots it stands for, so reversed or
+  // equal ends, and ends too close together for the knot count, fail too.
+  // Every spacing is a divisor somewhere in the builders.
+  bool ascending() const {
+    const T largest = std::numeric_limits<T>::max();
+    T prev = at(0);
+    for (int64_t i = 1; i < n; ++i) {
+      T next = at(i), h = next - prev;
+      if (!(h > T(0) && h <= largest)) return false;
+      prev = next;
+    }
+    return true;
   }
 };
 

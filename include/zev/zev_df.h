@@ -38,6 +38,8 @@ typedef struct zev_df_task_rec* zev_df_task;
 #define ZEV_DF_ERROR_BAD_RHINT             (-1028)
 #define ZEV_DF_ERROR_BAD_EXTRA_FLAG        (-1036)
 #define ZEV_DF_ERROR_NULL_RESULT           (-1037)
+#define ZEV_DF_ERROR_BAD_X                 (-1040) /* builders: knots not strictly ascending,
+                                                      or a knot or a spacing not finite */
 
 /* ---- partition hints (knots) ---- */
 #define ZEV_DF_NO_HINT                0

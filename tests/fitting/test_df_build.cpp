@@ -3,8 +3,10 @@
 // of polynomials, and the builders' statuses.
 #include <cmath>
 #include <functional>
+#include <limits>
 
 #include "df_util.h"
+#include "guarded.h"
 
 #ifdef ZEV_HAVE_GSL
 #include <gsl/gsl_errno.h>
@@ -570,5 +572,105 @@ TEST(DfBuild, RejectionsWriteNothing) {
   ASSERT_EQ(zev_df_kernel_dEditPPSpline1D(u, 4, 2, 2, nullptr, 0, nullptr, nullptr, 0), 0);
   EXPECT_EQ(zev_df_kernel_dDFNaturalCubicSpline1D(u, 0), ZEV_DF_ERROR_BAD_NY);
 }
+
+// ---- knots that do not ascend ------------------------------------------------------
+
+int new_task(zev_df_task* t, int64_t nx, const double* x, int64_t xhint, const double* y) {
+  return zev_df_kernel_dNewTask1D(t, nx, x, xhint, 1, y, 0, 0);
+}
+int new_task(zev_df_task* t, int64_t nx, const float* x, int64_t xhint, const float* y) {
+  return zev_df_kernel_sNewTask1D(t, nx, x, xhint, 1, y, 0, 0);
+}
+int edit_pp(zev_df_task t, int64_t order, int64_t type, int64_t ic_kind, const double* ic, double* c) {
+  return zev_df_kernel_dEditPPSpline1D(t, order, type, 0, nullptr, ic_kind, ic, c, 0);
+}
+int edit_pp(zev_df_task t, int64_t order, int64_t type, int64_t ic_kind, const float* ic, float* c) {
+  return zev_df_kernel_sEditPPSpline1D(t, order, type, 0, nullptr, ic_kind, ic, c, 0);
+}
+
+struct KnotBuilder {
+  const char* name;
+  BuildFn d, s;
+  int64_t order, type, ic_kind;
+};
+
+const KnotBuilder kKnotBuilders[] = {
+    {"linear", zev_df_kernel_dDFLinearSpline1D, zev_df_kernel_sDFLinearSpline1D, 2, 0, 0},
+    {"quadratic", zev_df_kernel_dDFQuadraticSpline1D, zev_df_kernel_sDFQuadraticSpline1D, 3, 0, 0},
+    {"quadratic break points", zev_df_kernel_dDFQuadraticSpline1D, zev_df_kernel_sDFQuadraticSpline1D, 3, 1, 0},
+    {"default", zev_df_kernel_dDFDefaultCubicSpline1D, zev_df_kernel_sDFDefaultCubicSpline1D, 4, 0, 0},
+    {"natural", zev_df_kernel_dDFNaturalCubicSpline1D, zev_df_kernel_sDFNaturalCubicSpline1D, 4, 2, 0},
+    {"hermite", zev_df_kernel_dDFHermiteCubicSpline1D, zev_df_kernel_sDFHermiteCubicSpline1D, 4, 3, 1},
+    {"bessel", zev_df_kernel_dDFBesselCubicSpline1D, zev_df_kernel_sDFBesselCubicSpline1D, 4, 4, 0},
+    {"hyman", zev_df_kernel_dDFHymanCubicSpline1D, zev_df_kernel_sDFHymanCubicSpline1D, 4, 9, 0},
+    {"akima", zev_df_kernel_dDFAkimaCubicSpline1D, zev_df_kernel_sDFAkimaCubicSpline1D, 4, 5, 0},
+};
+
+// Every builder refuses knots that are not finite and strictly ascending, or
+// whose spacing overflows, and writes no coefficient; a uniform partition is
+// judged by the knots it stands for. Knots, values and coefficients sit on
+// guarded buffers, so a read of an inner knot of a uniform partition or a
+// write past the coefficients faults.
+template <class T>
+void knots_must_ascend() {
+  const T inf = std::numeric_limits<T>::infinity(), nan = std::numeric_limits<T>::quiet_NaN();
+  const T big = std::numeric_limits<T>::max();
+  const T above_one = std::nextafter(T(1), T(2));
+  const int nx = 6;
+  struct Case {
+    const char* name;
+    bool uniform;
+    std::vector<T> x;  // nx knots, or the two ends of a uniform partition
+    int status;
+  } cases[] = {
+      {"ascending", false, {0, 1, 2.5, 3, 4.5, 6}, 0},
+      {"uniform", true, {-1, 6}, 0},
+      {"repeated", false, {0, 1, 1, 3, 4.5, 6}, ZEV_DF_ERROR_BAD_X},
+      {"repeated last", false, {0, 1, 2.5, 3, 6, 6}, ZEV_DF_ERROR_BAD_X},
+      {"swapped", false, {0, 2.5, 1, 3, 4.5, 6}, ZEV_DF_ERROR_BAD_X},
+      {"falling", false, {6, 4.5, 3, 2.5, 1, 0}, ZEV_DF_ERROR_BAD_X},
+      {"NaN inner", false, {0, 1, nan, 3, 4.5, 6}, ZEV_DF_ERROR_BAD_X},
+      {"NaN first", false, {nan, 1, 2.5, 3, 4.5, 6}, ZEV_DF_ERROR_BAD_X},
+      {"+inf last", false, {0, 1, 2.5, 3, 4.5, inf}, ZEV_DF_ERROR_BAD_X},
+      {"-inf first", false, {-inf, 1, 2.5, 3, 4.5, 6}, ZEV_DF_ERROR_BAD_X},
+      {"spacing overflows", false, {-big / 2, big * T(0.75), big * T(0.8), big * T(0.85), big * T(0.9), big},
+       ZEV_DF_ERROR_BAD_X},
+      {"uniform reversed", true, {6, -1}, ZEV_DF_ERROR_BAD_X},
+      {"uniform equal", true, {2, 2}, ZEV_DF_ERROR_BAD_X},
+      {"uniform NaN end", true, {0, nan}, ZEV_DF_ERROR_BAD_X},
+      {"uniform infinite end", true, {-inf, 6}, ZEV_DF_ERROR_BAD_X},
+      {"uniform span overflows", true, {-big / 4 * 3, big / 4 * 3}, ZEV_DF_ERROR_BAD_X},
+      {"uniform ends too close", true, {1, above_one}, ZEV_DF_ERROR_BAD_X},
+  };
+  const T kUnset = T(-12345);
+  for (const KnotBuilder& b : kKnotBuilders) {
+    BuildFn fn = sizeof(T) == 8 ? b.d : b.s;
+    int64_t stride = b.order * (b.type == 1 && b.order == 3 ? nx : nx - 1);
+    for (const Case& c : cases) {
+      std::string what = std::string(b.name) + ", " + c.name + (sizeof(T) == 8 ? ", double" : ", float");
+      zevtest::Guarded<T> x(c.x.size()), y(nx), ic(nx - 2), coef(stride, 3);
+      std::copy(c.x.begin(), c.x.end(), x.begin());
+      for (int i = 0; i < nx; ++i) y[i] = T(1 + (i * 7) % 5);
+      for (int i = 0; i + 2 < nx; ++i) ic[i] = T(0.5);
+      std::fill(coef.begin(), coef.end(), kUnset);
+      Task t;
+      ASSERT_EQ(new_task(&t.t, nx, x.data(), c.uniform ? 4 : 0, y.data()), 0) << what;
+      ASSERT_EQ(edit_pp(t, b.order, b.type, b.ic_kind, b.ic_kind ? ic.data() : nullptr, coef.data()), 0)
+          << what;
+      EXPECT_EQ(fn(t, 0), c.status) << what;
+      EXPECT_TRUE(coef.lead_intact()) << what;
+      int64_t written = 0;
+      for (T v : coef) written += !(v == kUnset);
+      if (c.status == 0) {
+        EXPECT_GT(written, 0) << what;
+      } else {
+        EXPECT_EQ(written, 0) << what;
+      }
+    }
+  }
+}
+
+TEST(DfBuild, KnotsMustAscendDouble) { knots_must_ascend<double>(); }
+TEST(DfBuild, KnotsMustAscendFloat) { knots_must_ascend<float>(); }
 
 }  // namespace
