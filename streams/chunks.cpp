@@ -109,7 +109,9 @@ using namespace zev::vqs;
 
 extern "C" {
 
+// A null key is a private chunk; null data is taken only with no bytes.
 ZEV_API int __vqsAddChunk(void* stream, int id, const uint64_t* key, void* data, int size) {
+  if (!stream || (!data && size > 0)) return ZEV_VQS_ERR_NULL;
   zev_vqs_chunk* node = new_node(id, size, data);
   if (!node) return ZEV_VQS_ERR_NOMEM;
   Key k = read_key(key);
@@ -159,18 +161,21 @@ ZEV_API int __vqsAddChunk(void* stream, int id, const uint64_t* key, void* data,
 }
 
 ZEV_API void* __vqsSearchChunk(const void* stream, int id) {
+  if (!stream) return nullptr;
   for (zev_vqs_chunk* c = chunk_head(stream); c; c = c->next)
     if (c->id == id) return c->data;
   return nullptr;
 }
 
 ZEV_API int __vqsGetNumChunks(const void* stream) {
+  if (!stream) return ZEV_VQS_ERR_NULL;
   int n = 0;
   for (zev_vqs_chunk* c = chunk_head(stream); c; c = c->next) ++n;
   return n;
 }
 
 ZEV_API int __vqsDeleteChunksById(void* stream, int id) {
+  if (!stream) return ZEV_VQS_ERR_NULL;
   zev_vqs_chunk* head = chunk_head(stream);
   zev_vqs_chunk** link = &head;
   while (*link) {
@@ -187,6 +192,7 @@ ZEV_API int __vqsDeleteChunksById(void* stream, int id) {
 }
 
 ZEV_API int __vqsDeleteChunks(void* stream) {
+  if (!stream) return ZEV_VQS_ERR_NULL;
   release_chunks(stream);
   return ZEV_VQS_OK;
 }
@@ -194,6 +200,7 @@ ZEV_API int __vqsDeleteChunks(void* stream) {
 // The copies keep the source's order and go in front of whatever the
 // destination already holds. A failed allocation keeps the nodes copied so far.
 ZEV_API int __vqsCopyChunks(void* dst, const void* src) {
+  if (!dst || !src) return ZEV_VQS_ERR_NULL;
   zev_vqs_chunk* first = nullptr;
   zev_vqs_chunk** tail = &first;
   int status = ZEV_VQS_OK;
@@ -249,6 +256,7 @@ ZEV_API int __vqsFindGlobRODataTableEntry(zev_vqs_glob_entry** entry, const uint
 // reference to it adds one, and the last chunk to go releases the data.
 ZEV_API int __vqsCreateGlobRODataTableEntry(zev_vqs_glob_entry** entry, const uint64_t* key,
                                             void* data) {
+  if (!key) return ZEV_VQS_ERR_NULL;
   Key k = read_key(key);
   lock();
   if (globCount >= kGlobRows) {

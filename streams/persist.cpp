@@ -8,6 +8,9 @@
 // then per chunk, newest first: id (4), key (16), data size (4), data.
 // Bytes 1-3, 7, 10-11 and 18-19 carry no value; this writer zeroes them.
 //
+// A loaded state is checked by its generator (streams/state_check.h) once its
+// chunks are attached; a state that fails is refused with the header's code.
+//
 // Older 20-byte headers are read too: magic and version at offsets 0 and 4 in
 // either order, state bytes (u16) at 10, chunk count at 12, id at 16. Their
 // chunk records have a key when the byte at offset 0 is 1 (or 2), none when
@@ -18,6 +21,7 @@
 #include <cpuid.h>
 
 #include "streams/chunks.h"
+#include "streams/state_check.h"
 
 namespace zev::vqs {
 namespace {
@@ -187,6 +191,16 @@ int load(void** out, Source& src, bool memory) {
     c = next;
   }
   set_chunk_head(s, reversed);
+  // The header says nothing of the state: the generator checks it, with its
+  // chunks in place, before anything draws from it. A state that fails is
+  // refused as an unacceptable saved stream.
+  if (status == ZEV_VQS_OK) {
+    const StateCheck check = state_check(id);
+    if (check && !check(s)) {
+      __vqsDeleteStream(&s);
+      return badHeader;
+    }
+  }
   *out = s;
   return status;
 }
@@ -259,6 +273,7 @@ using namespace zev::vqs;
 extern "C" {
 
 ZEV_API int __vqsSaveStreamF(const void* stream, const char* name, int name_length) {
+  if (!stream || !name) return ZEV_VQS_ERR_NULL;
   Name nm;
   int status = nm.prepare(name, name_length);
   if (status != ZEV_VQS_OK) return status;
@@ -289,7 +304,9 @@ ZEV_API int __vqsSaveStreamF(const void* stream, const char* name, int name_leng
 }
 
 ZEV_API int __vqsLoadStreamF(void** stream, const char* name, int name_length) {
+  if (!stream) return ZEV_VQS_ERR_NULL;
   *stream = nullptr;
+  if (!name) return ZEV_VQS_ERR_NULL;
   Name nm;
   int status = nm.prepare(name, name_length);
   if (status != ZEV_VQS_OK) return status;
@@ -303,6 +320,8 @@ ZEV_API int __vqsLoadStreamF(void** stream, const char* name, int name_length) {
   return status;
 }
 
+// This form cannot fail: the stream and the memory are the caller's, sized by
+// __vqsGetStreamSize, and are used as they are given.
 ZEV_API int __vqsSaveStreamM(const void* stream, char* memory) {
   unsigned char h[kHeader];
   uint32_t stateBytes;
@@ -325,6 +344,11 @@ ZEV_API int __vqsSaveStreamM(const void* stream, char* memory) {
 }
 
 ZEV_API int __vqsLoadStreamM(void** stream, const char* memory) {
+  if (!stream) return ZEV_VQS_ERR_NULL;
+  if (!memory) {
+    *stream = nullptr;
+    return ZEV_VQS_ERR_NULL;
+  }
   return load_stream_memory(stream, reinterpret_cast<const unsigned char*>(memory), SIZE_MAX);
 }
 

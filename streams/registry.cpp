@@ -1,7 +1,7 @@
 // The generator registry: the old-form table of 281 rows, the new-form table
 // of 512 rows with its member counts, and the functions that turn an id into
 // a row.
-#include "streams/stream.h"
+#include "streams/state_check.h"
 
 // The functions of the generators that live in their own folders.
 #define ZEV_VQS_BRNG_DECL(Name)                                                       \
@@ -139,6 +139,7 @@ ZEV_API int __vqsRegisterBrng(const BrngRow* row) {
 }
 
 ZEV_API int __vqsGetBrngProperties(int id, BrngRow* row) {
+  if (!row) return ZEV_VQS_ERR_NULL;
   int index, offset;
   BrngRow* table = __vqsGetBrngBaseOffset(id, &index, &offset);
   int st = __vqsIsBrngValid(table, index, offset);
@@ -150,3 +151,42 @@ ZEV_API int __vqsGetBrngProperties(int id, BrngRow* row) {
 ZEV_API int __vqsGetNumRegBrngs(void) { return registeredRows; }
 
 }  // extern "C"
+
+namespace zev::vqs {
+
+// The checks of the built-in rows of the new-form table, by row index. The
+// abstract rows have none: their state is the caller's addresses, and such a
+// stream is never loaded.
+namespace {
+constexpr StateCheck kChecks[16] = {
+    gen::check_mcg31m1_state, gen::check_r250_state,     gen::check_mrg32k3a_state,
+    gen::check_mcg59_state,   gen::check_wh_state,       gen::check_sobol_state,
+    gen::check_niederr_state, gen::check_mt19937_state,  gen::check_mt2203_state,
+    nullptr,                  nullptr,                   nullptr,
+    gen::check_sfmt19937_state, gen::check_trng_state,   gen::check_ars5_state,
+    gen::check_philox4x32x10_state};
+}  // namespace
+
+StateCheck state_check(int id) {
+  int index = 0, offset = 0;
+  const BrngRow* table = __vqsGetBrngBaseOffset(id, &index, &offset);
+  if (__vqsIsBrngValid(table, index, offset) != ZEV_VQS_OK) return nullptr;
+  if (table == __RegBrngs) {
+    // Old-form rows 0 to 3 are new-form rows 0 to 3, row 4 holds every WH
+    // member, 277 and 278 are Sobol and Niederr; 279 and 280 are empty.
+    if (index <= 4) return kChecks[index];
+    if (index == 277) return kChecks[5];
+    if (index == 278) return kChecks[6];
+    return nullptr;
+  }
+  // Rows from 16 on were registered by a caller.
+  return index < 16 ? kChecks[index] : nullptr;
+}
+
+const zev_vqs_chunk* first_chunk(const void* stream, int id) {
+  for (const zev_vqs_chunk* c = chunk_head(stream); c; c = c->next)
+    if (c->id == id) return c;
+  return nullptr;
+}
+
+}  // namespace zev::vqs

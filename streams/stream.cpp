@@ -28,6 +28,7 @@ extern "C" {
 
 ZEV_API int __vqsAllocateStream(void** stream, const BrngRow* table, int id, int index,
                                 int offset) {
+  if (!stream) return ZEV_VQS_ERR_NULL;
   *stream = nullptr;
   int st = __vqsIsBrngValid(table, index, offset);
   if (st != ZEV_VQS_OK) return st;
@@ -39,6 +40,9 @@ ZEV_API int __vqsAllocateStream(void** stream, const BrngRow* table, int id, int
 }
 
 ZEV_API int __vqsNewStreamEx(void** stream, int id, int n, const unsigned int* params) {
+  // No place for the stream, or no seed words for a count of them: refused
+  // before anything is allocated.
+  if (!stream || (n > 0 && !params)) return ZEV_VQS_ERR_NULL;
   // Abstract streams are made only through their own constructors.
   if ((id & ~0x100000) == 0xA00000 || id == 0xC00000) return ZEV_VQS_ERR_BAD_BRNG;
   int index, offset;
@@ -54,7 +58,9 @@ ZEV_API int __vqsNewStreamEx(void** stream, int id, int n, const unsigned int* p
 }
 
 ZEV_API int __vqsCopyStream(void** newstream, const void* src) {
+  if (!newstream) return ZEV_VQS_ERR_NULL;
   *newstream = nullptr;
+  if (!src) return ZEV_VQS_ERR_NULL;
   int index, offset;
   BrngRow* table = __vqsGetBrngBaseOffset(stream_id(src), &index, &offset);
   int st = __vqsIsBrngValid(table, index, offset);
@@ -73,6 +79,7 @@ ZEV_API int __vqsCopyStream(void** newstream, const void* src) {
 // less than the whole state (the multipliers of MCG31M1 and MCG59 stay) and
 // for WH more: stream blocks are sized so that this copy stays inside them.
 ZEV_API int __vqsCopyStreamState(void* dst, const void* src) {
+  if (!dst || !src) return ZEV_VQS_ERR_NULL;
   if (dst == src) return ZEV_VQS_OK;
   int index, offset;
   const BrngRow* table = __vqsGetBrngBaseOffset(stream_id(src), &index, &offset);
@@ -94,6 +101,7 @@ ZEV_API int __vqsDeleteStream(void** stream) {
 }
 
 ZEV_API int __vqsGetStreamSize(const void* stream) {
+  if (!stream) return ZEV_VQS_ERR_NULL;
   int index, offset;
   const BrngRow* table = __vqsGetBrngBaseOffset(stream_id(stream), &index, &offset);
   if (__vqsIsBrngValid(table, index, offset) != ZEV_VQS_OK) return ZEV_VQS_ERR_BAD_BRNG;
@@ -102,9 +110,14 @@ ZEV_API int __vqsGetStreamSize(const void* stream) {
   return size;
 }
 
-ZEV_API int __vqsGetStreamStateBrng(const void* stream) { return stream_id(stream); }
+// With no stream there is no id: -5, which no stream can hold (negative ids
+// make no stream).
+ZEV_API int __vqsGetStreamStateBrng(const void* stream) {
+  return stream ? stream_id(stream) : ZEV_VQS_ERR_NULL;
+}
 
 ZEV_API int __vqsLeapfrogStream(void* stream, int k, int nstreams) {
+  if (!stream) return ZEV_VQS_ERR_NULL;
   if (uint64_t(int64_t(nstreams)) >= 0xFFFFFFFFull) return ZEV_VQS_ERR_LEAPFROG_NSTREAMS;
   int index, offset;
   BrngRow* table = __vqsGetBrngBaseOffset(stream_id(stream), &index, &offset);
@@ -114,6 +127,7 @@ ZEV_API int __vqsLeapfrogStream(void* stream, int k, int nstreams) {
 }
 
 ZEV_API int __vqsSkipAheadStream(void* stream, long long nskip) {
+  if (!stream) return ZEV_VQS_ERR_NULL;
   int index, offset;
   BrngRow* table = __vqsGetBrngBaseOffset(stream_id(stream), &index, &offset);
   long long count = nskip;
@@ -122,6 +136,7 @@ ZEV_API int __vqsSkipAheadStream(void* stream, long long nskip) {
 }
 
 ZEV_API int __vqsSkipAheadStreamEx(void* stream, int n, const unsigned long long* nskip) {
+  if (!stream || (n > 0 && !nskip)) return ZEV_VQS_ERR_NULL;
   int index, offset;
   BrngRow* table = __vqsGetBrngBaseOffset(stream_id(stream), &index, &offset);
   return table[index].initFn(ZEV_VQS_INIT_SKIPEX, stream, n,

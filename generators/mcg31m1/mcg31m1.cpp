@@ -7,6 +7,7 @@
 #include <emmintrin.h>
 
 #include "streams/stream.h"
+#include "streams/state_check.h"
 
 namespace {
 
@@ -122,6 +123,14 @@ struct FloatOut {
 };
 
 }  // namespace
+
+// A loaded state: the value and the multiplier are residues of 1 to 2^31 - 2
+// (no power of a unit is 0), and a value of 0 would give out zeros, which
+// this generator never does.
+bool zev::gen::check_mcg31m1_state(const void* stream) {
+  const State* st = zev::vqs::state<State>(stream);
+  return st->x >= 1 && st->x < kM && st->a >= 1 && st->a < kM;
+}
 
 extern "C" {
 

@@ -5,6 +5,7 @@
 #include <emmintrin.h>
 
 #include "streams/stream.h"
+#include "streams/state_check.h"
 
 namespace {
 
@@ -53,6 +54,13 @@ void generate(void* stream, int n, Put put) {
 }
 
 }  // namespace
+
+// A loaded state: the value is below 2^59 and not 0 (an odd multiplier
+// never makes 0 of it); the multiplier, a power of an odd number, is odd.
+bool zev::gen::check_mcg59_state(const void* stream) {
+  const State* st = zev::vqs::state<State>(stream);
+  return st->x != 0 && st->x <= kMask && (st->a & 1) && st->a <= kMask;
+}
 
 extern "C" {
 

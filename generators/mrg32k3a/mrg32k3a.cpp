@@ -7,6 +7,7 @@
 //
 // State: x(k-3), x(k-2), x(k-1), then y(k-3), y(k-2), y(k-1).
 #include "streams/stream.h"
+#include "streams/state_check.h"
 
 namespace {
 
@@ -81,6 +82,16 @@ void apply(const uint32_t m[9], uint32_t v[3], uint32_t mod) {
 }
 
 }  // namespace
+
+// A loaded state: every word below its modulus, and neither component all
+// zero (seeding and every jump keep both true; the reductions rely on the
+// first, and an all-zero component never leaves zero).
+bool zev::gen::check_mrg32k3a_state(const void* stream) {
+  const State* st = zev::vqs::state<State>(stream);
+  for (int i = 0; i < 3; ++i)
+    if (st->x[i] >= kM1 || st->y[i] >= kM2) return false;
+  return (st->x[0] | st->x[1] | st->x[2]) != 0 && (st->y[0] | st->y[1] | st->y[2]) != 0;
+}
 
 extern "C" {
 

@@ -12,6 +12,7 @@
 #include "generators/mt19937/mt_core.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
+#include "streams/state_check.h"
 
 namespace {
 
@@ -93,6 +94,13 @@ int j_small(void* stream, uint64_t* count) {
 }
 
 }  // namespace
+
+// A loaded state: the position within the array (624 means refill first),
+// and the ring start of jump work states 0, as in every stream.
+bool zev::gen::check_mt19937_state(const void* stream) {
+  const State* s = st(stream);
+  return s->pos >= 0 && s->pos <= N && s->ring == 0;
+}
 
 extern "C" {
 

@@ -10,6 +10,7 @@
 //   int32  pad
 #include "generators/mt19937/convert.h"
 #include "generators/mt19937/mt_core.h"
+#include "streams/state_check.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
 
@@ -41,6 +42,16 @@ void words(State* s, int n, uint32_t* out) {
 }
 
 }  // namespace
+
+// A loaded state: the position within the array (69 means refill first), and
+// the twist word and tempering masks those of the stream's member.
+bool zev::gen::check_mt2203_state(const void* stream) {
+  const State* s = zev::vqs::state<State>(stream);
+  const int member = zev::vqs::member_of(stream);
+  if (member < 0 || member >= 6024) return false;
+  const mt::Twist& p = kParams[member];
+  return s->pos >= 0 && s->pos <= N && s->a == p.a && s->b == p.b && s->c == p.c;
+}
 
 extern "C" {
 

@@ -13,6 +13,7 @@
 
 #include "generators/niederr/niederr_construct.h"
 #include "generators/sobol/qrng_core.h"
+#include "streams/state_check.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
 
@@ -71,6 +72,20 @@ int init(void* stream, int n, const unsigned int* p) {
 void words(void* stream, int n, uint32_t* out) { qrng::words(&st(stream)->h, tables(stream), n, out); }
 
 }  // namespace
+
+// A loaded state: the header against the tables in use: the point always in
+// the state (318 dimensions), the direction words there or in chunk 10 when
+// it holds data, which must then hold the dimension's words.
+bool zev::gen::check_niederr_state(const void* stream) {
+  const State* s = zev::vqs::state<State>(stream);
+  uint64_t max_dim = kMaxDim;
+  const zev_vqs_chunk* tv = zev::vqs::first_chunk(stream, 10);
+  if (tv && tv->data) {
+    const uint64_t by_v = tv->size > 0 ? uint64_t(tv->size) / (4 * qrng::kBits) : 0;
+    if (by_v < max_dim) max_dim = by_v;
+  }
+  return qrng::header_ok(s->h, max_dim);
+}
 
 extern "C" {
 

@@ -15,6 +15,7 @@
 #include "generators/mt19937/convert.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
+#include "streams/state_check.h"
 
 namespace {
 
@@ -185,6 +186,12 @@ int skip(State* s, uint64_t lo, uint64_t hi, uint64_t top) {
 }
 
 }  // namespace
+
+// A loaded state: the words left in the block, 0 to 4, index the block.
+bool zev::gen::check_philox4x32x10_state(const void* stream) {
+  const State* s = zev::vqs::state<State>(stream);
+  return s->left >= 0 && s->left <= 4;
+}
 
 extern "C" {
 

@@ -5,6 +5,7 @@
 // oldest word x(k-250), and the ring position of x(k-103): 1008 bytes, the
 // 252 words that a state copy moves.
 #include "streams/stream.h"
+#include "streams/state_check.h"
 
 namespace {
 
@@ -37,6 +38,13 @@ void generate(void* stream, int n, Put put) {
 }
 
 }  // namespace
+
+// A loaded state: both ring positions inside the ring, the second one 147
+// places after the first, as every step leaves them.
+bool zev::gen::check_r250_state(const void* stream) {
+  const State* st = zev::vqs::state<State>(stream);
+  return st->pos < uint32_t(kLong) && st->pos2 == (st->pos + kLong - kShort) % kLong;
+}
 
 extern "C" {
 

@@ -20,6 +20,7 @@
 #include "generators/sfmt19937/sfmt19937_charpoly.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
+#include "streams/state_check.h"
 
 namespace {
 
@@ -263,6 +264,13 @@ int j_small(void* stream, uint64_t* count) {
 }
 
 }  // namespace
+
+// A loaded state: the words left within the array (0 means refill first),
+// the second index 0 and the ring start 0, as in every stream.
+bool zev::gen::check_sfmt19937_state(const void* stream) {
+  const State* s = st(stream);
+  return s->left >= 0 && s->left <= N32 && s->second == 0 && s->ring == 0;
+}
 
 extern "C" {
 

@@ -96,6 +96,15 @@ inline void place(Header* h, Tables t) {
   h->cursor = h->position % h->dimension;
 }
 
+// A loaded header: a dimension of 1 to max_dim (what the tables in use hold),
+// a component that is all or one of them, and the cursor where the position
+// puts it (the position modulo the dimension; 0 with one component).
+inline bool header_ok(const Header& h, uint64_t max_dim) {
+  if (h.dimension < 1 || h.dimension > max_dim) return false;
+  if (h.component == kAll) return h.cursor == h.position % h.dimension;
+  return h.component < h.dimension && h.cursor == 0;
+}
+
 inline int check_room(const Header* h, int n) {
   return uint64_t(h->position) + uint64_t(n > 0 ? n : 0) > 0xFFFFFFFFull ? ZEV_VQS_ERR_QRNG_EXHAUSTED : 0;
 }

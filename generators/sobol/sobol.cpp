@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "generators/sobol/qrng_core.h"
+#include "streams/state_check.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
 
@@ -217,6 +218,25 @@ int init(void* stream, int n, const unsigned int* p) {
 void words(void* stream, int n, uint32_t* out) { qrng::words(&st(stream)->h, tables(stream), n, out); }
 
 }  // namespace
+
+// A loaded state: the header against the tables that tables() will use,
+// chunks 9 and 13 when both hold data (each must hold the dimension's
+// direction words and point), else the fixed tables of 40 dimensions. The
+// point changes with every draw, so chunk 13 must be the stream's own: a key
+// would share it with every stream loaded from the same bytes.
+bool zev::gen::check_sobol_state(const void* stream) {
+  const State* s = zev::vqs::state<State>(stream);
+  uint64_t max_dim = kMaxDim;
+  const zev_vqs_chunk* tv = zev::vqs::first_chunk(stream, 9);
+  const zev_vqs_chunk* tx = zev::vqs::first_chunk(stream, 13);
+  if (tv && tv->data && tx && tx->data) {
+    if (tx->key[0] != 0 || tx->key[1] != 0) return false;
+    const uint64_t by_v = tv->size > 0 ? uint64_t(tv->size) / (4 * qrng::kBits) : 0;
+    const uint64_t by_x = tx->size > 0 ? uint64_t(tx->size) / 4 : 0;
+    max_dim = by_v < by_x ? by_v : by_x;
+  }
+  return qrng::header_ok(s->h, max_dim);
+}
 
 extern "C" {
 

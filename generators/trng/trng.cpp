@@ -11,6 +11,7 @@
 #include "generators/mt19937/convert.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
+#include "streams/state_check.h"
 
 namespace {
 
@@ -65,6 +66,12 @@ int words(State* s, int n, uint32_t* out) {
 }
 
 }  // namespace
+
+// A loaded state: the source word, which is always 0. Any retry count is one
+// that seeding can store (seed word 1 is taken as it stands).
+bool zev::gen::check_trng_state(const void* stream) {
+  return zev::vqs::state<State>(stream)->source == 0;
+}
 
 extern "C" {
 

@@ -11,6 +11,7 @@
 // State: the four current values, then the four current multipliers (a
 // leapfrog replaces them). The current values are given out first, then
 // stepped, as in the congruential generators.
+#include "streams/state_check.h"
 #include "streams/stream.h"
 
 namespace {
@@ -72,6 +73,16 @@ struct Fraction {
 };
 
 }  // namespace
+
+// A loaded state: values and multipliers are non-zero residues of the
+// member's moduli (prime), so no step or jump can make a value 0.
+bool zev::gen::check_wh_state(const void* stream) {
+  const State* st = zev::vqs::state<State>(stream);
+  const Moduli md = moduli_of(stream);
+  for (int j = 0; j < 4; ++j)
+    if (st->x[j] == 0 || st->x[j] >= md.m[j] || st->a[j] == 0 || st->a[j] >= md.m[j]) return false;
+  return true;
+}
 
 extern "C" {
 

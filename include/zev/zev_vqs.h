@@ -116,6 +116,12 @@ typedef struct zev_vqs_glob_entry {
 } zev_vqs_glob_entry;
 
 /* ---- Registry and stream functions ------------------------------------ */
+/* A required pointer that is null gives ZEV_VQS_ERR_NULL (-5) before anything
+   is allocated: the stream, result, source and destination pointers, a seed
+   array for a positive seed count, count words for a positive word count,
+   a property row, a chunk's data for a positive size. __vqsDeleteStream
+   returns 0 for a null pointer; __vqsGetStreamStateBrng returns -5 for a null
+   stream; __vqsSearchChunk returns null. */
 ZEV_API BrngRow* __vqsGetBrngBaseOffset(int id, int* index, int* offset);
 ZEV_API int __vqsIsBrngValid(const BrngRow* table, int index, int offset);
 ZEV_API int __vqsRegisterBrng(const BrngRow* row);
@@ -148,7 +154,12 @@ ZEV_API int __vqsGenerateNewGlobalRODataTableEntryId(uint64_t* key, int number);
 
 /* ---- Saving and loading ------------------------------------------------ */
 /* name_length >= 0: the name is that many bytes, not NUL-terminated;
-   negative: the name is NUL-terminated. */
+   negative: the name is NUL-terminated. A null name, image or stream pointer
+   gives -5, except in __vqsSaveStreamM, which tests nothing.
+   A loaded state is checked by its generator (positions, counters and
+   dimensions within their ranges, chunk tables large enough); a state that
+   fails is refused with -1110 from a file or -1200 from memory, and no stream
+   is left. */
 ZEV_API int __vqsSaveStreamF(const void* stream, const char* name, int name_length);
 ZEV_API int __vqsLoadStreamF(void** stream, const char* name, int name_length);
 /* memory must hold __vqsGetStreamSize(stream) bytes. */

@@ -3,8 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "guarded.h"
@@ -65,6 +69,25 @@ inline uint64_t bits(double d) {
   uint64_t b;
   std::memcpy(&b, &d, 8);
   return b;
+}
+
+// A file name of this process in the test's scratch directory.
+inline std::string temp_path(const char* tag) {
+  return std::string(::testing::TempDir()) + "zev_vqs_" + tag + "_" + std::to_string(getpid());
+}
+
+// The memory form of a stream.
+inline std::vector<char> save_memory(void* s) {
+  std::vector<char> m(size_t(__vqsGetStreamSize(s)));
+  EXPECT_EQ(__vqsSaveStreamM(s, m.data()), 0);
+  return m;
+}
+
+inline void write_file(const std::string& path, const std::vector<char>& bytes) {
+  std::FILE* f = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(f, nullptr);
+  if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);
+  std::fclose(f);
 }
 
 }  // namespace vqstest

@@ -12,27 +12,10 @@ using namespace vqstest;
 
 namespace {
 
-std::string temp_path(const char* tag) {
-  return std::string(::testing::TempDir()) + "zev_vqs_" + tag + "_" + std::to_string(getpid());
-}
-
 void* block(int size, unsigned char fill) {
   void* p = zev_serv_allocate(size_t(size), 128);
   std::memset(p, fill, size_t(size));
   return p;
-}
-
-std::vector<char> save_memory(void* s) {
-  std::vector<char> m(size_t(__vqsGetStreamSize(s)));
-  EXPECT_EQ(__vqsSaveStreamM(s, m.data()), 0);
-  return m;
-}
-
-void write_file(const std::string& path, const std::vector<char>& bytes) {
-  std::FILE* f = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);
-  std::fclose(f);
 }
 
 std::vector<char> read_file(const std::string& path) {
