@@ -1,0 +1,600 @@
+// Quantiles, order statistics, sorting, the weighted median and the absolute
+// deviations: _vqsdSSQuantiles, _vqsdSSSort, _vqsdSSWMedian, _vqsdSSMAD, and
+// the in-place sort and selection the rest of the subsystem calls
+// (__vqsdQSort, __vqsdQSortSelect and their single forms).
+#include <algorithm>
+
+#include "stats/ss_task.h"
+
+namespace zev::ss {
+namespace {
+
+using Rec = zev_ss_task_rec;
+
+constexpr int kInsertion = 8;  // ranges shorter than this are finished by insertion
+
+template <class T>
+void insertion(T* a, int64_t lo, int64_t hi) {  // [lo, hi]
+  for (int64_t i = lo + 1; i <= hi; ++i) {
+    T v = a[i];
+    int64_t j = i - 1;
+    while (j >= lo && a[j] > v) {
+      a[j + 1] = a[j];
+      --j;
+    }
+    a[j + 1] = v;
+  }
+}
+
+// Orders a[lo], a[lo + 1], a[hi] with the middle element moved to lo + 1, so
+// that the median of the three sits at lo + 1 and serves as the pivot, with
+// sentinels at both ends of the partition.
+template <class T>
+void median_of_three(T* a, int64_t lo, int64_t hi) {
+  std::swap(a[lo + (hi - lo) / 2], a[lo + 1]);
+  if (a[lo] > a[hi]) std::swap(a[lo], a[hi]);
+  if (a[lo + 1] > a[hi]) std::swap(a[lo + 1], a[hi]);
+  if (a[lo] > a[lo + 1]) std::swap(a[lo], a[lo + 1]);
+}
+
+// Partitions [lo, hi] (at least 3 elements, median of three in place) around
+// a[lo + 1]; returns the pivot's final place.
+template <class T>
+int64_t partition(T* a, int64_t lo, int64_t hi) {
+  const T pivot = a[lo + 1];
+  int64_t i = lo + 1, j = hi;
+  for (;;) {
+    do ++i; while (a[i] < pivot);
+    do --j; while (a[j] > pivot);
+    if (i >= j) break;
+    std::swap(a[i], a[j]);
+  }
+  a[lo + 1] = a[j];
+  a[j] = pivot;
+  return j;
+}
+
+// Quicksort with an explicit stack: the larger side is pushed and the
+// smaller one taken next, so 64 pairs of bounds are more than 2^63 elements
+// need.
+template <class T>
+void qsort(int64_t n, T* a) {
+  int64_t stack[128];
+  int top = 0;
+  int64_t lo = 0, hi = n - 1;
+  for (;;) {
+    if (hi - lo < kInsertion - 1) {
+      insertion(a, lo, hi);
+      if (top == 0) return;
+      hi = stack[--top];
+      lo = stack[--top];
+      continue;
+    }
+    median_of_three(a, lo, hi);
+    const int64_t m = partition(a, lo, hi);
+    if (m - lo > hi - m) {
+      stack[top++] = lo;
+      stack[top++] = m - 1;
+      lo = m + 1;
+    } else {
+      stack[top++] = m + 1;
+      stack[top++] = hi;
+      hi = m - 1;
+    }
+  }
+}
+
+// The k-th smallest of a[0..n-1] (k from 0), by partitioning only the side
+// that holds it; a is rearranged.
+template <class T>
+T select(int64_t n, T* a, int64_t k) {
+  int64_t lo = 0, hi = n - 1;
+  while (hi - lo >= kInsertion - 1) {
+    median_of_three(a, lo, hi);
+    const int64_t m = partition(a, lo, hi);
+    if (m == k) return a[m];
+    if (k < m) hi = m - 1;
+    else lo = m + 1;
+  }
+  insertion(a, lo, hi);
+  return a[k];
+}
+
+// The quantile of order q of the n values in buf: t = q*(n - 1), k = floor(t),
+// f = t - k; (1 - f)*x(k) + f*x(k + 1), with k + 1 held at n - 1.
+template <class T>
+T quantile(T* buf, int64_t n, T q, bool sorted) {
+  const T t = q * T(n - 1);
+  int64_t k = static_cast<int64_t>(t);
+  if (k > n - 1) k = n - 1;
+  const T f = t - T(k);
+  const int64_t k1 = std::min(k + 1, n - 1);
+  const T a = sorted ? buf[k] : select(n, buf, k);
+  const T b = sorted ? buf[k1] : select(n, buf, k1);
+  return a * (T(1) - f) + f * b;
+}
+
+template <class T>
+struct QuantileJob {
+  const Rec* t;
+  const T* x;
+  int64_t n;
+  int32_t p;
+  bool var_major;
+  const int32_t* vars;
+  T* buffers;  // one of n reals per thread
+  bool want_quantiles, want_stats;
+  int32_t order_count;
+  const T* orders;
+  T* quantiles;
+  T* stats;
+  bool stats_var_major;
+};
+
+template <class T>
+void quantile_body(int64_t index, int thread, int, void* context) {
+  auto* c = static_cast<QuantileJob<T>*>(context);
+  const int32_t j = c->vars[index];
+  T* buf = c->buffers + static_cast<int64_t>(thread) * c->n;
+  for (int64_t i = 0; i < c->n; ++i)
+    buf[i] = c->var_major ? c->x[static_cast<int64_t>(j) * c->n + i] : c->x[i * c->p + j];
+  if (c->want_stats) {
+    qsort(c->n, buf);
+    for (int64_t i = 0; i < c->n; ++i) {
+      if (c->stats_var_major) c->stats[static_cast<int64_t>(j) * c->n + i] = buf[i];
+      else c->stats[i * c->p + j] = buf[i];
+    }
+  }
+  if (c->want_quantiles)
+    for (int32_t m = 0; m < c->order_count; ++m)
+      c->quantiles[static_cast<int64_t>(j) * c->order_count + m] =
+          quantile(buf, c->n, c->orders[m], c->want_stats);
+}
+
+// Runs body over the count listed variables, through the table's
+// parallel_for when there is one.
+template <class Body>
+void for_variables(const zev_threading* th, int64_t count, int threads, void* context, Body body) {
+  if (th && th->parallel_for && threads > 1) {
+    th->parallel_for(count, threads, context, body);
+    return;
+  }
+  for (int64_t k = 0; k < count; ++k) body(k, 0, 1, context);
+}
+
+bool has_layout(const IntRead& in, const void* storage) {
+  return (in.value(storage) & (ZEV_SS_MATRIX_STORAGE_ROWS | ZEV_SS_MATRIX_STORAGE_COLS)) != 0;
+}
+
+// The observations' checks every entry here shares, after its own.
+int data_checks(const Rec* t, const IntRead& in) {
+  if (t->dimension == nullptr || in.value(t->dimension) <= 0) return ZEV_SS_ERROR_BAD_DIMEN;
+  if (t->observation_count == nullptr || in.value(t->observation_count) <= 0)
+    return ZEV_SS_ERROR_BAD_OBSERV_N;
+  if (t->observations == nullptr) return ZEV_SS_ERROR_BAD_OBSERV_ADDR;
+  return 0;
+}
+
+// The variables the mask lets through, in ascending order; null on failure.
+int32_t* variable_list(const Rec* t, const IntRead& in, int32_t p, int32_t* count) {
+  auto* v = alloc<int32_t>(p);
+  if (v == nullptr) return nullptr;
+  *count = 0;
+  for (int32_t j = 0; j < p; ++j)
+    if (t->variable_mask == nullptr || in.at(t->variable_mask, j) != 0) v[(*count)++] = j;
+  return v;
+}
+
+template <class T>
+int quantiles(Rec* t, uint64_t mask, uint64_t method, const zev_threading* th) {
+  if (t == nullptr) return ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR;
+  const IntRead in = ints(t);
+  if (t->observation_storage == nullptr) return ZEV_SS_ERROR_BAD_STORAGE_ADDR;
+  if (!has_layout(in, t->observation_storage)) return ZEV_SS_ERROR_STORAGE_NOT_SUPPORTED;
+  const bool want_q = mask & ZEV_SS_QUANTS, want_s = mask & ZEV_SS_ORDER_STATS;
+  int32_t order_count = 0;
+  if (want_q) {
+    if (t->quantiles == nullptr) return ZEV_SS_ERROR_BAD_QUANT_ADDR;
+    if (t->quantile_orders == nullptr) return ZEV_SS_ERROR_BAD_QUANT_ORDER_ADDR;
+    if (t->quantile_order_count == nullptr || in.value(t->quantile_order_count) < 0)
+      return ZEV_SS_ERROR_BAD_QUANT_ORDER;
+    order_count = in.low(t->quantile_order_count);
+    const T* q = static_cast<const T*>(t->quantile_orders);
+    for (int32_t m = 0; m < order_count; ++m)
+      if (!(q[m] >= T(0) && q[m] <= T(1))) return ZEV_SS_ERROR_BAD_QUANT_ORDER;
+  }
+  if (want_s) {
+    if (t->order_statistics == nullptr) return ZEV_SS_ERROR_BAD_ORDER_STATS_ADDR;
+    if (t->order_statistics_storage == nullptr) return ZEV_SS_ERROR_BAD_STORAGE_ADDR;
+    if (!has_layout(in, t->order_statistics_storage)) return ZEV_SS_ERROR_STORAGE_NOT_SUPPORTED;
+  }
+  if (!(method & 0x1)) return ZEV_SS_ERROR_METHOD_NOT_SUPPORTED;
+  if (int s = data_checks(t, in)) return s;
+  if (!want_q && !want_s) return 0;
+
+  const int32_t p = in.low(t->dimension);
+  const int64_t n = in.low(t->observation_count);
+  int threads = 1;
+  if (th && th->max_threads && th->parallel_for) {
+    int64_t limit = std::min<int64_t>(th->max_threads(), p);
+    limit = std::min<int64_t>(limit, (int64_t{1} << 30) / (8 * n));
+    threads = limit < 1 ? 1 : static_cast<int>(limit);
+  }
+  int32_t count = 0;
+  int32_t* vars = variable_list(t, in, p, &count);
+  T* buffers = alloc<T>(threads * n);
+  if (vars == nullptr || buffers == nullptr) {
+    release(vars);
+    release(buffers);
+    return ZEV_SS_ERROR_MEM_FAILURE;
+  }
+  QuantileJob<T> job{t,
+                     static_cast<const T*>(t->observations),
+                     n,
+                     p,
+                     (in.value(t->observation_storage) & ZEV_SS_MATRIX_STORAGE_ROWS) || p == 1,
+                     vars,
+                     buffers,
+                     want_q,
+                     want_s,
+                     order_count,
+                     static_cast<const T*>(t->quantile_orders),
+                     static_cast<T*>(t->quantiles),
+                     static_cast<T*>(t->order_statistics),
+                     want_s && ((in.value(t->order_statistics_storage) & ZEV_SS_MATRIX_STORAGE_ROWS) ||
+                                p == 1)};
+  for_variables(th, count, threads, &job, quantile_body<T>);
+  release(vars);
+  release(buffers);
+  return 0;
+}
+
+template <class T>
+struct SortJob {
+  const T* x;
+  T* out;
+  int64_t n;
+  int32_t p;
+  bool in_var_major, out_var_major;
+  const int32_t* vars;
+  T* buffers;
+};
+
+template <class T>
+void sort_body(int64_t index, int thread, int, void* context) {
+  auto* c = static_cast<SortJob<T>*>(context);
+  const int32_t j = c->vars[index];
+  T* buf = c->buffers + static_cast<int64_t>(thread) * c->n;
+  for (int64_t i = 0; i < c->n; ++i)
+    buf[i] = c->in_var_major ? c->x[static_cast<int64_t>(j) * c->n + i] : c->x[i * c->p + j];
+  qsort(c->n, buf);
+  for (int64_t i = 0; i < c->n; ++i) {
+    if (c->out_var_major) c->out[static_cast<int64_t>(j) * c->n + i] = buf[i];
+    else c->out[i * c->p + j] = buf[i];
+  }
+}
+
+template <class T>
+int sort(Rec* t, uint64_t, uint64_t method, const zev_threading* th) {
+  if (t == nullptr) return ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR;
+  const IntRead in = ints(t);
+  if (t->sorted_observations == nullptr) return ZEV_SS_ERROR_BAD_SORTED_OBSERV_ADDR;
+  if (t->sorted_storage == nullptr) return ZEV_SS_ERROR_BAD_STORAGE_ADDR;
+  const bool in_place = t->sorted_observations == t->observations;
+  if (in_place) {
+    if (t->observation_storage == nullptr ||
+        in.value(t->observation_storage) != in.value(t->sorted_storage))
+      return ZEV_SS_ERROR_BAD_STORAGE_ADDR;
+    if (t->variable_mask) return ZEV_SS_ERROR_IN_PLACE_SORT_WITH_MASK;
+  }
+  if (t->observation_storage == nullptr) return ZEV_SS_ERROR_BAD_STORAGE_ADDR;
+  if (!has_layout(in, t->observation_storage) || !has_layout(in, t->sorted_storage))
+    return ZEV_SS_ERROR_STORAGE_NOT_SUPPORTED;
+  if (!(method & 0x100000)) return ZEV_SS_ERROR_METHOD_NOT_SUPPORTED;
+  if (int s = data_checks(t, in)) return s;
+
+  const int32_t p = in.low(t->dimension);
+  const int64_t n = in.low(t->observation_count);
+  int threads = 1;
+  if (th && th->max_threads && th->parallel_for)
+    threads = static_cast<int>(std::max<int64_t>(1, std::min<int64_t>(th->max_threads(), p)));
+  int32_t count = 0;
+  int32_t* vars = variable_list(t, in, p, &count);
+  T* buffers = alloc<T>(threads * n);
+  if (vars == nullptr || buffers == nullptr) {
+    release(vars);
+    release(buffers);
+    return ZEV_SS_ERROR_MEM_FAILURE;
+  }
+  auto var_major = [&](const void* storage) {
+    return (in.value(storage) & ZEV_SS_MATRIX_STORAGE_ROWS) || p == 1;
+  };
+  SortJob<T> job{static_cast<const T*>(t->observations), static_cast<T*>(t->sorted_observations), n,
+                 p, var_major(t->observation_storage), var_major(t->sorted_storage), vars, buffers};
+  for_variables(th, count, threads, &job, sort_body<T>);
+  release(vars);
+  release(buffers);
+  return 0;
+}
+
+// ---- weighted median ----------------------------------------------------
+
+template <class T>
+struct Pair {
+  T value, weight;
+};
+
+template <class T>
+struct WMedianJob {
+  const T* x;
+  const T* w;  // null: all 1
+  int64_t n;
+  int32_t p;
+  bool var_major;
+  const int32_t* vars;
+  Pair<T>* buffers;
+  T order;
+  T* out;
+};
+
+// The weighted quantile of order q of one variable's pairs: walk the sorted
+// values with a running sum of weights up to q times the total; interpolate
+// inside the step where the sum passes it, and take the middle of two values
+// where it lands exactly on it.
+template <class T>
+T weighted_quantile(Pair<T>* a, int64_t n, T q) {
+  T total = T(0);
+  for (int64_t i = 0; i < n; ++i) total += a[i].weight;
+  const T target = total * q;
+  std::sort(a, a + n, [](const Pair<T>& l, const Pair<T>& r) { return l.value < r.value; });
+  T c = T(0);
+  int64_t i = 0;
+  for (; i < n; ++i) {
+    c += a[i].weight;
+    if (c >= target) break;
+  }
+  if (i == n) i = n - 1;  // rounding kept the running sum below the target
+  const T v = a[i].value;
+  if (c <= target) {
+    if ((n & 1) || i == n - 1) return v;
+    int64_t k = i + 1;
+    while (k < n && !(a[k].weight > T(0))) ++k;
+    return k < n ? (v + a[k].value) / T(2) : v;
+  }
+  const T w = a[i].weight, c0 = c - w;
+  if (c0 <= T(0) || c0 == w || i == 0) return v;
+  const T u = a[i - 1].value;
+  return u + ((target - c0) / (c - c0)) * (v - u);
+}
+
+template <class T>
+void wmedian_body(int64_t index, int thread, int, void* context) {
+  auto* c = static_cast<WMedianJob<T>*>(context);
+  const int32_t j = c->vars[index];
+  Pair<T>* buf = c->buffers + static_cast<int64_t>(thread) * c->n;
+  for (int64_t i = 0; i < c->n; ++i) {
+    buf[i].value = c->var_major ? c->x[static_cast<int64_t>(j) * c->n + i] : c->x[i * c->p + j];
+    buf[i].weight = c->w ? c->w[i] : T(1);
+  }
+  c->out[j] = weighted_quantile(buf, c->n, c->order);
+}
+
+template <class T>
+int wmedian(Rec* t, uint64_t, uint64_t, const zev_threading* th) {
+  if (t == nullptr) return ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR;
+  const IntRead in = ints(t);
+  if (t->observation_storage == nullptr) return ZEV_SS_ERROR_BAD_STORAGE_ADDR;
+  if (!has_layout(in, t->observation_storage)) return ZEV_SS_ERROR_STORAGE_NOT_SUPPORTED;
+  if (t->quantiles == nullptr) return ZEV_SS_ERROR_BAD_QUANT_ADDR;
+  if (t->quantile_orders == nullptr) return ZEV_SS_ERROR_BAD_QUANT_ORDER_ADDR;
+  const T q = static_cast<const T*>(t->quantile_orders)[0];
+  if (!(q >= T(0) && q <= T(1))) return ZEV_SS_ERROR_BAD_QUANT_ORDER;
+  if (int s = data_checks(t, in)) return s;
+  const int32_t p = in.low(t->dimension);
+  const int64_t n = in.low(t->observation_count);
+  int threads = 1;
+  if (th && th->max_threads && th->parallel_for)
+    threads = static_cast<int>(std::max<int64_t>(1, std::min<int64_t>(th->max_threads(), p)));
+  int32_t count = 0;
+  int32_t* vars = variable_list(t, in, p, &count);
+  auto* buffers = alloc<Pair<T>>(threads * n);
+  if (vars == nullptr || buffers == nullptr) {
+    release(vars);
+    release(buffers);
+    return ZEV_SS_ERROR_MEM_FAILURE;
+  }
+  WMedianJob<T> job{static_cast<const T*>(t->observations),
+                    static_cast<const T*>(t->weights),
+                    n,
+                    p,
+                    (in.value(t->observation_storage) & ZEV_SS_MATRIX_STORAGE_ROWS) || p == 1,
+                    vars,
+                    buffers,
+                    q,
+                    static_cast<T*>(t->quantiles)};
+  for_variables(th, count, threads, &job, wmedian_body<T>);
+  release(vars);
+  release(buffers);
+  return 0;
+}
+
+// ---- absolute deviations --------------------------------------------------
+
+template <class T>
+int basic_of(zev_ss_task t, int64_t mask, int64_t method) {
+  if constexpr (sizeof(T) == 8) return _vqsdSSBasic(t, mask, method, nullptr);
+  else return _vqssSSBasic(t, mask, method, nullptr);
+}
+
+// The weighted mean of n contiguous values, through Basic on a task of one
+// variable; a negative status on failure.
+template <class T>
+int mean_of(const T* v, const T* w, int64_t n, T* mean) {
+  Rec local;
+  memset(static_cast<void*>(&local), 0, sizeof local);
+  const int64_t one = 1, layout = ZEV_SS_MATRIX_STORAGE_ROWS;
+  local.wide_integers = 1;
+  local.object_tag = 2;
+  local.is_double = sizeof(T) == 8;
+  local.dimension = &one;
+  local.observation_count = &n;
+  local.observation_storage = &layout;
+  local.observations = v;
+  local.weights = w;
+  local.mean = mean;
+  return basic_of<T>(&local, ZEV_SS_MEAN, ZEV_SS_METHOD_1PASS);
+}
+
+template <class T>
+struct MadJob {
+  const T* x;
+  const T* w;
+  int64_t n;
+  int32_t p;
+  bool var_major, median, user_mean;
+  const int32_t* vars;
+  T* buffers;
+  const T* mean;
+  T* out;
+  int status;
+};
+
+template <class T>
+void mad_body(int64_t index, int thread, int, void* context) {
+  auto* c = static_cast<MadJob<T>*>(context);
+  const int32_t j = c->vars[index];
+  T* buf = c->buffers + static_cast<int64_t>(thread) * c->n;
+  // The caller's observations are never changed: the deviations are formed
+  // in the thread's buffer.
+  for (int64_t i = 0; i < c->n; ++i)
+    buf[i] = c->var_major ? c->x[static_cast<int64_t>(j) * c->n + i] : c->x[i * c->p + j];
+  T centre;
+  if (c->median) {
+    centre = quantile(buf, c->n, T(0.5), false);
+  } else if (c->user_mean) {
+    centre = c->mean[j];
+  } else if (int s = mean_of(buf, c->w, c->n, &centre); s < 0) {
+    c->status = s;
+    return;
+  }
+  for (int64_t i = 0; i < c->n; ++i) buf[i] = buf[i] > centre ? buf[i] - centre : centre - buf[i];
+  T result;
+  if (c->median) {
+    result = quantile(buf, c->n, T(0.5), false);
+  } else if (int s = mean_of(buf, c->w, c->n, &result); s < 0) {
+    c->status = s;
+    return;
+  }
+  c->out[j] = result;
+}
+
+template <class T>
+int mad(Rec* t, uint64_t mask, uint64_t method, const zev_threading* th) {
+  if (t == nullptr) return ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR;
+  const IntRead in = ints(t);
+  if (t->dimension == nullptr || in.value(t->dimension) < 1) return ZEV_SS_ERROR_BAD_DIMEN;
+  if (t->observation_count == nullptr || in.value(t->observation_count) < 1)
+    return ZEV_SS_ERROR_BAD_OBSERV_N;
+  if (t->observation_storage == nullptr) return ZEV_SS_ERROR_BAD_STORAGE_ADDR;
+  const int64_t layout = in.value(t->observation_storage);
+  if (layout != ZEV_SS_MATRIX_STORAGE_ROWS && layout != ZEV_SS_MATRIX_STORAGE_COLS)
+    return ZEV_SS_ERROR_STORAGE_NOT_SUPPORTED;
+  const bool want_median = mask & ZEV_SS_MDAD, want_mean = mask & ZEV_SS_MNAD;
+  if (want_median && t->median_absolute_deviation == nullptr) return ZEV_SS_ERROR_BAD_MDAD_ADDR;
+  if (want_mean && t->mean_absolute_deviation == nullptr) return ZEV_SS_ERROR_BAD_MNAD_ADDR;
+  if (want_median && method != 0x1) return ZEV_SS_ERROR_METHOD_NOT_SUPPORTED;
+  if (want_mean && method != 0x1 && method != 0x100) return ZEV_SS_ERROR_METHOD_NOT_SUPPORTED;
+  const bool user_mean = method == 0x100;
+  if (want_mean && user_mean && t->mean == nullptr) return ZEV_SS_ERROR_BAD_MEAN_ADDR;
+  if (t->observations == nullptr) return ZEV_SS_ERROR_BAD_OBSERV_ADDR;
+  if (!want_median && !want_mean) return 0;
+
+  const int32_t p = in.low(t->dimension);
+  const int64_t n = in.low(t->observation_count);
+  int threads = 1;
+  if (th && th->max_threads && th->parallel_for)
+    threads = static_cast<int>(std::max<int64_t>(1, std::min<int64_t>(th->max_threads(), p)));
+  int32_t count = 0;
+  int32_t* vars = variable_list(t, in, p, &count);
+  T* buffers = alloc<T>(threads * n);
+  if (vars == nullptr || buffers == nullptr) {
+    release(vars);
+    release(buffers);
+    return ZEV_SS_ERROR_MEM_FAILURE;
+  }
+  int status = 0;
+  for (int form = 0; form < 2 && status == 0; ++form) {
+    const bool median = form == 0;
+    if (median ? !want_median : !want_mean) continue;
+    MadJob<T> job{static_cast<const T*>(t->observations),
+                  static_cast<const T*>(t->weights),
+                  n,
+                  p,
+                  layout == ZEV_SS_MATRIX_STORAGE_ROWS || p == 1,
+                  median,
+                  user_mean,
+                  vars,
+                  buffers,
+                  static_cast<const T*>(t->mean),
+                  static_cast<T*>(median ? t->median_absolute_deviation : t->mean_absolute_deviation),
+                  0};
+    for_variables(th, count, threads, &job, mad_body<T>);
+    status = job.status;
+  }
+  release(vars);
+  release(buffers);
+  return status;
+}
+
+}  // namespace
+}  // namespace zev::ss
+
+extern "C" {
+
+ZEV_API void __vqsdQSort(int64_t n, double* a) {
+  if (n > 1) zev::ss::qsort(n, a);
+}
+ZEV_API void __vqssQSort(int64_t n, float* a) {
+  if (n > 1) zev::ss::qsort(n, a);
+}
+ZEV_API double __vqsdQSortSelect(int64_t n, double* a, int64_t k) {
+  return zev::ss::select(n, a, k);
+}
+ZEV_API float __vqssQSortSelect(int64_t n, float* a, int64_t k) {
+  return zev::ss::select(n, a, k);
+}
+
+ZEV_API int _vqsdSSQuantiles(zev_ss_task task, int64_t mask, int64_t method,
+                             const zev_threading* threading) {
+  return zev::ss::quantiles<double>(task, mask, method, threading);
+}
+ZEV_API int _vqssSSQuantiles(zev_ss_task task, int64_t mask, int64_t method,
+                             const zev_threading* threading) {
+  return zev::ss::quantiles<float>(task, mask, method, threading);
+}
+ZEV_API int _vqsdSSWMedian(zev_ss_task task, int64_t mask, int64_t method,
+                           const zev_threading* threading) {
+  return zev::ss::wmedian<double>(task, mask, method, threading);
+}
+ZEV_API int _vqssSSWMedian(zev_ss_task task, int64_t mask, int64_t method,
+                           const zev_threading* threading) {
+  return zev::ss::wmedian<float>(task, mask, method, threading);
+}
+ZEV_API int _vqsdSSMAD(zev_ss_task task, int64_t mask, int64_t method,
+                       const zev_threading* threading) {
+  return zev::ss::mad<double>(task, mask, method, threading);
+}
+ZEV_API int _vqssSSMAD(zev_ss_task task, int64_t mask, int64_t method,
+                       const zev_threading* threading) {
+  return zev::ss::mad<float>(task, mask, method, threading);
+}
+ZEV_API int _vqsdSSSort(zev_ss_task task, int64_t mask, int64_t method,
+                        const zev_threading* threading) {
+  return zev::ss::sort<double>(task, mask, method, threading);
+}
+ZEV_API int _vqssSSSort(zev_ss_task task, int64_t mask, int64_t method,
+                        const zev_threading* threading) {
+  return zev::ss::sort<float>(task, mask, method, threading);
+}
+
+}  // extern "C"
