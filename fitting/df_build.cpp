@@ -37,14 +37,24 @@ struct Variant {
 // boundary_kind -> variant number and the condition at each end.
 bool variant_of(int64_t kind, int64_t type, Variant* v) {
   switch (kind) {
-    case 1: *v = {0, kNotAKnot, kNotAKnot, false}; return true;
-    case 2: *v = {1, kFree, kFree, false}; return true;
-    case 12: *v = {2, kFirst, kFirst, true}; return true;
-    case 36: *v = {3, kFirst, kSecond, true}; return true;
-    case 24: *v = {4, kSecond, kFirst, true}; return true;
-    case 48: *v = {5, kSecond, kSecond, true}; return true;
-    case 0x40: *v = {6, kPeriodic, kPeriodic, type == 0 || type == 3}; return true;
-    case 0: *v = {7, kOwn, kOwn, false}; return true;
+    case ZEV_DF_BC_NOT_A_KNOT: *v = {0, kNotAKnot, kNotAKnot, false}; return true;
+    case ZEV_DF_BC_FREE_END: *v = {1, kFree, kFree, false}; return true;
+    case ZEV_DF_BC_1ST_LEFT_DER | ZEV_DF_BC_1ST_RIGHT_DER:
+      *v = {2, kFirst, kFirst, true};
+      return true;
+    case ZEV_DF_BC_1ST_LEFT_DER | ZEV_DF_BC_2ND_RIGHT_DER:
+      *v = {3, kFirst, kSecond, true};
+      return true;
+    case ZEV_DF_BC_2ND_LEFT_DER | ZEV_DF_BC_1ST_RIGHT_DER:
+      *v = {4, kSecond, kFirst, true};
+      return true;
+    case ZEV_DF_BC_2ND_LEFT_DER | ZEV_DF_BC_2ND_RIGHT_DER:
+      *v = {5, kSecond, kSecond, true};
+      return true;
+    case ZEV_DF_BC_PERIODIC:  // values only for the default and Hermite cubics
+      *v = {6, kPeriodic, kPeriodic, type == ZEV_DF_PP_DEFAULT || type == ZEV_DF_PP_HERMITE};
+      return true;
+    case ZEV_DF_NO_BC: *v = {7, kOwn, kOwn, false}; return true;
     default: return false;
   }
 }
@@ -423,7 +433,8 @@ int subbotin_spline(const zev_df_task_rec* t, const Variant& v, const T* bc, Wor
                     const Values<T>& y, const Coeffs<T>& c) {
   int64_t nx = t->knot_count, ny = t->function_count, n = nx + 1;  // n slopes
   const T* x = w.x;
-  const T* given = (t->internal_kind & 8) ? static_cast<const T*>(t->internal_values) : nullptr;
+  const T* given =
+      (t->internal_kind & ZEV_DF_IC_Q_KNOT) ? static_cast<const T*>(t->internal_values) : nullptr;
   T* mem = alloc<T>(9 * n + n * ny + 8);
   int* ipiv = alloc<int>(n);
   if (mem == nullptr || ipiv == nullptr) {
@@ -518,12 +529,17 @@ int subbotin_spline(const zev_df_task_rec* t, const Variant& v, const T* bc, Wor
 template <class T>
 int build(zev_df_task_rec* t, int64_t method, Builder b) {
   if (t == nullptr) return ZEV_DF_ERROR_NULL_TASK_DESCRIPTOR;
-  if (method != 0) return ZEV_DF_ERROR_METHOD_NOT_SUPPORTED;
-  static const int64_t kOrder[] = {2, 3, 4, 4, 4, 4, 4, 4};
-  static const int64_t kType[] = {-1, -1, 0, 2, 3, 4, 9, 5};
+  if (method != ZEV_DF_PP_STD) return ZEV_DF_ERROR_METHOD_NOT_SUPPORTED;
+  // By Builder: the spline order and type each builder takes (-1: any).
+  static const int64_t kOrder[] = {ZEV_DF_PP_LINEAR, ZEV_DF_PP_QUADRATIC, ZEV_DF_PP_CUBIC,
+                                   ZEV_DF_PP_CUBIC,  ZEV_DF_PP_CUBIC,     ZEV_DF_PP_CUBIC,
+                                   ZEV_DF_PP_CUBIC,  ZEV_DF_PP_CUBIC};
+  static const int64_t kType[] = {-1, -1, ZEV_DF_PP_DEFAULT, ZEV_DF_PP_NATURAL, ZEV_DF_PP_HERMITE,
+                                  ZEV_DF_PP_BESSEL, ZEV_DF_PP_HYMAN, ZEV_DF_PP_AKIMA};
   if (t->spline_order != kOrder[b]) return ZEV_DF_ERROR_METHOD_NOT_SUPPORTED;
-  if (b == kQuadratic ? (t->spline_type != 0 && t->spline_type != 1)
-                      : (kType[b] >= 0 && t->spline_type != kType[b]))
+  if (b == kQuadratic
+          ? (t->spline_type != ZEV_DF_PP_DEFAULT && t->spline_type != ZEV_DF_PP_SUBBOTIN)
+          : (kType[b] >= 0 && t->spline_type != kType[b]))
     return ZEV_DF_ERROR_METHOD_NOT_SUPPORTED;
 
   Variant v = {7, kOwn, kOwn, false};
@@ -531,11 +547,12 @@ int build(zev_df_task_rec* t, int64_t method, Builder b) {
   int64_t nx = t->knot_count;
   static const int64_t kFewest[] = {2, 2, 3, 2, 3, 4, 4, 5};
   int64_t fewest = kFewest[b];
-  if ((b == kNatural || b == kQuadratic) && t->boundary_kind == 1) fewest = 3;
+  if ((b == kNatural || b == kQuadratic) && t->boundary_kind == ZEV_DF_BC_NOT_A_KNOT) fewest = 3;
   if (nx < fewest) return ZEV_DF_ERROR_BAD_NX;
 
-  if (t->function_hint != 0x20 && t->function_hint != 0x10 && t->function_hint != 0x80 &&
-      t->function_hint != 0)
+  if (t->function_hint != ZEV_DF_MATRIX_STORAGE_COLS &&
+      t->function_hint != ZEV_DF_MATRIX_STORAGE_ROWS &&
+      t->function_hint != ZEV_DF_MATRIX_STORAGE_FUNCS_SEP && t->function_hint != ZEV_DF_NO_HINT)
     return ZEV_DF_ERROR_BAD_Y_HINT;
   if (b != kLinear) {
     if (!valid_variant) return ZEV_DF_ERROR_BAD_BC_TYPE;
@@ -546,26 +563,28 @@ int build(zev_df_task_rec* t, int64_t method, Builder b) {
   int64_t ny = t->function_count;
   if (ny <= 0) return ZEV_DF_ERROR_BAD_NY;
   if (t->function_rows == nullptr) return ZEV_DF_ERROR_NULL_Y;
-  for (int64_t f = 0; f < (t->function_hint == 0x20 ? 1 : ny); ++f)
+  for (int64_t f = 0; f < (t->function_hint == ZEV_DF_MATRIX_STORAGE_COLS ? 1 : ny); ++f)
     if (t->function_rows[f] == nullptr) return ZEV_DF_ERROR_NULL_Y;
   if (t->coefficient_rows == nullptr) return ZEV_DF_ERROR_NULL_SCOEFF;
-  for (int64_t f = 0; f < (t->coefficient_hint == 0x20 ? 1 : ny); ++f)
+  for (int64_t f = 0; f < (t->coefficient_hint == ZEV_DF_MATRIX_STORAGE_COLS ? 1 : ny); ++f)
     if (t->coefficient_rows[f] == nullptr) return ZEV_DF_ERROR_NULL_SCOEFF;
   if (b == kHermite) {
-    if (t->internal_kind != 1) return ZEV_DF_ERROR_BAD_IC_TYPE;
+    if (t->internal_kind != ZEV_DF_IC_1ST_DER) return ZEV_DF_ERROR_BAD_IC_TYPE;
     if (t->internal_values == nullptr) return ZEV_DF_ERROR_NULL_IC;
   }
-  bool subbotin = b == kQuadratic && t->spline_type == 1;
+  bool subbotin = b == kQuadratic && t->spline_type == ZEV_DF_PP_SUBBOTIN;
   if (subbotin) {
     // Slopes of a C1 quadratic close only one condition across a periodic join.
     if (v.left == kPeriodic) return ZEV_DF_ERROR_BAD_BC_TYPE;
-    if (t->internal_kind != 0 && !(t->internal_kind & 8)) return ZEV_DF_ERROR_BAD_IC_TYPE;
-    if ((t->internal_kind & 8) && t->internal_values == nullptr) return ZEV_DF_ERROR_NULL_IC;
+    if (t->internal_kind != ZEV_DF_NO_IC && !(t->internal_kind & ZEV_DF_IC_Q_KNOT))
+      return ZEV_DF_ERROR_BAD_IC_TYPE;
+    if ((t->internal_kind & ZEV_DF_IC_Q_KNOT) && t->internal_values == nullptr)
+      return ZEV_DF_ERROR_NULL_IC;
   }
 
   Values<T> y(t);
   Coeffs<T> c(t);
-  if (t->boundary_kind == 0x40)
+  if (t->boundary_kind == ZEV_DF_BC_PERIODIC)
     for (int64_t f = 0; f < ny; ++f)
       if (!(y.at(f, 0) == y.at(f, nx - 1))) return ZEV_DF_ERROR_BAD_PERIODIC_VAL;
 

@@ -41,7 +41,7 @@ struct IntegContext {
 // Constant of a step piece p, and of the parts left and right of the knots.
 template <class T>
 inline T step_value(const Values<T>& y, int kind, int64_t f, int64_t p) {
-  return kind == 6 ? y.at(f, p) : y.at(f, p + 1);
+  return kind == kStepRight ? y.at(f, p) : y.at(f, p + 1);
 }
 
 // Break point j of the quadratic whose pieces are centred on the knots.
@@ -49,14 +49,14 @@ template <class T>
 inline T break_point(const zev_df_task_rec* t, const Knots<T>& k, int64_t j) {
   if (j <= 0) return k.first;
   if (j >= k.n) return k.last;
-  if (t->internal_kind & 8) return static_cast<const T*>(t->internal_values)[j - 1];
+  if (t->internal_kind & ZEV_DF_IC_Q_KNOT) return static_cast<const T*>(t->internal_values)[j - 1];
   return (k.at(j - 1) + k.at(j)) / T(2);
 }
 
 // Piece that holds s, from its cell.
 template <class T>
 inline int64_t piece_at(const IntegContext<T>& c, const Knots<T>& k, int64_t cell, T s) {
-  if (c.kind != 3) return piece_of(cell, k.n);
+  if (c.kind != kBreakQuadratic) return piece_of(cell, k.n);
   if (cell <= 0) return 0;
   if (cell >= k.n) return k.n - 1;
   return s < break_point(c.t, k, cell) ? cell - 1 : cell;
@@ -69,7 +69,7 @@ inline T primitive(const IntegContext<T>& c, const Knots<T>& k, const Coeffs<T>&
                    const Values<T>& y, int64_t f, int64_t p, T s) {
   T d = s - k.at(p);
   T base = c.cum[f * k.n + p];
-  if (c.kind >= 5) return base + step_value(y, c.kind, f, p) * d;
+  if (c.kind >= kStepLeft) return base + step_value(y, c.kind, f, p) * d;
   return base + antiderivative(co.at(f, p), static_cast<int>(c.t->spline_order), d);
 }
 
@@ -134,7 +134,7 @@ int integ_block(IntegContext<T>* c, int64_t b, int thread, int32_t* lcur, int32_
       } else {
         for (int64_t f = 0; f < ny; ++f) {
           T v;
-          if (c->kind >= 5) v = y.at(f, 0) * (end - lo);
+          if (c->kind >= kStepLeft) v = y.at(f, 0) * (end - lo);
           else v = primitive(*c, k, co, y, f, 0, end) - primitive(*c, k, co, y, f, 0, lo);  // piece 0
           out[f * c->fs] += sign * v;
         }
@@ -151,9 +151,9 @@ int integ_block(IntegContext<T>* c, int64_t b, int thread, int32_t* lcur, int32_
       } else {
         for (int64_t f = 0; f < ny; ++f) {
           T v;
-          if (c->kind >= 5) v = y.at(f, nx - 1) * (hi - start);
+          if (c->kind >= kStepLeft) v = y.at(f, nx - 1) * (hi - start);
           else {
-            int64_t last = c->kind == 3 ? nx - 1 : nx - 2;
+            int64_t last = c->kind == kBreakQuadratic ? nx - 1 : nx - 2;
             v = primitive(*c, k, co, y, f, last, hi) - primitive(*c, k, co, y, f, last, start);
           }
           out[f * c->fs] += sign * v;
@@ -203,28 +203,31 @@ int integrate(const zev_df_task_rec* t, int64_t nlim, const T* llim, int64_t lli
               const zev_threading* th) {
   if (t == nullptr) return ZEV_DF_ERROR_NULL_TASK_DESCRIPTOR;
   int kind = interpolant_kind(t->spline_order, t->spline_type);
-  if (kind < 0 || kind == 7) return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
-  if (kind == 4 && !(le && re && ie)) return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
+  if (kind < 0 || kind == kLookup) return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
+  if (kind == kCallerOnly && !(le && re && ie)) return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
   int lmethod = choose_method<T>(t, search != nullptr, llimhint, ldh);
   if (lmethod < 0) return lmethod;
   int rmethod = choose_method<T>(t, search != nullptr, rlimhint, rdh);
   if (rmethod < 0) return rmethod;
   int64_t ny = t->function_count;
-  if (rhint == 0 || rhint == 0x80) rhint = 0x10;
-  if (rhint != 0x10 && rhint != 0x20) return ZEV_DF_ERROR_BAD_RHINT;
+  if (rhint == ZEV_DF_NO_HINT || rhint == ZEV_DF_MATRIX_STORAGE_FUNCS_SEP)
+    rhint = ZEV_DF_MATRIX_STORAGE_ROWS;
+  if (rhint != ZEV_DF_MATRIX_STORAGE_ROWS && rhint != ZEV_DF_MATRIX_STORAGE_COLS)
+    return ZEV_DF_ERROR_BAD_RHINT;
   if (nlim <= 0) return 0;
   if (t->knots == nullptr) return ZEV_DF_ERROR_NULL_X;
   if (ny <= 0) return ZEV_DF_ERROR_BAD_NY;
   if (llim == nullptr || rlim == nullptr || r == nullptr) return ZEV_DF_ERROR_NULL_RESULT;
-  if (kind == 3 && (t->internal_kind & 8) && t->internal_values == nullptr)
+  if (kind == kBreakQuadratic && (t->internal_kind & ZEV_DF_IC_Q_KNOT) &&
+      t->internal_values == nullptr)
     return ZEV_DF_ERROR_NULL_IC;
-  if (kind <= 3) {
+  if (kind <= kBreakQuadratic) {
     if (t->coefficient_rows == nullptr) return ZEV_DF_ERROR_NULL_SCOEFF;
-    for (int64_t f = 0; f < (t->coefficient_hint == 0x20 ? 1 : ny); ++f)
+    for (int64_t f = 0; f < (t->coefficient_hint == ZEV_DF_MATRIX_STORAGE_COLS ? 1 : ny); ++f)
       if (t->coefficient_rows[f] == nullptr) return ZEV_DF_ERROR_NULL_SCOEFF;
-  } else if (kind >= 5) {
+  } else if (kind >= kStepLeft) {
     if (t->function_rows == nullptr) return ZEV_DF_ERROR_NULL_Y;
-    for (int64_t f = 0; f < (t->function_hint == 0x20 ? 1 : ny); ++f)
+    for (int64_t f = 0; f < (t->function_hint == ZEV_DF_MATRIX_STORAGE_COLS ? 1 : ny); ++f)
       if (t->function_rows[f] == nullptr) return ZEV_DF_ERROR_NULL_Y;
   }
 
@@ -232,7 +235,7 @@ int integrate(const zev_df_task_rec* t, int64_t nlim, const T* llim, int64_t lli
   if (threads < 1) threads = 1;
   int64_t nx = t->knot_count;
   T* cum = nullptr;
-  if (kind != 4) {
+  if (kind != kCallerOnly) {
     // Integral from x[0] to each knot, per function.
     cum = alloc<T>(ny * nx);
     if (cum == nullptr) return ZEV_DF_ERROR_MEM_FAILURE;
@@ -242,7 +245,7 @@ int integrate(const zev_df_task_rec* t, int64_t nlim, const T* llim, int64_t lli
     for (int64_t f = 0; f < ny; ++f) {
       T acc = T(0);
       int order = static_cast<int>(t->spline_order);
-      if (kind == 3) {
+      if (kind == kBreakQuadratic) {
         // Pieces reach from break point to break point around their knot.
         for (int64_t p = 0; p < nx; ++p) {
           const T* q = co.at(f, p);
@@ -255,7 +258,8 @@ int integrate(const zev_df_task_rec* t, int64_t nlim, const T* llim, int64_t lli
       cum[f * nx] = acc;
       for (int64_t p = 0; p + 1 < nx; ++p) {
         T h = k.at(p + 1) - k.at(p);
-        acc += kind >= 5 ? step_value(y, kind, f, p) * h : antiderivative(co.at(f, p), order, h);
+        acc += kind >= kStepLeft ? step_value(y, kind, f, p) * h
+                                 : antiderivative(co.at(f, p), order, h);
         cum[f * nx + p + 1] = acc;
       }
     }
@@ -276,15 +280,15 @@ int integrate(const zev_df_task_rec* t, int64_t nlim, const T* llim, int64_t lli
   c.nlim = nlim;
   c.llim = llim;
   c.rlim = rlim;
-  c.luniform = (llimhint & 4) != 0;
-  c.runiform = (rlimhint & 4) != 0;
-  c.lsorted = (llimhint & 0x40) != 0;
-  c.rsorted = (rlimhint & 0x40) != 0;
+  c.luniform = (llimhint & ZEV_DF_UNIFORM_SITES) != 0;
+  c.runiform = (rlimhint & ZEV_DF_UNIFORM_SITES) != 0;
+  c.lsorted = (llimhint & ZEV_DF_SORTED_DATA) != 0;
+  c.rsorted = (rlimhint & ZEV_DF_SORTED_DATA) != 0;
   c.ldh = ldh;
   c.rdh = rdh;
   c.r = r;
-  c.fs = rhint == 0x10 ? nlim : 1;
-  c.js = rhint == 0x10 ? 1 : ny;
+  c.fs = rhint == ZEV_DF_MATRIX_STORAGE_ROWS ? nlim : 1;
+  c.js = rhint == ZEV_DF_MATRIX_STORAGE_ROWS ? 1 : ny;
   c.le = le, c.re = re, c.ie = ie;
   c.lp = lp, c.rp = rp, c.ip = ip;
   c.search = search;

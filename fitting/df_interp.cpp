@@ -16,12 +16,13 @@ struct Layout {
 };
 
 bool layout_of(int64_t rhint, int64_t n, int64_t ny, int64_t nd, Layout* l) {
-  if (rhint == 0 || rhint == 0x80) rhint = 0x10;
+  if (rhint == ZEV_DF_NO_HINT || rhint == ZEV_DF_MATRIX_STORAGE_FUNCS_SEP)
+    rhint = ZEV_DF_MATRIX_STORAGE_FUNCS_SITES_DERS;
   switch (rhint) {
-    case 0x10: *l = {n * nd, nd, 1}; return true;
-    case 0x20: *l = {nd * n, 1, n}; return true;
-    case 0x100: *l = {nd, ny * nd, 1}; return true;
-    case 0x200: *l = {1, nd * ny, ny}; return true;
+    case ZEV_DF_MATRIX_STORAGE_FUNCS_SITES_DERS: *l = {n * nd, nd, 1}; return true;
+    case ZEV_DF_MATRIX_STORAGE_FUNCS_DERS_SITES: *l = {nd * n, 1, n}; return true;
+    case ZEV_DF_MATRIX_STORAGE_SITES_FUNCS_DERS: *l = {nd, ny * nd, 1}; return true;
+    case ZEV_DF_MATRIX_STORAGE_SITES_DERS_FUNCS: *l = {1, nd * ny, ny}; return true;
     default: return false;
   }
 }
@@ -147,7 +148,8 @@ void eval_subbotin(const Context<T>& c, int64_t first, int64_t count, const T* s
   Knots<T> k(t);
   Coeffs<T> co(t);
   int64_t nx = k.n, ny = t->function_count;
-  const T* given = (t->internal_kind & 8) ? static_cast<const T*>(t->internal_values) : nullptr;
+  const T* given =
+      (t->internal_kind & ZEV_DF_IC_Q_KNOT) ? static_cast<const T*>(t->internal_values) : nullptr;
   const Layout l = c.lay;
   for (int64_t i = 0; i < count; ++i) {
     int64_t cl = cell[i], p;
@@ -180,7 +182,7 @@ void eval_step(const Context<T>& c, int64_t first, int64_t count, const T* s, co
     T si = s[i];
     int64_t cl = cell[i];
     int64_t idx;  // knot whose value the site takes, or -1 for none
-    if (c.kind == 7) {  // look-up: only a site equal to a knot has a value
+    if (c.kind == kLookup) {  // look-up: only a site equal to a knot has a value
       idx = -1;
       if (cl >= 1 && cl <= nx && k.at(cl - 1) == si) idx = cl - 1;
       else if (cl == nx - 1 && k.at(nx - 1) == si) idx = nx - 1;
@@ -188,7 +190,7 @@ void eval_step(const Context<T>& c, int64_t first, int64_t count, const T* s, co
       idx = 0;
     } else if (si >= k.last) {
       idx = nx - 1;
-    } else if (c.kind == 6) {  // continuous on the right: y[i] on [x[i], x[i+1])
+    } else if (c.kind == kStepRight) {  // continuous on the right: y[i] on [x[i], x[i+1])
       idx = cl - 1;
     } else {  // continuous on the left: y[i+1] on (x[i], x[i+1]]
       idx = k.at(cl - 1) == si ? cl - 1 : cl;
@@ -256,11 +258,11 @@ int run_block(Context<T>* c, int64_t b, int thread, int32_t* cursor) {
   }
   if (!c->results) return 0;
   switch (c->kind) {
-    case 0: eval_poly<T, 2>(*c, first, count, s, cell); break;
-    case 1: eval_poly<T, 3>(*c, first, count, s, cell); break;
-    case 2: eval_poly<T, 4>(*c, first, count, s, cell); break;
-    case 3: eval_subbotin(*c, first, count, s, cell); break;
-    case 5: case 6: case 7: eval_step(*c, first, count, s, cell); break;
+    case kLinearPoly: eval_poly<T, 2>(*c, first, count, s, cell); break;
+    case kQuadraticPoly: eval_poly<T, 3>(*c, first, count, s, cell); break;
+    case kCubicPoly: eval_poly<T, 4>(*c, first, count, s, cell); break;
+    case kBreakQuadratic: eval_subbotin(*c, first, count, s, cell); break;
+    case kStepLeft: case kStepRight: case kLookup: eval_step(*c, first, count, s, cell); break;
     default: break;  // caller functions only
   }
   return call_functions(*c, first, count, s, cell, thread);
@@ -284,8 +286,8 @@ int interpolate(const zev_df_task_rec* t, int64_t type, int64_t, int64_t n, cons
   if (t == nullptr) return ZEV_DF_ERROR_NULL_TASK_DESCRIPTOR;
   int kind = interpolant_kind(t->spline_order, t->spline_type);
   if (kind < 0) return kind;
-  if (kind == 4 && !(le && re && ie)) return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
-  bool cells_given = (type & 4) != 0;
+  if (kind == kCallerOnly && !(le && re && ie)) return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
+  bool cells_given = (type & ZEV_DF_CELLS_GIVEN) != 0;
   int method = -1;
   if (!cells_given) {
     method = choose_method<T>(t, search != nullptr, sitehint, datahint);
@@ -297,29 +299,31 @@ int interpolate(const zev_df_task_rec* t, int64_t type, int64_t, int64_t n, cons
   int64_t ny = t->function_count;
   if (!layout_of(rhint, n, ny, nd, &lay)) return ZEV_DF_ERROR_BAD_RHINT;
   if (n <= 0) return 0;
-  bool results = type != 2;
+  bool results = type != ZEV_DF_CELL;  // not cells alone
   if (t->knots == nullptr) return ZEV_DF_ERROR_NULL_X;
   if (ny <= 0) return ZEV_DF_ERROR_BAD_NY;
   if (sites == nullptr) return ZEV_DF_ERROR_NULL_RESULT;
   if (results && r == nullptr) return ZEV_DF_ERROR_NULL_RESULT;
-  if ((cells_given || (type & 2)) && cells == nullptr) return ZEV_DF_ERROR_NULL_RESULT;
-  if (results && kind <= 3) {
+  if ((cells_given || (type & ZEV_DF_CELL)) && cells == nullptr) return ZEV_DF_ERROR_NULL_RESULT;
+  if (results && kind <= kBreakQuadratic) {
     if (t->coefficient_rows == nullptr) return ZEV_DF_ERROR_NULL_SCOEFF;
-    for (int64_t f = 0; f < (t->coefficient_hint == 0x20 ? 1 : ny); ++f)
+    for (int64_t f = 0; f < (t->coefficient_hint == ZEV_DF_MATRIX_STORAGE_COLS ? 1 : ny); ++f)
       if (t->coefficient_rows[f] == nullptr) return ZEV_DF_ERROR_NULL_SCOEFF;
   }
-  if (results && kind == 3 && (t->internal_kind & 8) && t->internal_values == nullptr)
+  if (results && kind == kBreakQuadratic && (t->internal_kind & ZEV_DF_IC_Q_KNOT) &&
+      t->internal_values == nullptr)
     return ZEV_DF_ERROR_NULL_IC;
-  if (results && kind >= 5) {
+  if (results && kind >= kStepLeft) {
     if (t->function_rows == nullptr) return ZEV_DF_ERROR_NULL_Y;
-    for (int64_t f = 0; f < (t->function_hint == 0x20 ? 1 : ny); ++f)
+    for (int64_t f = 0; f < (t->function_hint == ZEV_DF_MATRIX_STORAGE_COLS ? 1 : ny); ++f)
       if (t->function_rows[f] == nullptr) return ZEV_DF_ERROR_NULL_Y;
   }
   int64_t nx = t->knot_count;
 
   // Short path: one site, one function, a plain polynomial, nothing to search
   // beyond one site and nothing to return but values.
-  if (n == 1 && !(type & 2) && !(sitehint & 4) && kind < 3 && ny < 2 && !search && results) {
+  if (n == 1 && !(type & ZEV_DF_CELL) && !(sitehint & ZEV_DF_UNIFORM_SITES) &&
+      kind < kBreakQuadratic && ny < 2 && !search && results) {
     Knots<T> k(t);
     T s = sites[0];
     int64_t piece, cell;
@@ -329,7 +333,7 @@ int interpolate(const zev_df_task_rec* t, int64_t type, int64_t, int64_t n, cons
       cell = 0;
     } else if (s > k.last) {
       cell = nx;
-    } else if (method == 0) {
+    } else if (method == kUniformSearch) {
       cell = trunc_clamped((s - k.first) / k.step, nx - 2) + 1;
     } else {
       int32_t c32 = 0, cursor = 0;
@@ -352,8 +356,8 @@ int interpolate(const zev_df_task_rec* t, int64_t type, int64_t, int64_t n, cons
     T d = s - k.at(piece);
     for (int j = 0; j < nd; ++j) {
       switch (kind) {
-        case 0: r[j] = poly<T, 2>(q, d, orders[j]); break;
-        case 1: r[j] = poly<T, 3>(q, d, orders[j]); break;
+        case kLinearPoly: r[j] = poly<T, 2>(q, d, orders[j]); break;
+        case kQuadraticPoly: r[j] = poly<T, 3>(q, d, orders[j]); break;
         default: r[j] = poly<T, 4>(q, d, orders[j]); break;
       }
     }
@@ -370,7 +374,7 @@ int interpolate(const zev_df_task_rec* t, int64_t type, int64_t, int64_t n, cons
   c.n = n;
   c.sites = sites;
   c.uniform_sites = (sitehint & 4) != 0;
-  c.sorted_sites = (sitehint & 0x40) != 0;
+  c.sorted_sites = (sitehint & ZEV_DF_SORTED_DATA) != 0;
   c.nd = nd;
   for (int j = 0; j < 4; ++j) c.orders[j] = orders[j];
   c.datahint = datahint;
@@ -382,7 +386,7 @@ int interpolate(const zev_df_task_rec* t, int64_t type, int64_t, int64_t n, cons
   c.sp = sp;
   c.cells = cells;
   c.cells_given = cells_given;
-  c.return_cells = (type & 2) != 0;
+  c.return_cells = (type & ZEV_DF_CELL) != 0;
   c.results = results;
   c.status = 0;
 

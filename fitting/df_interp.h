@@ -5,29 +5,43 @@
 
 namespace zev::df {
 
-// Interpolant kind from spline_order and spline_type: 0 linear, 1 quadratic,
-// 2 cubic, 3 quadratic with break points apart from the knots, 4 caller
-// functions only, 5/6/7 the step and look-up interpolants of types 8/7/6;
-// or ZEV_DF_ERROR_BAD_SPLINE_TYPE.
+// How an interpolant is evaluated. The order matters: the polynomial kinds
+// come first (up to kBreakQuadratic), the step and look-up kinds last (from
+// kStepLeft).
+enum Kind : int {
+  kLinearPoly = 0,      // pieces of degree 1
+  kQuadraticPoly = 1,   // pieces of degree 2 on the knots
+  kCubicPoly = 2,       // pieces of degree 3
+  kBreakQuadratic = 3,  // degree 2 with break points apart from the knots
+  kCallerOnly = 4,      // no coefficients: caller functions only
+  kStepLeft = 5,        // ZEV_DF_CL_STEPWISE_CONST_INTERPOLANT: y[i+1] on (x[i], x[i+1]]
+  kStepRight = 6,       // ZEV_DF_CR_STEPWISE_CONST_INTERPOLANT: y[i] on [x[i], x[i+1])
+  kLookup = 7,          // ZEV_DF_LOOKUP_INTERPOLANT: a value only at a knot
+};
+
+// The kind of a task's spline_order and spline_type, or
+// ZEV_DF_ERROR_BAD_SPLINE_TYPE.
 inline int interpolant_kind(int64_t order, int64_t type) {
   if (order == 0) {
-    if (type == 8) return 5;
-    if (type == 7) return 6;
-    if (type == 6) return 7;
-    return 4;
+    if (type == ZEV_DF_CL_STEPWISE_CONST_INTERPOLANT) return kStepLeft;
+    if (type == ZEV_DF_CR_STEPWISE_CONST_INTERPOLANT) return kStepRight;
+    if (type == ZEV_DF_LOOKUP_INTERPOLANT) return kLookup;
+    return kCallerOnly;
   }
-  if (order == 2) return 0;
-  if (order == 3) {
-    if (type == 0) return 1;
-    if (type == 1) return 3;
+  if (order == ZEV_DF_PP_LINEAR) return kLinearPoly;
+  if (order == ZEV_DF_PP_QUADRATIC) {
+    if (type == ZEV_DF_PP_DEFAULT) return kQuadraticPoly;
+    if (type == ZEV_DF_PP_SUBBOTIN) return kBreakQuadratic;
     return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
   }
-  if (order == 4) {
-    if (type == 0 || type == 2 || type == 3 || type == 4 || type == 5 || type == 9) return 2;
+  if (order == ZEV_DF_PP_CUBIC) {
+    if (type == ZEV_DF_PP_DEFAULT || type == ZEV_DF_PP_NATURAL || type == ZEV_DF_PP_HERMITE ||
+        type == ZEV_DF_PP_BESSEL || type == ZEV_DF_PP_AKIMA || type == ZEV_DF_PP_HYMAN)
+      return kCubicPoly;
     return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
   }
-  if (order < 2) return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
-  return 4;
+  if (order < ZEV_DF_PP_LINEAR) return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
+  return kCallerOnly;
 }
 
 // Piece of a cell: the nearest real piece, so that sites outside the knots

@@ -233,9 +233,9 @@ int user(const zev_df_task_rec* t, int64_t n, const T* s, int32_t* cells, const 
 
 template <class T>
 SearchBody<T> search_member(int method) {
-  static const SearchBody<T> kMembers[7] = {uniform<T>, quasi_uniform<T>, sorted<T>, peak<T>,
-                                             hybrid<T>, user<T, false>,  user<T, true>};
-  return method >= 0 && method < 7 ? kMembers[method] : nullptr;
+  static const SearchBody<T> kMembers[kSearchMethods] = {
+      uniform<T>, quasi_uniform<T>, sorted<T>, peak<T>, hybrid<T>, user<T, false>, user<T, true>};
+  return method >= 0 && method < kSearchMethods ? kMembers[method] : nullptr;
 }
 template SearchBody<double> search_member<double>(int);
 template SearchBody<float> search_member<float>(int);
@@ -280,7 +280,7 @@ int search(const zev_df_task_rec* t, int64_t n, const T* sites, int64_t sitehint
   constexpr int64_t kStackSites = 4096;
   T stack_sites[sizeof(T) == 8 ? kStackSites : 2 * kStackSites];
   T* made = nullptr;
-  if (sitehint == 4) {
+  if (sitehint == ZEV_DF_UNIFORM_SITES) {
     T* buf = stack_sites;
     if (n > kStackSites) {
       made = alloc<T>(n);
@@ -292,7 +292,7 @@ int search(const zev_df_task_rec* t, int64_t n, const T* sites, int64_t sitehint
   }
 
   int threads = th && th->max_threads ? th->max_threads() : 1;
-  int64_t limit = method == 2 ? 3000 : 1000;
+  int64_t limit = method == kSortedSearch ? 3000 : 1000;
   int status = 0;
   if (n <= limit || threads < 2 || th->parallel_for == nullptr) {
     int32_t cursor = 0;
@@ -353,13 +353,13 @@ ZEV_API int zev_df_kernel_sDFSearch1D(zev_df_task t, int64_t, int64_t n, const f
                                         void* p) {                                             \
     return search_member<float>(index)(t, n, s, c, dh, cur, fn, p);                            \
   }
-ZEV_DF_MEMBER(DFUniformSearch1D, 0)
-ZEV_DF_MEMBER(DFQuasiUniformSearch1D, 1)
-ZEV_DF_MEMBER(DFSortedSearch1D, 2)
-ZEV_DF_MEMBER(DFPeakSearch1D, 3)
-ZEV_DF_MEMBER(DFHybridSearch1D, 4)
-ZEV_DF_MEMBER(DFUserDefSearch1D, 5)
-ZEV_DF_MEMBER(DFUniUserDefSearch1D, 6)
+ZEV_DF_MEMBER(DFUniformSearch1D, kUniformSearch)
+ZEV_DF_MEMBER(DFQuasiUniformSearch1D, kQuasiUniformSearch)
+ZEV_DF_MEMBER(DFSortedSearch1D, kSortedSearch)
+ZEV_DF_MEMBER(DFPeakSearch1D, kPeakSearch)
+ZEV_DF_MEMBER(DFHybridSearch1D, kHybridSearch)
+ZEV_DF_MEMBER(DFUserDefSearch1D, kUserSearch)
+ZEV_DF_MEMBER(DFUniUserDefSearch1D, kUserUniformSearch)
 #undef ZEV_DF_MEMBER
 
 }  // extern "C"

@@ -5,15 +5,19 @@
 namespace zev::df {
 namespace {
 
-bool valid_layout(int64_t hint) { return hint == 0 || hint == 0x10 || hint == 0x20 || hint == 0x80; }
+bool valid_layout(int64_t hint) {
+  return hint == ZEV_DF_NO_HINT || hint == ZEV_DF_MATRIX_STORAGE_ROWS ||
+         hint == ZEV_DF_MATRIX_STORAGE_COLS || hint == ZEV_DF_MATRIX_STORAGE_FUNCS_SEP;
+}
 
 // Fills the function rows by the layout: one pointer per function at stride
 // nx, or the first entry alone for the interleaved and separate layouts.
 template <class T>
 void fill_function_rows(zev_df_task_rec* t, const T* y) {
-  int64_t count = t->function_hint == 0x20 ? 1 : t->function_count;
+  int64_t count = t->function_hint == ZEV_DF_MATRIX_STORAGE_COLS ? 1 : t->function_count;
   t->function_rows[0] = y;
-  if (t->function_hint == 0x80 || t->function_hint == 0x20) {
+  if (t->function_hint == ZEV_DF_MATRIX_STORAGE_FUNCS_SEP ||
+      t->function_hint == ZEV_DF_MATRIX_STORAGE_COLS) {
     for (int64_t i = 1; i < count; ++i) t->function_rows[i] = nullptr;
     return;
   }
@@ -24,7 +28,9 @@ template <class T>
 void fill_coefficient_rows(zev_df_task_rec* t, T* c, int64_t stride) {
   t->coefficient_rows[0] = c;
   for (int64_t i = 1; i < t->function_count; ++i)
-    t->coefficient_rows[i] = (t->coefficient_hint & 0x80) ? nullptr : static_cast<void*>(c + i * stride);
+    t->coefficient_rows[i] = (t->coefficient_hint & ZEV_DF_MATRIX_STORAGE_FUNCS_SEP)
+                                 ? nullptr
+                                 : static_cast<void*>(c + i * stride);
 }
 
 template <class T>
@@ -52,7 +58,7 @@ int new_task(zev_df_task* out, int64_t nx, const T* x, int64_t xhint, int64_t ny
   t->function_count = ny;
   t->function_hint = yhint;
   if (y != nullptr) {
-    t->function_rows = (alloc<const void*>(yhint == 0x20 ? 1 : ny));
+    t->function_rows = (alloc<const void*>(yhint == ZEV_DF_MATRIX_STORAGE_COLS ? 1 : ny));
     if (t->function_rows == nullptr) {
       release(t);
       return ZEV_DF_ERROR_MEM_FAILURE;
@@ -80,12 +86,13 @@ int edit_ptr(zev_df_task_rec* t, int64_t id, const T* p) {
   if (id < 1 || id > 5) return ZEV_DF_ERROR_BAD_PARAMETER;
   if (p == nullptr) return kNull[id];
   switch (id) {
-    case 1: t->knots = p; return 0;
-    case 3: t->internal_values = p; return 0;
-    case 4: t->boundary_values = p; return 0;
-    case 2: {
+    case ZEV_DF_X: t->knots = p; return 0;
+    case ZEV_DF_IC: t->internal_values = p; return 0;
+    case ZEV_DF_BC: t->boundary_values = p; return 0;
+    case ZEV_DF_Y: {
       if (t->function_count <= 0) return ZEV_DF_ERROR_BAD_NY;
-      auto* rows = alloc<const void*>(t->function_hint == 0x20 ? 1 : t->function_count);
+      auto* rows = alloc<const void*>(
+          t->function_hint == ZEV_DF_MATRIX_STORAGE_COLS ? 1 : t->function_count);
       if (rows == nullptr) return ZEV_DF_ERROR_MEM_FAILURE;
       release(t->function_rows);
       t->function_rows = rows;
@@ -98,7 +105,8 @@ int edit_ptr(zev_df_task_rec* t, int64_t id, const T* p) {
       if (rows == nullptr) return ZEV_DF_ERROR_MEM_FAILURE;
       release(t->coefficient_rows);
       t->coefficient_rows = rows;
-      int64_t stride = t->spline_order * (t->knot_count - (t->spline_type == 1 ? 0 : 1));
+      int64_t stride =
+          t->spline_order * (t->knot_count - (t->spline_type == ZEV_DF_PP_SUBBOTIN ? 0 : 1));
       fill_coefficient_rows(t, const_cast<T*>(p), stride);
       return 0;
     }
@@ -109,8 +117,8 @@ template <class T>
 int edit_idx_ptr(zev_df_task_rec* t, int64_t id, int64_t idx, const T* p) {
   if (t == nullptr) return ZEV_DF_ERROR_NULL_TASK_DESCRIPTOR;
   if (t->space_dimension != 1) return 0;
-  if (id == 2) {
-    if (t->function_hint == 0x20) return ZEV_DF_ERROR_BAD_Y_HINT;
+  if (id == ZEV_DF_Y) {
+    if (t->function_hint == ZEV_DF_MATRIX_STORAGE_COLS) return ZEV_DF_ERROR_BAD_Y_HINT;
     if (idx < 0 || idx >= t->function_count) return ZEV_DF_ERROR_BAD_INDEX;
     if (p == nullptr) return ZEV_DF_ERROR_NULL_Y;
     if (t->function_rows == nullptr) {
@@ -121,7 +129,7 @@ int edit_idx_ptr(zev_df_task_rec* t, int64_t id, int64_t idx, const T* p) {
     t->function_rows[idx] = p;
     return 0;
   }
-  if (id == 5) {
+  if (id == ZEV_DF_PP_SCOEFF) {
     if (idx < 0 || idx >= t->function_count) return ZEV_DF_ERROR_BAD_INDEX;
     if (p == nullptr) return ZEV_DF_ERROR_NULL_SCOEFF;
     if (t->coefficient_rows == nullptr) {
@@ -141,11 +149,13 @@ int query_ptr(const zev_df_task_rec* t, int64_t id, const T** out) {
   if (out == nullptr) return ZEV_DF_ERROR_NULL_RESULT;
   if (t->space_dimension != 1) return 0;
   switch (id) {
-    case 1: *out = static_cast<const T*>(t->knots); return 0;
-    case 3: *out = static_cast<const T*>(t->internal_values); return 0;
-    case 4: *out = static_cast<const T*>(t->boundary_values); return 0;
-    case 2: *out = t->function_rows ? static_cast<const T*>(t->function_rows[0]) : nullptr; return 0;
-    case 5:
+    case ZEV_DF_X: *out = static_cast<const T*>(t->knots); return 0;
+    case ZEV_DF_IC: *out = static_cast<const T*>(t->internal_values); return 0;
+    case ZEV_DF_BC: *out = static_cast<const T*>(t->boundary_values); return 0;
+    case ZEV_DF_Y:
+      *out = t->function_rows ? static_cast<const T*>(t->function_rows[0]) : nullptr;
+      return 0;
+    case ZEV_DF_PP_SCOEFF:
       *out = t->coefficient_rows ? static_cast<const T*>(t->coefficient_rows[0]) : nullptr;
       return 0;
     default: return ZEV_DF_ERROR_BAD_PARAMETER;
@@ -157,11 +167,13 @@ int query_idx_ptr(const zev_df_task_rec* t, int64_t id, int64_t idx, const T** o
   if (t == nullptr) return ZEV_DF_ERROR_NULL_TASK_DESCRIPTOR;
   if (out == nullptr) return ZEV_DF_ERROR_NULL_RESULT;
   if (t->space_dimension != 1) return 0;
-  if (id != 2 && id != 5) return ZEV_DF_ERROR_BAD_PARAMETER;
+  if (id != ZEV_DF_Y && id != ZEV_DF_PP_SCOEFF) return ZEV_DF_ERROR_BAD_PARAMETER;
   if (idx < 0 || idx >= t->function_count) return ZEV_DF_ERROR_BAD_INDEX;
-  if (id == 2) {
+  if (id == ZEV_DF_Y) {
     if (t->function_rows == nullptr) *out = nullptr;
-    else *out = static_cast<const T*>(t->function_rows[t->function_hint == 0x20 ? 0 : idx]);
+    else
+      *out = static_cast<const T*>(
+          t->function_rows[t->function_hint == ZEV_DF_MATRIX_STORAGE_COLS ? 0 : idx]);
   } else {
     *out = t->coefficient_rows ? static_cast<const T*>(t->coefficient_rows[idx]) : nullptr;
   }
@@ -176,12 +188,13 @@ int edit_pp(zev_df_task_rec* t, int64_t order, int64_t type, int64_t bc_type, co
   if (type < 0) return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
   t->spline_order = order;
   t->spline_type = type;
-  if (bc_type != 0 && bc_type != 1 && bc_type != 2 && bc_type != 0x40 && bc == nullptr)
+  if (bc_type != ZEV_DF_NO_BC && bc_type != ZEV_DF_BC_NOT_A_KNOT && bc_type != ZEV_DF_BC_FREE_END &&
+      bc_type != ZEV_DF_BC_PERIODIC && bc == nullptr)
     return ZEV_DF_ERROR_NULL_BC;
   t->boundary_kind = bc_type;
   t->boundary_values = bc;
-  if (ic_type == 0 && ic != nullptr) return ZEV_DF_ERROR_BAD_IC_TYPE;
-  if (ic_type != 0 && ic == nullptr) return ZEV_DF_ERROR_NULL_IC;
+  if (ic_type == ZEV_DF_NO_IC && ic != nullptr) return ZEV_DF_ERROR_BAD_IC_TYPE;
+  if (ic_type != ZEV_DF_NO_IC && ic == nullptr) return ZEV_DF_ERROR_NULL_IC;
   t->internal_kind = ic_type;
   t->internal_values = ic;
   if (coeff != nullptr) {
@@ -191,7 +204,7 @@ int edit_pp(zev_df_task_rec* t, int64_t order, int64_t type, int64_t bc_type, co
     release(t->coefficient_rows);
     t->coefficient_rows = rows;
     t->coefficient_hint = coeff_hint;
-    int64_t stride = order * t->knot_count - (type == 1 ? 0 : order);
+    int64_t stride = order * t->knot_count - (type == ZEV_DF_PP_SUBBOTIN ? 0 : order);
     fill_coefficient_rows(t, coeff, stride);
   }
   t->coefficient_hint = coeff_hint;
@@ -273,11 +286,11 @@ ZEV_API int zev_df_kernel_iEditVal(zev_df_task t, int64_t id, int64_t v) {
   if (t == nullptr) return ZEV_DF_ERROR_NULL_TASK_DESCRIPTOR;
   if (t->space_dimension != 1) return 0;
   switch (id) {
-    case 14:
+    case ZEV_DF_NX:
       if (v < 2) return ZEV_DF_ERROR_BAD_NX;
       t->knot_count = v;
       return 0;
-    case 15: {
+    case ZEV_DF_XHINT: {
       if (v != 0 && v != 1 && v != 2 && v != 4) return ZEV_DF_ERROR_BAD_X_HINT;
       if (v == 1) {
         if (t->knots == nullptr) return ZEV_DF_ERROR_NULL_X;
@@ -287,36 +300,36 @@ ZEV_API int zev_df_kernel_iEditVal(zev_df_task t, int64_t id, int64_t v) {
       t->partition_hint = v;
       return 0;
     }
-    case 16:
+    case ZEV_DF_NY:
       if (v <= 0) return ZEV_DF_ERROR_BAD_NY;
       t->function_count = v;
       return 0;
-    case 17:
+    case ZEV_DF_YHINT:
       if (!valid_layout(v)) return ZEV_DF_ERROR_BAD_Y_HINT;
       t->function_hint = v;
       return 0;
-    case 18:
+    case ZEV_DF_PP_ORDER:
       if (v < 0) return ZEV_DF_ERROR_BAD_SPLINE_ORDER;
       t->spline_order = v;
       return 0;
-    case 19:
+    case ZEV_DF_PP_TYPE:
       if (!(v == 0 || v == 1 || v == 2 || v == 3 || v == 4 || v == 5 || v == 9))
         return ZEV_DF_ERROR_BAD_SPLINE_TYPE;
       t->spline_type = v;
       return 0;
-    case 20:
+    case ZEV_DF_IC_TYPE:
       if (!(v == 0 || v == 1 || v == 2 || (v & 8))) return ZEV_DF_ERROR_BAD_IC_TYPE;
       t->internal_kind = v;
       return 0;
-    case 21:
+    case ZEV_DF_BC_TYPE:
       if (v < 0) return ZEV_DF_ERROR_BAD_BC_TYPE;
       t->boundary_kind = v;
       return 0;
-    case 22:
+    case ZEV_DF_PP_SCOEFF_HINT:
       if (!valid_layout(v)) return ZEV_DF_ERROR_BAD_SCOEFF_HINT;
       t->coefficient_hint = v;
       return 0;
-    case 23:
+    case ZEV_DF_EXTRA_FLAG:
       if (v != 0 && v != 1) return ZEV_DF_ERROR_BAD_EXTRA_FLAG;
       t->extra_flag = v;
       return 0;
@@ -331,16 +344,16 @@ ZEV_API int zev_df_kernel_iQueryVal(zev_df_task t, int64_t id, void* result) {
   if (t->space_dimension != 1) return 0;
   int64_t v;
   switch (id) {
-    case 14: v = t->knot_count; break;
-    case 15: v = t->partition_hint; break;
-    case 16: v = t->function_count; break;
-    case 17: v = t->function_hint; break;
-    case 18: v = t->spline_order; break;
-    case 19: v = t->spline_type; break;
-    case 20: v = t->internal_kind; break;
-    case 21: v = t->boundary_kind; break;
-    case 22: v = t->coefficient_hint; break;
-    case 23: v = t->extra_flag; break;
+    case ZEV_DF_NX: v = t->knot_count; break;
+    case ZEV_DF_XHINT: v = t->partition_hint; break;
+    case ZEV_DF_NY: v = t->function_count; break;
+    case ZEV_DF_YHINT: v = t->function_hint; break;
+    case ZEV_DF_PP_ORDER: v = t->spline_order; break;
+    case ZEV_DF_PP_TYPE: v = t->spline_type; break;
+    case ZEV_DF_IC_TYPE: v = t->internal_kind; break;
+    case ZEV_DF_BC_TYPE: v = t->boundary_kind; break;
+    case ZEV_DF_PP_SCOEFF_HINT: v = t->coefficient_hint; break;
+    case ZEV_DF_EXTRA_FLAG: v = t->extra_flag; break;
     default: return ZEV_DF_ERROR_BAD_PARAMETER;
   }
   if (t->wide_integers) *static_cast<int64_t*>(result) = v;

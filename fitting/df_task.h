@@ -114,7 +114,7 @@ struct Values {
   bool interleaved;
   Values(const zev_df_task_rec* t)
       : rows(reinterpret_cast<const T* const*>(t->function_rows)), ny(t->function_count),
-        interleaved(t->function_hint == 0x20) {}
+        interleaved(t->function_hint == ZEV_DF_MATRIX_STORAGE_COLS) {}
   T at(int64_t f, int64_t i) const { return interleaved ? rows[0][i * ny + f] : rows[f][i]; }
 };
 
@@ -126,7 +126,7 @@ struct Coeffs {
   bool interleaved;
   Coeffs(const zev_df_task_rec* t)
       : rows(reinterpret_cast<T* const*>(t->coefficient_rows)), ny(t->function_count),
-        order(t->spline_order), interleaved(t->coefficient_hint == 0x20) {}
+        order(t->spline_order), interleaved(t->coefficient_hint == ZEV_DF_MATRIX_STORAGE_COLS) {}
   T* at(int64_t f, int64_t i) const {
     return interleaved ? rows[0] + (i * ny + f) * order : rows[f] + i * order;
   }
@@ -135,17 +135,31 @@ struct Coeffs {
 template <class T>
 int build_lookup(zev_df_task_rec* t);
 
-// Search method choice shared by the search wrapper and interpolation:
-// 0..6, or a negative status.
+// The cell search methods, in the order of their exported members.
+enum SearchMethod : int {
+  kUniformSearch,       // uniform partition: the cell by arithmetic
+  kQuasiUniformSearch,  // quasi-uniform partition
+  kSortedSearch,        // sorted sites: a walk from the last cell
+  kPeakSearch,          // sites gathered near one knot (data hint)
+  kHybridSearch,        // anything else
+  kUserSearch,          // the caller's search function first
+  kUserUniformSearch,   // the same, on a uniform partition
+  kSearchMethods
+};
+
+// Search method choice shared by the search wrapper and interpolation: a
+// SearchMethod, or a negative status.
 template <class T>
 int choose_method(const zev_df_task_rec* t, bool user_fn, int64_t sitehint, const T* datahint) {
-  if (user_fn) return t->partition_hint == 4 ? 6 : 5;
-  if (t->partition_hint == 4) return 0;
-  if (t->partition_hint == 2) return 1;
-  if (sitehint == 0x40) return 2;
-  if (datahint == nullptr) return 4;
-  if (datahint[1] == T(0)) return 4;
-  if (datahint[1] == T(1) && datahint[4] >= T(0) && datahint[4] <= T(t->knot_count)) return 3;
+  const bool uniform = t->partition_hint == ZEV_DF_UNIFORM_PARTITION;
+  if (user_fn) return uniform ? kUserUniformSearch : kUserSearch;
+  if (uniform) return kUniformSearch;
+  if (t->partition_hint == ZEV_DF_QUASI_UNIFORM_PARTITION) return kQuasiUniformSearch;
+  if (sitehint == ZEV_DF_SORTED_DATA) return kSortedSearch;
+  if (datahint == nullptr) return kHybridSearch;
+  if (datahint[1] == T(0)) return kHybridSearch;
+  if (datahint[1] == T(1) && datahint[4] >= T(0) && datahint[4] <= T(t->knot_count))
+    return kPeakSearch;
   return ZEV_DF_ERROR_BAD_DATA_HINT;
 }
 

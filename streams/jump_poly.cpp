@@ -168,12 +168,12 @@ ZEV_API int __vqsPolyRem(uint64_t count, int degree, int nterms, const int* term
   Buffers buf;
   const size_t rwords = size_t(m.words) + 2, vwords = 2 * size_t(m.words) + 4;
   uint64_t* r = static_cast<uint64_t*>(buf.take((rwords + vwords) * 8));
-  if (!r) return -4;
+  if (!r) return ZEV_VQS_ERR_NOMEM;
   uint64_t* v = r + rwords;
   if (dense) {
     m.twords = m.words + 1;
     m.tables = static_cast<uint64_t*>(buf.take(size_t(16) * 16 * size_t(m.twords) * 8));
-    if (!m.tables) return -4;
+    if (!m.tables) return ZEV_VQS_ERR_NOMEM;
     // base[k] = x^(4k) * (P - x^degree), k = 0..15, then all sums of 4 shifts
     uint64_t* base = v;  // scratch: v has room for words + 1 words and more
     std::memset(base, 0, size_t(m.twords) * 8);
@@ -220,8 +220,8 @@ ZEV_API int __vqs_SkipAheadHorner(void* stream, zev_jump_clear_fn clear, zev_jum
   Buffers buf;
   uint32_t* poly = static_cast<uint32_t*>(buf.take(size_t(nwords) * 8));
   void* work = buf.take(size_t(state_size));
-  if (!poly || !work) return -4;
-  if (__vqsPolyRem(count, degree, nterms, terms, nwords, poly) != 0) return -4;
+  if (!poly || !work) return ZEV_VQS_ERR_NOMEM;
+  if (__vqsPolyRem(count, degree, nterms, terms, nwords, poly) != 0) return ZEV_VQS_ERR_NOMEM;
   (void)clear;
   long i = highest(poly, nwords);
   copy(work, stream);
@@ -248,8 +248,8 @@ ZEV_API int __vqs_SkipAheadSWin(void* stream, zev_jump_clear_fn clear, zev_jump_
   unsigned char* table = static_cast<unsigned char*>(buf.take(ss * 128));
   unsigned char* powers = static_cast<unsigned char*>(buf.take(ss * 7));
   void* run = buf.take(ss);
-  if (!poly || !table || !powers || !run) return -4;
-  if (__vqsPolyRem(count, degree, nterms, terms, nwords, poly) != 0) return -4;
+  if (!poly || !table || !powers || !run) return ZEV_VQS_ERR_NOMEM;
+  if (__vqsPolyRem(count, degree, nterms, terms, nwords, poly) != 0) return ZEV_VQS_ERR_NOMEM;
 
   // powers[j] = T^j S for j = 0..6; table[b] = T^7 S + sum over the bits j of b of T^j S,
   // filled in Gray code order so that each entry is its predecessor plus one power.

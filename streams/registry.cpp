@@ -22,22 +22,41 @@ ZEV_VQS_BRNG_DECL(TRNG)
 ZEV_VQS_BRNG_DECL(ARS5)
 ZEV_VQS_BRNG_DECL(PHILOX4X32X10)
 
-#define ZEV_ROW(Name, state, seed, zero, word, bits)                                   \
+// A built-in row: its fields by name, then the generator's four functions.
+#define ZEV_ROW(Name, ...)                                                             \
   BrngRow {                                                                            \
-    state, seed, zero, word, bits, __vqsBRng##Name##InitStream, __vqssBRng##Name,       \
-        __vqsdBRng##Name, __vqsiBRng##Name                                             \
+    __VA_ARGS__, .initFn = __vqsBRng##Name##InitStream, .sGen = __vqssBRng##Name,       \
+        .dGen = __vqsdBRng##Name, .iGen = __vqsiBRng##Name                               \
   }
 
-#define ZEV_ABSTRACT_ROW(state, init, s, d, i) \
-  BrngRow { state, 0, 1, 4, 32, init, s, d, i }
+// An abstract stream's row: its words come from the caller, any value, 32 bits.
+#define ZEV_ABSTRACT_ROW(state, init, s, d, i)                                          \
+  BrngRow {                                                                            \
+    .stateBytes = state, .seedWords = 0, .zeroFlag = 1, .wordBytes = 4, .bitCount = 32, \
+    .initFn = init, .sGen = s, .dGen = d, .iGen = i                                     \
+  }
 
-#define ROW_MCG31M1 ZEV_ROW(MCG31M1, 24, 1, 0, 4, 31)
-#define ROW_R250 ZEV_ROW(R250, 1024, 252, 1, 4, 32)
-#define ROW_MRG32K3A ZEV_ROW(MRG32K3A, 40, 6, 1, 4, 32)
-#define ROW_MCG59 ZEV_ROW(MCG59, 32, 1, 0, 8, 59)
-#define ROW_WH ZEV_ROW(WH, 48, 4, 1, 16, 24)
-#define ROW_SOBOL ZEV_ROW(Sobol, 11712, 2604, 0, 4, 32)
-#define ROW_NIEDERR ZEV_ROW(Niederr, 84288, 10498, 0, 4, 32)
+#define ROW_MCG31M1                                                                     \
+  ZEV_ROW(MCG31M1, .stateBytes = 24, .seedWords = 1, .zeroFlag = 0, .wordBytes = 4, \
+          .bitCount = 31)
+#define ROW_R250                                                                        \
+  ZEV_ROW(R250, .stateBytes = 1024, .seedWords = 252, .zeroFlag = 1, .wordBytes = 4, \
+          .bitCount = 32)
+#define ROW_MRG32K3A                                                                    \
+  ZEV_ROW(MRG32K3A, .stateBytes = 40, .seedWords = 6, .zeroFlag = 1, .wordBytes = 4, \
+          .bitCount = 32)
+#define ROW_MCG59                                                                       \
+  ZEV_ROW(MCG59, .stateBytes = 32, .seedWords = 1, .zeroFlag = 0, .wordBytes = 8, \
+          .bitCount = 59)
+#define ROW_WH                                                                          \
+  ZEV_ROW(WH, .stateBytes = 48, .seedWords = 4, .zeroFlag = 1, .wordBytes = 16, \
+          .bitCount = 24)
+#define ROW_SOBOL                                                                       \
+  ZEV_ROW(Sobol, .stateBytes = 11712, .seedWords = 2604, .zeroFlag = 0, .wordBytes = 4, \
+          .bitCount = 32)
+#define ROW_NIEDERR                                                                     \
+  ZEV_ROW(Niederr, .stateBytes = 84288, .seedWords = 10498, .zeroFlag = 0, .wordBytes = 4, \
+          .bitCount = 32)
 
 #define ROW_WH4 ROW_WH, ROW_WH, ROW_WH, ROW_WH
 #define ROW_WH16 ROW_WH4, ROW_WH4, ROW_WH4, ROW_WH4
@@ -62,31 +81,49 @@ ZEV_API BrngRow __RegBrngsNew[ZEV_VQS_NEW_ROWS] = {
     ROW_WH,
     ROW_SOBOL,
     ROW_NIEDERR,
-    ZEV_ROW(MT19937, 2520, 625, 1, 4, 32),
-    ZEV_ROW(MT2203, 312, 70, 1, 4, 32),
+    ZEV_ROW(MT19937, .stateBytes = 2520, .seedWords = 625, .zeroFlag = 1, .wordBytes = 4,
+            .bitCount = 32),
+    ZEV_ROW(MT2203, .stateBytes = 312, .seedWords = 70, .zeroFlag = 1, .wordBytes = 4,
+            .bitCount = 32),
     ZEV_ABSTRACT_ROW(48, __vqsBRngiAbstractInitStream, __vqssBRngiAbstract, __vqsdBRngiAbstract,
                      __vqsiBRngiAbstract),
     ZEV_ABSTRACT_ROW(64, __vqsBRngdAbstractInitStream, __vqssBRngdAbstract, __vqsdBRngdAbstract,
                      __vqsiBRngdAbstract),
     ZEV_ABSTRACT_ROW(56, __vqsBRngsAbstractInitStream, __vqssBRngsAbstract, __vqsdBRngsAbstract,
                      __vqsiBRngsAbstract),
-    ZEV_ROW(SFMT19937, 2536, 625, 1, 4, 32),
-    ZEV_ROW(TRNG, 24, 1, 0, 4, 32),
-    ZEV_ROW(ARS5, 72, 8, 1, 4, 32),
-    ZEV_ROW(PHILOX4X32X10, 64, 8, 1, 4, 32),
+    ZEV_ROW(SFMT19937, .stateBytes = 2536, .seedWords = 625, .zeroFlag = 1, .wordBytes = 4,
+            .bitCount = 32),
+    ZEV_ROW(TRNG, .stateBytes = 24, .seedWords = 1, .zeroFlag = 0, .wordBytes = 4,
+            .bitCount = 32),
+    ZEV_ROW(ARS5, .stateBytes = 72, .seedWords = 8, .zeroFlag = 1, .wordBytes = 4,
+            .bitCount = 32),
+    ZEV_ROW(PHILOX4X32X10, .stateBytes = 64, .seedWords = 8, .zeroFlag = 1, .wordBytes = 4,
+            .bitCount = 32),
 };
 
 }  // extern "C"
 
-static_assert(sizeof(__RegBrngs) / sizeof(BrngRow) == 281);
+static_assert(sizeof(__RegBrngs) / sizeof(BrngRow) == ZEV_VQS_OLD_ROWS);
 
 namespace zev::vqs {
 
+// A new-form id is (row + 1) * kIdStep plus the member offset: ZEV_BRNG_MCG31M1
+// is row 0, ZEV_BRNG_R250 row 1, and so on.
+constexpr int kIdStep = ZEV_BRNG_R250 - ZEV_BRNG_MCG31M1;
+constexpr int new_row(int id) { return id / kIdStep - 1; }
+constexpr int kBuiltinRows = new_row(ZEV_BRNG_PHILOX4X32X10) + 1;
+static_assert(ZEV_BRNG_MCG31M1 == kIdStep && kBuiltinRows == 16);
+// Old form: rows 0 to 3 as in the new form, then one row per WH member, then
+// Sobol and Niederr.
+constexpr int kOldWhRow = 4, kOldSobolRow = kOldWhRow + ZEV_WH_MEMBERS,
+              kOldNiederrRow = kOldSobolRow + 1;
+
 // How many member offsets each row of the new-form table accepts.
-int memberCounts[ZEV_VQS_NEW_ROWS] = {1, 1, 1, 1, 273, 1, 1, 1, 6024, 1, 1, 1, 1, 1, 1, 1};
+int memberCounts[ZEV_VQS_NEW_ROWS] = {1, 1, 1, 1, ZEV_WH_MEMBERS, 1, 1, 1, ZEV_MT2203_MEMBERS,
+                                       1, 1, 1, 1, 1, 1, 1};
 
 // Rows of the new-form table in use; registration appends.
-int registeredRows = 16;
+int registeredRows = kBuiltinRows;
 
 }  // namespace zev::vqs
 
@@ -95,14 +132,14 @@ using namespace zev::vqs;
 extern "C" {
 
 ZEV_API BrngRow* __vqsGetBrngBaseOffset(int id, int* index, int* offset) {
-  if (id >= 0x100000) {
-    *index = (id >> 20) - 1;
-    *offset = id & 0xFFFFF;
+  if (id >= kIdStep) {
+    *index = id / kIdStep - 1;
+    *offset = id % kIdStep;
     return __RegBrngsNew;
   }
-  if (uint32_t(id) - 4u <= 0x110u) {  // the 273 WH members, ids 4 to 276
-    *index = 4;
-    *offset = id - 4;
+  if (uint32_t(id) - uint32_t(kOldWhRow) < uint32_t(ZEV_WH_MEMBERS)) {  // one WH row
+    *index = kOldWhRow;
+    *offset = id - kOldWhRow;
   } else {
     *index = id;
     *offset = 0;
@@ -135,7 +172,7 @@ ZEV_API int __vqsRegisterBrng(const BrngRow* row) {
   __RegBrngsNew[c] = *row;
   memberCounts[c] = 1;
   registeredRows = c + 1;
-  return (c << 20) + 0x100000;
+  return (c + 1) * kIdStep;
 }
 
 ZEV_API int __vqsGetBrngProperties(int id, BrngRow* row) {
@@ -158,7 +195,7 @@ namespace zev::vqs {
 // abstract rows have none: their state is the caller's addresses, and such a
 // stream is never loaded.
 namespace {
-constexpr StateCheck kChecks[16] = {
+constexpr StateCheck kChecks[kBuiltinRows] = {
     gen::check_mcg31m1_state, gen::check_r250_state,     gen::check_mrg32k3a_state,
     gen::check_mcg59_state,   gen::check_wh_state,       gen::check_sobol_state,
     gen::check_niederr_state, gen::check_mt19937_state,  gen::check_mt2203_state,
@@ -174,13 +211,13 @@ StateCheck state_check(int id) {
   if (table == __RegBrngs) {
     // Old-form rows 0 to 3 are new-form rows 0 to 3, row 4 holds every WH
     // member, 277 and 278 are Sobol and Niederr; 279 and 280 are empty.
-    if (index <= 4) return kChecks[index];
-    if (index == 277) return kChecks[5];
-    if (index == 278) return kChecks[6];
+    if (index <= kOldWhRow) return kChecks[index];
+    if (index == kOldSobolRow) return kChecks[new_row(ZEV_BRNG_SOBOL)];
+    if (index == kOldNiederrRow) return kChecks[new_row(ZEV_BRNG_NIEDERR)];
     return nullptr;
   }
   // Rows from 16 on were registered by a caller.
-  return index < 16 ? kChecks[index] : nullptr;
+  return index < kBuiltinRows ? kChecks[index] : nullptr;
 }
 
 const zev_vqs_chunk* first_chunk(const void* stream, int id) {

@@ -44,7 +44,8 @@ ZEV_API int __vqsNewStreamEx(void** stream, int id, int n, const unsigned int* p
   // before anything is allocated.
   if (!stream || (n > 0 && !params)) return ZEV_VQS_ERR_NULL;
   // Abstract streams are made only through their own constructors.
-  if ((id & ~0x100000) == 0xA00000 || id == 0xC00000) return ZEV_VQS_ERR_BAD_BRNG;
+  if (id == ZEV_BRNG_IABSTRACT || id == ZEV_BRNG_DABSTRACT || id == ZEV_BRNG_SABSTRACT)
+    return ZEV_VQS_ERR_BAD_BRNG;
   int index, offset;
   BrngRow* table = __vqsGetBrngBaseOffset(id, &index, &offset);
   int st = __vqsIsBrngValid(table, index, offset);

@@ -1,15 +1,16 @@
-// Abstract streams: the numbers come from a caller's buffer, and the caller's
-// callback refills it. The stream does not own the buffer.
+// Abtract streams: the numbers come from a caller's buffer, and the caller's
+// callback refill it. The stream does not own the buffer.
 //
-// The index is where the next new number goes (the callback's write
-// position); the unused count is how many numbers behind it are still unread.
-// The read position is therefore index - unused, modulo the buffer size. A
-// new stream's buffer counts as full: index 0, unused = buffer size.
+// The index i where the next new number goes (the callback's write
+// poition); the unused count is how many numbers behind it are still unread.
+// The read poition is therefore index - unused, modulo the buffer size. A
+// new tream's buffer counts as full: index 0, unused = buffer size.
 //
-// On x86-64 the buffer and callback pointers take 8 bytes each, so the states
-// are 32, 48 and 40 bytes (streams of 48, 64 and 56 bytes).
+// On x86-64 the buffer and callback pointer take 8 bytes each, so the states
+// are 32, 48 and 40 byte (streams of 48, 64 and 56 bytes).
 #include <type_traits>
 
+#include "generators/common/init.h"
 #include "streams/stream.h"
 
 namespace {
@@ -79,13 +80,7 @@ int draw(void* stream, int n, Put put) {
 
 template <class St>
 int init(int op, void* stream, int n, const unsigned int* params, int kind) {
-  switch (op) {
-    case ZEV_VQS_INIT_NEW: break;
-    case ZEV_VQS_INIT_LEAPFROG: return ZEV_VQS_ERR_NO_LEAPFROG;
-    case ZEV_VQS_INIT_SKIPAHEAD: return ZEV_VQS_ERR_NO_SKIPAHEAD;
-    case ZEV_VQS_INIT_SKIPEX: return ZEV_VQS_ERR_NO_SKIPAHEADEX;
-    default: return ZEV_VQS_ERR_BAD_INIT_OP;
-  }
+  if (const int refused = zev::gen::refuse_unless_new(op)) return refused;
   const auto* rec = reinterpret_cast<const InitRecord*>(params);
   if (!rec || n != 6 || rec->kind != kind) return ZEV_VQS_ERR_BAD_ARG;
   St* st = zev::vqs::state<St>(stream);

@@ -8,13 +8,14 @@
 // Stream state (56 bytes behind the 16-byte header, 72 in all):
 //   uint32 key[4], ctr[4] (word 0 least significant); int32 left;
 //   uint32 block[4]; int32 pad
-// With c words left in the block the next word is block[(c - 1) ^ 3], which
-// gives the words of a block in order 0, 1, 2, 3.
+// The block logic (counter, words left, skip) is the shared one of
+// generators/common/counter.h; this file supplies the cipher.
 #include <immintrin.h>
 
 #include <cstring>
 
-#include "generators/mt19937/convert.h"
+#include "generators/common/convert.h"
+#include "generators/common/counter.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
 #include "streams/state_check.h"
@@ -33,15 +34,6 @@ struct State {
 static_assert(sizeof(State) + 16 == 72, "ARS5 stream is 72 bytes");
 
 State* st(void* s) { return zev::vqs::state<State>(s); }
-
-inline void increment(uint32_t ctr[4], uint64_t by_lo, uint64_t by_hi = 0) {
-  uint64_t lo = uint64_t(ctr[0]) | uint64_t(ctr[1]) << 32;
-  uint64_t hi = uint64_t(ctr[2]) | uint64_t(ctr[3]) << 32;
-  const uint64_t nlo = lo + by_lo;
-  hi += by_hi + (nlo < lo ? 1 : 0);
-  ctr[0] = uint32_t(nlo); ctr[1] = uint32_t(nlo >> 32);
-  ctr[2] = uint32_t(hi); ctr[3] = uint32_t(hi >> 32);
-}
 
 struct Keys {
   __m128i k[6];
@@ -64,87 +56,49 @@ __attribute__((target("aes,sse2"))) inline __m128i ars(__m128i v, const Keys& ks
   return _mm_aesenclast_si128(v, ks.k[5]);
 }
 
-__attribute__((target("aes,sse2"))) void one_block(State* s, uint32_t* out) {
-  const Keys ks = schedule(s->key);
-  const __m128i v = ars(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s->ctr)), ks);
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v);
-  increment(s->ctr, 1);
-}
+// The block cipher of the counter, for the shared block logic.
+struct Cipher {
+  const uint32_t* key;
 
-// Whole blocks straight to out, four counters in flight.
-__attribute__((target("aes,sse2"))) void blocks(State* s, int nblocks, uint32_t* out) {
-  const Keys ks = schedule(s->key);
-  uint64_t lo = uint64_t(s->ctr[0]) | uint64_t(s->ctr[1]) << 32;
-  uint64_t hi = uint64_t(s->ctr[2]) | uint64_t(s->ctr[3]) << 32;
-  auto make = [&]() {
-    const __m128i c = _mm_set_epi64x(int64_t(hi), int64_t(lo));
-    if (++lo == 0) ++hi;
-    return c;
-  };
-  int b = 0;
-  for (; b + 4 <= nblocks; b += 4) {
-    __m128i v0 = _mm_xor_si128(make(), ks.k[0]), v1 = _mm_xor_si128(make(), ks.k[0]);
-    __m128i v2 = _mm_xor_si128(make(), ks.k[0]), v3 = _mm_xor_si128(make(), ks.k[0]);
-    for (int r = 1; r < 5; ++r) {
-      v0 = _mm_aesenc_si128(v0, ks.k[r]);
-      v1 = _mm_aesenc_si128(v1, ks.k[r]);
-      v2 = _mm_aesenc_si128(v2, ks.k[r]);
-      v3 = _mm_aesenc_si128(v3, ks.k[r]);
+  __attribute__((target("aes,sse2"))) void one(const uint32_t ctr[4], uint32_t out[4]) const {
+    const __m128i v = ars(_mm_loadu_si128(reinterpret_cast<const __m128i*>(ctr)), schedule(key));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), v);
+  }
+
+  // Whole blocks straight to out, four counters in flight.
+  __attribute__((target("aes,sse2"))) void many(uint32_t ctr[4], int nblocks, uint32_t* out) const {
+    const Keys ks = schedule(key);
+    uint64_t lo = uint64_t(ctr[0]) | uint64_t(ctr[1]) << 32;
+    uint64_t hi = uint64_t(ctr[2]) | uint64_t(ctr[3]) << 32;
+    auto make = [&]() {
+      const __m128i c = _mm_set_epi64x(int64_t(hi), int64_t(lo));
+      if (++lo == 0) ++hi;
+      return c;
+    };
+    int b = 0;
+    for (; b + 4 <= nblocks; b += 4) {
+      __m128i v0 = _mm_xor_si128(make(), ks.k[0]), v1 = _mm_xor_si128(make(), ks.k[0]);
+      __m128i v2 = _mm_xor_si128(make(), ks.k[0]), v3 = _mm_xor_si128(make(), ks.k[0]);
+      for (int r = 1; r < 5; ++r) {
+        v0 = _mm_aesenc_si128(v0, ks.k[r]);
+        v1 = _mm_aesenc_si128(v1, ks.k[r]);
+        v2 = _mm_aesenc_si128(v2, ks.k[r]);
+        v3 = _mm_aesenc_si128(v3, ks.k[r]);
+      }
+      __m128i* o = reinterpret_cast<__m128i*>(out + 4 * b);
+      _mm_storeu_si128(o, _mm_aesenclast_si128(v0, ks.k[5]));
+      _mm_storeu_si128(o + 1, _mm_aesenclast_si128(v1, ks.k[5]));
+      _mm_storeu_si128(o + 2, _mm_aesenclast_si128(v2, ks.k[5]));
+      _mm_storeu_si128(o + 3, _mm_aesenclast_si128(v3, ks.k[5]));
     }
-    __m128i* o = reinterpret_cast<__m128i*>(out + 4 * b);
-    _mm_storeu_si128(o, _mm_aesenclast_si128(v0, ks.k[5]));
-    _mm_storeu_si128(o + 1, _mm_aesenclast_si128(v1, ks.k[5]));
-    _mm_storeu_si128(o + 2, _mm_aesenclast_si128(v2, ks.k[5]));
-    _mm_storeu_si128(o + 3, _mm_aesenclast_si128(v3, ks.k[5]));
+    for (; b < nblocks; ++b)
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * b), ars(make(), ks));
+    ctr[0] = uint32_t(lo); ctr[1] = uint32_t(lo >> 32);
+    ctr[2] = uint32_t(hi); ctr[3] = uint32_t(hi >> 32);
   }
-  for (; b < nblocks; ++b)
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * b), ars(make(), ks));
-  s->ctr[0] = uint32_t(lo); s->ctr[1] = uint32_t(lo >> 32);
-  s->ctr[2] = uint32_t(hi); s->ctr[3] = uint32_t(hi >> 32);
-}
+};
 
-void words(State* s, int n, uint32_t* out) {
-  while (n > 0 && s->left > 0) {
-    *out++ = s->block[(s->left - 1) ^ 3];
-    --s->left;
-    --n;
-  }
-  if (n >= 4) {
-    blocks(s, n / 4, out);
-    out += n & ~3;
-    n &= 3;
-  }
-  if (n > 0) {
-    one_block(s, s->block);
-    s->left = 4;
-    while (n > 0) {
-      *out++ = s->block[(s->left - 1) ^ 3];
-      --s->left;
-      --n;
-    }
-  }
-}
-
-int skip(State* s, uint64_t lo, uint64_t hi, uint64_t top) {
-  if (hi == 0 && top == 0 && lo < uint64_t(s->left)) {
-    s->left -= int32_t(lo);
-    return 0;
-  }
-  const uint64_t l = uint64_t(s->left);
-  const uint64_t nlo = lo - l;
-  const uint64_t borrow = nlo > lo ? 1 : 0;
-  const uint64_t nhi = hi - borrow;
-  const uint64_t ntop = top - ((borrow && hi == 0) ? 1 : 0);
-  const uint64_t rem = nlo & 3;
-  increment(s->ctr, (nlo >> 2) | (nhi << 62), (nhi >> 2) | (ntop << 62));
-  if (rem == 0) {
-    s->left = 0;
-    return 0;
-  }
-  one_block(s, s->block);
-  s->left = 4 - int32_t(rem);
-  return 0;
-}
+void words(State* s, int n, uint32_t* out) { counter::words(Cipher{s->key}, s, n, out); }
 
 }  // namespace
 
@@ -158,25 +112,18 @@ extern "C" {
 
 ZEV_API int __vqsBRngARS5InitStream(int op, void* stream, int n, const unsigned int* params) {
   State* s = st(stream);
-  if (op < 0 || op > 3) return ZEV_VQS_ERR_BAD_INIT_OP;
-  if (op == 1) return ZEV_VQS_ERR_NO_LEAPFROG;
+  if (op < ZEV_VQS_INIT_NEW || op > ZEV_VQS_INIT_SKIPEX) return ZEV_VQS_ERR_BAD_INIT_OP;
+  if (op == ZEV_VQS_INIT_LEAPFROG) return ZEV_VQS_ERR_NO_LEAPFROG;
   if (!__vqsCPUisAES()) return ZEV_VQS_ERR_NO_AES;
-  switch (op) {
-    case 0: {
-      uint32_t seed[8] = {};  // key[4] then ctr[4]: the first eight state words
-      for (int i = 0; i < n && i < 8; ++i) seed[i] = params[i];
-      std::memset(s, 0, sizeof(State));
-      std::memcpy(s->key, seed, 16);
-      std::memcpy(s->ctr, seed + 4, 16);
-      return 0;
-    }
-    case 2: return skip(s, zev::vqs::param_u64(params), 0, 0);
-    default: {
-      uint64_t w[3] = {};
-      for (int i = 0; i < n && i < 3; ++i) w[i] = zev::vqs::param_u64(params, i);
-      return skip(s, w[0], w[1], w[2]);
-    }
+  if (op == ZEV_VQS_INIT_NEW) {
+    uint32_t seed[8] = {};  // key[4] then ctr[4]: the first eight state words
+    for (int i = 0; i < n && i < 8; ++i) seed[i] = params[i];
+    std::memset(s, 0, sizeof(State));
+    std::memcpy(s->key, seed, 16);
+    std::memcpy(s->ctr, seed + 4, 16);
+    return ZEV_VQS_OK;
   }
+  return counter::skip_op(Cipher{s->key}, s, op, n, params);
 }
 
 ZEV_API int __vqsiBRngARS5(void* stream, int n, unsigned int* r) {
@@ -187,18 +134,14 @@ ZEV_API int __vqsiBRngARS5(void* stream, int n, unsigned int* r) {
 
 ZEV_API int __vqsdBRngARS5(void* stream, int n, double* r, double a, double b) {
   if (!__vqsCPUisAES()) return ZEV_VQS_ERR_NO_AES;
-  const Affine f = midpoint_affine(a, b);
   State* s = st(stream);
-  return draw_converted(n, r, [s](int m, uint32_t* w) { words(s, m, w); return 0; },
-                        [f](const uint32_t* w, int m, double* o) { swords_to_double(w, m, o, f); });
+  return midpoint_doubles(n, r, a, b, [s](int m, uint32_t* w) { words(s, m, w); return 0; });
 }
 
 ZEV_API int __vqssBRngARS5(void* stream, int n, float* r, float a, float b) {
   if (!__vqsCPUisAES()) return ZEV_VQS_ERR_NO_AES;
-  const Affine f = midpoint_affine(double(a), double(b));
   State* s = st(stream);
-  return draw_converted(n, r, [s](int m, uint32_t* w) { words(s, m, w); return 0; },
-                        [f](const uint32_t* w, int m, float* o) { swords_to_float(w, m, o, f); });
+  return midpoint_floats(n, r, a, b, [s](int m, uint32_t* w) { words(s, m, w); return 0; });
 }
 
 }  // extern "C"

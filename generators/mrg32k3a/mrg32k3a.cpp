@@ -17,8 +17,8 @@ constexpr int64_t kA12 = 1403580, kA13 = 810728;
 constexpr int64_t kA21 = 527612, kA23 = 1370589;
 
 // The companion matrices, acting on (x(k-3), x(k-2), x(k-1)).
-constexpr uint32_t kMat1[9] = {0, 1, 0, 0, 0, 1, kM1 - 810728u, 1403580u, 0};
-constexpr uint32_t kMat2[9] = {0, 1, 0, 0, 0, 1, kM2 - 1370589u, 0, 527612u};
+constexpr uint32_t kMat1[9] = {0, 1, 0, 0, 0, 1, uint32_t(kM1 - kA13), uint32_t(kA12), 0};
+constexpr uint32_t kMat2[9] = {0, 1, 0, 0, 0, 1, uint32_t(kM2 - kA23), 0, uint32_t(kA21)};
 
 // 1/m1 rounded to a double: bits 0x3DF000000D10000B.
 inline double scale() {

@@ -7,9 +7,10 @@
 //   int32  ring     start of the ring in jump work states; 0 in a stream
 #include <cstring>
 
-#include "generators/mt19937/convert.h"
+#include "generators/common/convert.h"
 #include "generators/mt19937/mt19937_charpoly.h"
-#include "generators/mt19937/mt_core.h"
+#include "generators/common/mt_core.h"
+#include "generators/common/init.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
 #include "streams/state_check.h"
@@ -18,7 +19,11 @@ namespace {
 
 using namespace zev::gen;
 constexpr int N = 624, M = 397, R = 31;
-constexpr mt::Twist kTwist{0x9908B0DFu, 0x9D2C5680u, 0xEFC60000u};
+constexpr mt::Twist kTwist{
+    .a = 0x9908B0DFu,  // last row of the twist matrix
+    .b = 0x9D2C5680u,  // tempering mask after the shift left by 7
+    .c = 0xEFC60000u,  // tempering mask after the shift left by 15
+};
 
 struct State {
   uint32_t x[N];
@@ -26,6 +31,10 @@ struct State {
   int32_t ring;
 };
 static_assert(sizeof(State) + 16 == 2520, "MT19937 stream is 2520 bytes");
+
+constexpr int kStreamBytes = int(sizeof(State)) + zev::vqs::kHeaderBytes;
+constexpr int kDegree = 19937;            // of the characteristic polynomial
+constexpr uint64_t kStepBelow = 0x200000;  // shorter skips step word by word
 
 State* st(void* s) { return zev::vqs::state<State>(s); }
 const State* st(const void* s) { return zev::vqs::state<State>(s); }
@@ -106,30 +115,22 @@ extern "C" {
 
 ZEV_API int __vqsBRngMT19937InitStream(int op, void* stream, int n, const unsigned int* params) {
   State* s = st(stream);
-  switch (op) {
-    case 0: {
-      const uint32_t one = 1;
-      if (n <= 0) mt::seed_by_array<N>(s->x, &one, 1);
-      else mt::seed_by_array<N>(s->x, params, n);
-      s->pos = N;
-      s->ring = 0;
-      return 0;
+  auto seed = [s](const uint32_t* key, int length) {
+    mt::seed_by_array<N>(s->x, key, length);
+    s->pos = N;
+    s->ring = 0;
+    return ZEV_VQS_OK;
+  };
+  auto skip = [stream, s](uint64_t count) {
+    if (count < kStepBelow) {
+      step_words(s, count);
+      return ZEV_VQS_OK;
     }
-    case 1: return ZEV_VQS_ERR_NO_LEAPFROG;
-    case 2: {
-      const uint64_t count = zev::vqs::param_u64(params);
-      if (count == 0) return 0;
-      if (count < 0x200000u) {
-        step_words(s, count);
-        return 0;
-      }
-      return __vqs_SkipAheadSWin(stream, j_clear, j_add, j_copy, j_step, j_setback, j_small,
-                                 uint32_t(count), uint32_t(count >> 32), 624, 0x4DE1,
-                                 0x9D8, kMT19937CharPolyTerms, kMT19937CharPoly);
-    }
-    case 3: return ZEV_VQS_ERR_NO_SKIPAHEADEX;
-    default: return ZEV_VQS_ERR_BAD_INIT_OP;
-  }
+    return __vqs_SkipAheadSWin(stream, j_clear, j_add, j_copy, j_step, j_setback, j_small,
+                               uint32_t(count), uint32_t(count >> 32), N, kDegree, kStreamBytes,
+                               kMT19937CharPolyTerms, kMT19937CharPoly);
+  };
+  return mt::init_stream(op, n, params, seed, skip);
 }
 
 ZEV_API int __vqsiBRngMT19937(void* stream, int n, unsigned int* r) {

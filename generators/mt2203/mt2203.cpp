@@ -8,8 +8,9 @@
 //   int32  pos      next word to give out; 69 means refill first
 //   uint32 a, b, c  the member's twist word and tempering masks
 //   int32  pad
-#include "generators/mt19937/convert.h"
-#include "generators/mt19937/mt_core.h"
+#include "generators/common/convert.h"
+#include "generators/common/mt_core.h"
+#include "generators/common/init.h"
 #include "streams/state_check.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
@@ -22,7 +23,7 @@ constexpr int N = 69, M = 34, R = 5;
 // Members 0 and 1 are the two published parameter sets of the family; members
 // from 2 on are this library's own parameter sets, made by tools/dcmt (see the
 // comment at the top of the table).
-constexpr mt::Twist kParams[6024] = {
+constexpr mt::Twist kParams[ZEV_MT2203_MEMBERS] = {
 #include "generators/mt2203/mt2203_params.inc"
 };
 
@@ -48,7 +49,7 @@ void words(State* s, int n, uint32_t* out) {
 bool zev::gen::check_mt2203_state(const void* stream) {
   const State* s = zev::vqs::state<State>(stream);
   const int member = zev::vqs::member_of(stream);
-  if (member < 0 || member >= 6024) return false;
+  if (member < 0 || member >= ZEV_MT2203_MEMBERS) return false;
   const mt::Twist& p = kParams[member];
   return s->pos >= 0 && s->pos <= N && s->a == p.a && s->b == p.b && s->c == p.c;
 }
@@ -57,26 +58,19 @@ extern "C" {
 
 ZEV_API int __vqsBRngMT2203InitStream(int op, void* stream, int n, const unsigned int* params) {
   State* s = st(stream);
-  switch (op) {
-    case 0: {
-      const uint32_t one = 1;
-      if (n <= 0) mt::seed_by_array<N>(s->x, &one, 1);
-      else mt::seed_by_array<N>(s->x, params, n);
-      s->pos = N;
-      int member = zev::vqs::member_of(stream);
-      if (member < 0 || member >= 6024) member = 0;
-      if (kParams[member].a == 0) return ZEV_VQS_ERR_BAD_BRNG;  // a row this build lacks
-      s->a = kParams[member].a;
-      s->b = kParams[member].b;
-      s->c = kParams[member].c;
-      s->pad = 0;
-      return 0;
-    }
-    case 1: return ZEV_VQS_ERR_NO_LEAPFROG;
-    case 2: return ZEV_VQS_ERR_NO_SKIPAHEAD;
-    case 3: return ZEV_VQS_ERR_NO_SKIPAHEADEX;
-    default: return ZEV_VQS_ERR_BAD_INIT_OP;
-  }
+  auto seed = [stream, s](const uint32_t* key, int length) {
+    mt::seed_by_array<N>(s->x, key, length);
+    s->pos = N;
+    int member = zev::vqs::member_of(stream);
+    if (member < 0 || member >= ZEV_MT2203_MEMBERS) member = 0;
+    if (kParams[member].a == 0) return ZEV_VQS_ERR_BAD_BRNG;  // a row this build lacks
+    s->a = kParams[member].a;
+    s->b = kParams[member].b;
+    s->c = kParams[member].c;
+    s->pad = 0;
+    return ZEV_VQS_OK;
+  };
+  return mt::init_stream(op, n, params, seed);
 }
 
 ZEV_API int __vqsiBRngMT2203(void* stream, int n, unsigned int* r) {

@@ -8,7 +8,7 @@
 //   uint32 x[318]       current point
 //   uint32 v[318][32]   direction words
 // A user table (user polynomials, form 1, or user direction words, form 4)
-// goes to chunk 10, which the generate functions look up first.
+// goes to chunk kNiederrDirectionsChunk, which the generate functions look up first.
 #include <cstring>
 
 #include "generators/niederr/niederr_construct.h"
@@ -36,7 +36,8 @@ State* st(void* s) { return zev::vqs::state<State>(s); }
 
 qrng::Tables tables(void* stream) {
   State* s = st(stream);
-  if (void* tv = __vqsSearchChunk(stream, 10)) return {static_cast<const uint32_t*>(tv), s->x};
+  if (void* tv = __vqsSearchChunk(stream, kNiederrDirectionsChunk))
+    return {static_cast<const uint32_t*>(tv), s->x};
   return {&s->v[0][0], s->x};
 }
 
@@ -49,9 +50,9 @@ int init(void* stream, int n, const unsigned int* p) {
   s->h.component = qrng::kAll;
   std::memset(s->x, 0, sizeof(s->x));
   const int64_t nn = n, d = dim;
-  const uint32_t form = (n > 2 && p[1] == 1) ? p[2] : 0;
-  const bool polys = form == 1 && nn >= d + 3;
-  const bool full = form == 4 && nn >= d * 32 + 3;
+  const uint32_t form = (n > 2 && p[1] == ZEV_QRNG_USER_PARAMS) ? p[2] : 0;
+  const bool polys = form == ZEV_QRNG_USER_POLYS && nn >= d + 3;
+  const bool full = form == ZEV_QRNG_USER_DIRECTIONS && nn >= d * 32 + 3;
   if (!polys && !full) {
     std::memcpy(s->v, kNiederrDirections, size_t(dim) * 32 * 4);
     return 0;
@@ -62,7 +63,7 @@ int init(void* stream, int n, const unsigned int* p) {
     if (full) std::memcpy(table + size_t(i) * 32, p + 3 + size_t(i) * 32, 32 * 4);
     else niederr::directions(p[3 + i], table + size_t(i) * 32);
   }
-  if (__vqsAddChunk(stream, 10, nullptr, table, int(dim) * 32 * 4) != 0) {
+  if (__vqsAddChunk(stream, kNiederrDirectionsChunk, nullptr, table, int(dim) * 32 * 4) != 0) {
     zev_serv_deallocate(table);
     return ZEV_VQS_ERR_NOMEM;
   }
@@ -79,7 +80,7 @@ void words(void* stream, int n, uint32_t* out) { qrng::words(&st(stream)->h, tab
 bool zev::gen::check_niederr_state(const void* stream) {
   const State* s = zev::vqs::state<State>(stream);
   uint64_t max_dim = kMaxDim;
-  const zev_vqs_chunk* tv = zev::vqs::first_chunk(stream, 10);
+  const zev_vqs_chunk* tv = zev::vqs::first_chunk(stream, kNiederrDirectionsChunk);
   if (tv && tv->data) {
     const uint64_t by_v = tv->size > 0 ? uint64_t(tv->size) / (4 * qrng::kBits) : 0;
     if (by_v < max_dim) max_dim = by_v;
@@ -93,9 +94,10 @@ ZEV_QRNG_COMMON_ENTRIES(Niederr)
 
 ZEV_API int __vqssBRngNiederr(void* stream, int n, float* r, float a, float b) {
   if (const int e = qrng::check_room(&st(stream)->h, n)) return e;
-  const Affine f = unsigned_affine(double(a), double(b));
-  return draw_converted(n, r, [stream](int m, uint32_t* w) { words(stream, m, w); return 0; },
-                        [f](const uint32_t* w, int m, float* o) { words_to_float(w, m, o, f); });
+  return unsigned_floats(n, r, a, b, [stream](int m, uint32_t* w) {
+    words(stream, m, w);
+    return 0;
+  });
 }
 
 }  // extern "C"

@@ -7,12 +7,14 @@
 // Stream state (48 bytes behind the 16-byte header, 64 in all):
 //   uint32 key[2], ctr[4]; int32 left (words of the block still to give out);
 //   uint32 block[4]; int32 pad
-// The words of a block go out in order 0, 1, 2, 3.
+// The words of a block go out in order 0, 1, 2, 3; the block logic
+// (counter, words left, skip) is the shared one of generators/common/counter.h.
 #include <emmintrin.h>
 
 #include <cstring>
 
-#include "generators/mt19937/convert.h"
+#include "generators/common/convert.h"
+#include "generators/common/counter.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
 #include "streams/state_check.h"
@@ -45,16 +47,6 @@ inline void philox_block(const uint32_t ctr[4], const uint32_t key[2], uint32_t 
   out[0] = c0; out[1] = c1; out[2] = c2; out[3] = c3;
 }
 
-inline void increment(uint32_t ctr[4], uint64_t by_lo, uint64_t by_hi = 0) {
-  // 128-bit addition, word 0 least significant
-  uint64_t lo = uint64_t(ctr[0]) | uint64_t(ctr[1]) << 32;
-  uint64_t hi = uint64_t(ctr[2]) | uint64_t(ctr[3]) << 32;
-  const uint64_t nlo = lo + by_lo;
-  hi += by_hi + (nlo < lo ? 1 : 0);
-  ctr[0] = uint32_t(nlo); ctr[1] = uint32_t(nlo >> 32);
-  ctr[2] = uint32_t(hi); ctr[3] = uint32_t(hi >> 32);
-}
-
 // The counter words of blocks ctr + j in lane j, then ctr += 4. Without a
 // carry out of word 0 (all but 4 counters in 2^32) only word 0 differs.
 inline void counter_lanes(uint32_t ctr[4], __m128i c[4]) {
@@ -67,7 +59,7 @@ inline void counter_lanes(uint32_t ctr[4], __m128i c[4]) {
   alignas(16) uint32_t t[4][4];  // t[word][lane]
   for (int j = 0; j < 4; ++j) {
     for (int w = 0; w < 4; ++w) t[w][j] = ctr[w];
-    increment(ctr, 1);
+    counter::add(ctr, 1);
   }
   for (int w = 0; w < 4; ++w) c[w] = _mm_load_si128(reinterpret_cast<const __m128i*>(t[w]));
 }
@@ -116,74 +108,36 @@ void philox_blocks(uint32_t ctr[4], const uint32_t key[2], uint32_t* out /* 16 G
   }
 }
 
-// The block of the current counter is the one being given out; the counter
-// then moves on. left words of block remain, from index 4 - left.
-void words(State* s, int n, uint32_t* out) {
-  while (n > 0 && s->left > 0) {
-    *out++ = s->block[4 - s->left];
-    --s->left;
-    --n;
-  }
-  while (n >= 48) {
-    philox_blocks<3>(s->ctr, s->key, out);
-    out += 48;
-    n -= 48;
-  }
-  if (n >= 32) {
-    philox_blocks<2>(s->ctr, s->key, out);
-    out += 32;
-    n -= 32;
-  } else if (n >= 16) {
-    philox_blocks<1>(s->ctr, s->key, out);
-    out += 16;
-    n -= 16;
-  }
-  while (n >= 4) {
-    philox_block(s->ctr, s->key, out);
-    increment(s->ctr, 1);
-    out += 4;
-    n -= 4;
-  }
-  if (n > 0) {
-    philox_block(s->ctr, s->key, s->block);
-    increment(s->ctr, 1);
-    s->left = 4;
-    while (n > 0) {
-      *out++ = s->block[4 - s->left];
-      --s->left;
-      --n;
+// The block function of the counter, for the shared block logic; whole
+// blocks go twelve, eight or four at a time through the lanes.
+struct Cipher {
+  const uint32_t* key;
+
+  void one(const uint32_t ctr[4], uint32_t out[4]) const { philox_block(ctr, key, out); }
+
+  void many(uint32_t ctr[4], int nblocks, uint32_t* out) const {
+    while (nblocks >= 12) {
+      philox_blocks<3>(ctr, key, out);
+      out += 48;
+      nblocks -= 12;
+    }
+    if (nblocks >= 8) {
+      philox_blocks<2>(ctr, key, out);
+      out += 32;
+      nblocks -= 8;
+    } else if (nblocks >= 4) {
+      philox_blocks<1>(ctr, key, out);
+      out += 16;
+      nblocks -= 4;
+    }
+    for (; nblocks > 0; --nblocks, out += 4) {
+      philox_block(ctr, key, out);
+      counter::add(ctr, 1);
     }
   }
-}
+};
 
-// Skip: words left in the block first, then whole blocks by counter
-// arithmetic, then the block of the landing counter is computed at once.
-int skip(State* s, uint64_t lo, uint64_t hi, uint64_t top) {
-  if (hi == 0 && top == 0 && lo < uint64_t(s->left)) {
-    s->left -= int32_t(lo);
-    return 0;
-  }
-  // count - left, as a 192-bit number (the cap drops anything above 2^130 words)
-  uint64_t l = uint64_t(s->left);
-  const uint64_t nlo = lo - l;
-  const uint64_t borrow = nlo > lo ? 1 : 0;
-  uint64_t nhi = hi - borrow;
-  const uint64_t nb2 = (borrow && hi == 0) ? 1 : 0;
-  uint64_t ntop = top - nb2;
-  // blocks = rest / 4 (128 bits), remainder rest % 4
-  const uint64_t rem = nlo & 3;
-  const uint64_t blo = (nlo >> 2) | (nhi << 62);
-  const uint64_t bhi = (nhi >> 2) | (ntop << 62);
-  increment(s->ctr, blo, bhi);
-  if (rem == 0) {
-    s->left = 0;
-    return 0;
-  }
-  philox_block(s->ctr, s->key, s->block);
-  increment(s->ctr, 1);
-  s->left = 4 - int32_t(rem);
-  return 0;
-}
+void words(State* s, int n, uint32_t* out) { counter::words(Cipher{s->key}, s, n, out); }
 
 }  // namespace
 
@@ -199,22 +153,18 @@ ZEV_API int __vqsBRngPHILOX4X32X10InitStream(int op, void* stream, int n,
                                              const unsigned int* params) {
   State* s = st(stream);
   switch (op) {
-    case 0: {
-      uint32_t seed[6] = {};
+    case ZEV_VQS_INIT_NEW: {
+      uint32_t seed[6] = {};  // key[2] then ctr[4]
       for (int i = 0; i < n && i < 6; ++i) seed[i] = params[i];
       std::memset(s, 0, sizeof(State));
       s->key[0] = seed[0];
       s->key[1] = seed[1];
       for (int i = 0; i < 4; ++i) s->ctr[i] = seed[2 + i];
-      return 0;
+      return ZEV_VQS_OK;
     }
-    case 1: return ZEV_VQS_ERR_NO_LEAPFROG;
-    case 2: return skip(s, zev::vqs::param_u64(params), 0, 0);
-    case 3: {
-      uint64_t w[3] = {};
-      for (int i = 0; i < n && i < 3; ++i) w[i] = zev::vqs::param_u64(params, i);
-      return skip(s, w[0], w[1], w[2]);
-    }
+    case ZEV_VQS_INIT_LEAPFROG: return ZEV_VQS_ERR_NO_LEAPFROG;
+    case ZEV_VQS_INIT_SKIPAHEAD:
+    case ZEV_VQS_INIT_SKIPEX: return counter::skip_op(Cipher{s->key}, s, op, n, params);
     default: return ZEV_VQS_ERR_BAD_INIT_OP;
   }
 }
@@ -225,17 +175,13 @@ ZEV_API int __vqsiBRngPHILOX4X32X10(void* stream, int n, unsigned int* r) {
 }
 
 ZEV_API int __vqsdBRngPHILOX4X32X10(void* stream, int n, double* r, double a, double b) {
-  const Affine f = midpoint_affine(a, b);
   State* s = st(stream);
-  return draw_converted(n, r, [s](int m, uint32_t* w) { words(s, m, w); return 0; },
-                        [f](const uint32_t* w, int m, double* o) { swords_to_double(w, m, o, f); });
+  return midpoint_doubles(n, r, a, b, [s](int m, uint32_t* w) { words(s, m, w); return 0; });
 }
 
 ZEV_API int __vqssBRngPHILOX4X32X10(void* stream, int n, float* r, float a, float b) {
-  const Affine f = midpoint_affine(double(a), double(b));
   State* s = st(stream);
-  return draw_converted(n, r, [s](int m, uint32_t* w) { words(s, m, w); return 0; },
-                        [f](const uint32_t* w, int m, float* o) { swords_to_float(w, m, o, f); });
+  return midpoint_floats(n, r, a, b, [s](int m, uint32_t* w) { words(s, m, w); return 0; });
 }
 
 }  // extern "C"

@@ -1,9 +1,10 @@
-// R250: the generalised feedback shift register x(k) = x(k-250) XOR x(k-103)
-// on 32-bit words (Kirkpatrick and Stoll, J. Comput. Phys. 40 (1981) 517).
+// R250: the generalied feedback shift register x(k) = x(k-250) XOR x(k-103)
+// on 32-bit word (Kirkpatrick and Stoll, J. Comput. Phys. 40 (1981) 517).
 //
-// State: the 250 words of the register as a ring, the ring position of the
-// oldest word x(k-250), and the ring position of x(k-103): 1008 bytes, the
-// 252 words that a state copy moves.
+// State: the 250 word of the register as a ring, the ring position of the
+// oldet word x(k-250), and the ring position of x(k-103): 1008 bytes, the
+// 252 word that a state copy moves.
+#include "generators/common/init.h"
 #include "streams/stream.h"
 #include "streams/state_check.h"
 
@@ -49,13 +50,7 @@ bool zev::gen::check_r250_state(const void* stream) {
 extern "C" {
 
 ZEV_API int __vqsBRngR250InitStream(int op, void* stream, int n, const unsigned int* params) {
-  switch (op) {
-    case ZEV_VQS_INIT_NEW: break;
-    case ZEV_VQS_INIT_LEAPFROG: return ZEV_VQS_ERR_NO_LEAPFROG;
-    case ZEV_VQS_INIT_SKIPAHEAD: return ZEV_VQS_ERR_NO_SKIPAHEAD;
-    case ZEV_VQS_INIT_SKIPEX: return ZEV_VQS_ERR_NO_SKIPAHEADEX;
-    default: return ZEV_VQS_ERR_BAD_INIT_OP;
-  }
+  if (const int refused = zev::gen::refuse_unless_new(op)) return refused;
   State* st = zev::vqs::state<State>(stream);
   if (n >= kLong) {
     std::memcpy(st->x, params, sizeof st->x);

@@ -16,7 +16,8 @@
 
 #include <cstring>
 
-#include "generators/mt19937/convert.h"
+#include "generators/common/convert.h"
+#include "generators/common/init.h"
 #include "generators/sfmt19937/sfmt19937_charpoly.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
@@ -37,6 +38,9 @@ struct State {
   int32_t pad[3];
 };
 static_assert(sizeof(State) + 16 == 2536, "SFMT19937 stream is 2536 bytes");
+
+constexpr int kStreamBytes = int(sizeof(State)) + zev::vqs::kHeaderBytes;
+constexpr int kDegree = 19968;  // of the characteristic polynomial, 156 * 128
 
 State* st(void* s) { return zev::vqs::state<State>(s); }
 const State* st(const void* s) { return zev::vqs::state<State>(s); }
@@ -276,31 +280,24 @@ extern "C" {
 
 ZEV_API int __vqsBRngSFMT19937InitStream(int op, void* stream, int n, const unsigned int* params) {
   State* s = st(stream);
-  switch (op) {
-    case 0: {
-      const uint32_t one = 1;
-      if (n <= 0) seed_by_array(s->w, &one, 1);
-      else seed_by_array(s->w, params, n);
-      s->left = 0;
-      s->second = 0;
-      s->ring = 0;
-      return 0;
-    }
-    case 1: return ZEV_VQS_ERR_NO_LEAPFROG;
-    case 2: {
-      const uint64_t count = zev::vqs::param_u64(params);
-      if (count == 0) return 0;
-      if (count < 0x4E00u)
-        return __vqs_SkipAheadHorner(stream, j_clear, j_add, j_copy, j_step, j_setback, j_small,
-                                     uint32_t(count), 0, 624, 0x4E00, 0x9E8,
-                                     kSFMT19937CharPolyTerms, kSFMT19937CharPoly);
-      return __vqs_SkipAheadSWin(stream, j_clear, j_add, j_copy, j_step, j_setback, j_small,
-                                 uint32_t(count), uint32_t(count >> 32), 624, 0x4E00, 0x9E8,
-                                 kSFMT19937CharPolyTerms, kSFMT19937CharPoly);
-    }
-    case 3: return ZEV_VQS_ERR_NO_SKIPAHEADEX;
-    default: return ZEV_VQS_ERR_BAD_INIT_OP;
-  }
+  auto seed = [s](const uint32_t* key, int length) {
+    seed_by_array(s->w, key, length);
+    s->left = 0;
+    s->second = 0;
+    s->ring = 0;
+    return ZEV_VQS_OK;
+  };
+  // Short skips by Horner's rule, longer ones by the sliding window.
+  auto skip = [stream](uint64_t count) {
+    if (count < uint64_t(kDegree))
+      return __vqs_SkipAheadHorner(stream, j_clear, j_add, j_copy, j_step, j_setback, j_small,
+                                   uint32_t(count), 0, N32, kDegree, kStreamBytes,
+                                   kSFMT19937CharPolyTerms, kSFMT19937CharPoly);
+    return __vqs_SkipAheadSWin(stream, j_clear, j_add, j_copy, j_step, j_setback, j_small,
+                               uint32_t(count), uint32_t(count >> 32), N32, kDegree, kStreamBytes,
+                               kSFMT19937CharPolyTerms, kSFMT19937CharPoly);
+  };
+  return mt::init_stream(op, n, params, seed, skip);
 }
 
 ZEV_API int __vqsiBRngSFMT19937(void* stream, int n, unsigned int* r) {

@@ -17,8 +17,19 @@
 #include <cstdint>
 #include <cstring>
 
-#include "generators/mt19937/convert.h"
+#include "generators/common/convert.h"
 #include "zev/zev_vqs.h"
+
+namespace zev::gen {
+
+// Chunk ids of the quasi-random tables a user form brings (saved with the
+// stream, so fixed): Sobol's direction words (keyed, shared by copies) and
+// its point (private), Niederreiter's direction words.
+constexpr int kSobolDirectionsChunk = 9;
+constexpr int kNiederrDirectionsChunk = 10;
+constexpr int kSobolPointChunk = 13;
+
+}  // namespace zev::gen
 
 namespace zev::gen::qrng {
 
@@ -130,8 +141,7 @@ inline int skip(Header* h, Tables t, int n, uint64_t count) {
 
 template <class Words>
 inline int gen_d(Words&& w, int n, double* r, double a, double b) {
-  const Affine f = unsigned_affine(a, b);
-  return draw_converted(n, r, w, [f](const uint32_t* q, int m, double* o) { words_to_double(q, m, o, f); });
+  return unsigned_doubles(n, r, a, b, w);
 }
 
 // Single precision in float arithmetic: the word converted as signed, with
@@ -156,15 +166,15 @@ inline int gen_s(Words&& w, int n, float* r, float a, float b) {
 #define ZEV_QRNG_COMMON_ENTRIES(Name)                                                          \
   ZEV_API int __vqsBRng##Name##InitStream(int op, void* stream, int n, const unsigned int* params) { \
     switch (op) {                                                                              \
-      case 0: return init(stream, n, params);                                                  \
-      case 1: {                                                                                \
+      case ZEV_VQS_INIT_NEW: return init(stream, n, params);                                   \
+      case ZEV_VQS_INIT_LEAPFROG: {                                                            \
         int k = 0;                                                                             \
         std::memcpy(&k, params, 4);                                                            \
         return zev::gen::qrng::leapfrog(&st(stream)->h, tables(stream), n, k);                 \
       }                                                                                        \
-      case 2:                                                                                  \
+      case ZEV_VQS_INIT_SKIPAHEAD:                                                             \
         return zev::gen::qrng::skip(&st(stream)->h, tables(stream), n, zev::vqs::param_u64(params)); \
-      case 3: return ZEV_VQS_ERR_NO_SKIPAHEADEX;                                               \
+      case ZEV_VQS_INIT_SKIPEX: return ZEV_VQS_ERR_NO_SKIPAHEADEX;                             \
       default: return ZEV_VQS_ERR_BAD_INIT_OP;                                                 \
     }                                                                                          \
   }                                                                                            \

@@ -6,8 +6,10 @@
 //   position, dimension, component, cursor (uint32 each)
 //   uint32 x[40]        current point
 //   uint32 v[40][32]    direction words, left-aligned
-// User forms 3, 4 and 0xB keep their direction words in chunk 9 (shared by
-// copies of the stream) and the point in chunk 13.
+// The user forms ZEV_QRNG_USER_POLYS_INITS (with or without
+// ZEV_QRNG_USER_FROM_DIM1) and ZEV_QRNG_USER_DIRECTIONS keep their direction
+// words in chunk kSobolDirectionsChunk (shared by copies of the stream) and
+// the point in chunk kSobolPointChunk.
 #include <cstring>
 
 #include "generators/sobol/qrng_core.h"
@@ -95,8 +97,8 @@ void default_dimension(int i, uint32_t* v) {
 
 qrng::Tables tables(void* stream) {
   State* s = st(stream);
-  void* tv = __vqsSearchChunk(stream, 9);
-  void* tx = __vqsSearchChunk(stream, 13);
+  void* tv = __vqsSearchChunk(stream, kSobolDirectionsChunk);
+  void* tx = __vqsSearchChunk(stream, kSobolPointChunk);
   if (tv && tx) return {static_cast<const uint32_t*>(tv), static_cast<uint32_t*>(tx)};
   return {&s->v[0][0], s->x};
 }
@@ -117,12 +119,12 @@ int attach_chunks(void* stream, uint32_t dim, const uint32_t* table) {
   std::memset(tx, 0, size_t(dim) * 4);
   uint64_t key[2];
   __vqsGenerateNewGlobalRODataTableEntryId(key, 9);
-  if (__vqsAddChunk(stream, 9, key, tv, words9 * 4) != 0) {
+  if (__vqsAddChunk(stream, kSobolDirectionsChunk, key, tv, words9 * 4) != 0) {
     zev_serv_deallocate(tv);
     zev_serv_deallocate(tx);
     return ZEV_VQS_ERR_NOMEM;
   }
-  if (__vqsAddChunk(stream, 13, nullptr, tx, int(dim) * 4) != 0) {
+  if (__vqsAddChunk(stream, kSobolPointChunk, nullptr, tx, int(dim) * 4) != 0) {
     zev_serv_deallocate(tx);
     return ZEV_VQS_ERR_NOMEM;
   }
@@ -138,8 +140,11 @@ int init(void* stream, int n, const unsigned int* p) {
     dim = (p[0] >= 1 && p[0] <= uint32_t(kMaxDim)) ? p[0] : 1;
   } else if (n >= 2) {
     dim = p[0] < 1 ? 1 : p[0];
-    if (n >= 4 && p[1] == 1) form = p[2];
-    if (dim > uint32_t(kMaxDim) && (form & 7) != 3 && (form & 7) != 4) dim = 1;
+    if (n >= 4 && p[1] == ZEV_QRNG_USER_PARAMS) form = p[2];
+    const uint32_t base = form & ~uint32_t(ZEV_QRNG_USER_FROM_DIM1);
+    if (dim > uint32_t(kMaxDim) && base != ZEV_QRNG_USER_POLYS_INITS &&
+        base != ZEV_QRNG_USER_DIRECTIONS)
+      dim = 1;
   }
   // which user form the n given satisfies; anything else keeps the defaults
   const int64_t nn = n;
@@ -150,23 +155,23 @@ int init(void* stream, int n, const unsigned int* p) {
   int64_t count = 0;
   int first = 1;  // first dimension the user data describe (0-based)
   switch (form) {
-    case 1:
+    case ZEV_QRNG_USER_POLYS:
       if (d <= kMaxDim && nn >= d + 2) { polys = true; up = p + 3; }
       break;
-    case 2:
+    case ZEV_QRNG_USER_INITS:
       if (d <= kMaxDim && nn >= 4 && nn >= (d - 1) * int64_t(p[3]) + 4) {
         inits = true; count = p[3]; ui = p + 4;
       }
       break;
-    case 3:
+    case ZEV_QRNG_USER_POLYS_INITS:
       if (nn >= d + 3 && nn >= (d - 1) * (int64_t(p[d + 2]) + 1) + 4) {
         polys = inits = true; up = p + 3; count = p[d + 2]; ui = p + d + 3;
       }
       break;
-    case 4:
+    case ZEV_QRNG_USER_DIRECTIONS:
       if (nn >= d * 32 + 3) full = true;
       break;
-    case 0xB:
+    case ZEV_QRNG_USER_POLYS_INITS | ZEV_QRNG_USER_FROM_DIM1:
       if (nn >= d + 4 && nn >= (int64_t(p[d + 3]) + 1) * d + 4) {
         polys = inits = true; up = p + 3; count = p[d + 3]; ui = p + d + 4; first = 0;
       }
@@ -177,7 +182,8 @@ int init(void* stream, int n, const unsigned int* p) {
   s->h.dimension = dim;
   s->h.component = qrng::kAll;
   if (count > 32) count = 32;
-  const bool chunked = full || (form & 7) == 3;
+  const bool chunked =
+      full || (form & ~uint32_t(ZEV_QRNG_USER_FROM_DIM1)) == ZEV_QRNG_USER_POLYS_INITS;
   if (!chunked) {
     for (uint32_t i = 0; i < dim; ++i) {
       if (!polys && !inits) { default_dimension(int(i), s->v[i]); continue; }
@@ -227,8 +233,8 @@ void words(void* stream, int n, uint32_t* out) { qrng::words(&st(stream)->h, tab
 bool zev::gen::check_sobol_state(const void* stream) {
   const State* s = zev::vqs::state<State>(stream);
   uint64_t max_dim = kMaxDim;
-  const zev_vqs_chunk* tv = zev::vqs::first_chunk(stream, 9);
-  const zev_vqs_chunk* tx = zev::vqs::first_chunk(stream, 13);
+  const zev_vqs_chunk* tv = zev::vqs::first_chunk(stream, kSobolDirectionsChunk);
+  const zev_vqs_chunk* tx = zev::vqs::first_chunk(stream, kSobolPointChunk);
   if (tv && tv->data && tx && tx->data) {
     if (tx->key[0] != 0 || tx->key[1] != 0) return false;
     const uint64_t by_v = tv->size > 0 ? uint64_t(tv->size) / (4 * qrng::kBits) : 0;

@@ -1,19 +1,22 @@
-// TRNG: words from the processor's hardware generator (RDRAND), with no
-// sequence, no seed and no jumps; and the processor feature tests of the
-// generators that need instructions beyond SSE2.
+// TRNG: word from the processor's hardware generator (RDRAND), with no
+// equence, no seed and no jumps; and the processor feature tests of the
+// generator that need instructions beyond SSE2.
 //
-// Stream state (8 bytes behind the 16-byte header, 24 in all):
-//   uint32 source   always 0
-//   int32  retries  reads tried again after a failure before giving up
+// Stream tate (8 bytes behind the 16-byte header, 24 in all):
+//   uint32 ource   always 0
+//   int32  retrie  reads tried again after a failure before giving up
 #include <cpuid.h>
 #include <immintrin.h>
 
-#include "generators/mt19937/convert.h"
+#include "generators/common/convert.h"
+#include "generators/common/init.h"
 #include "streams/stream.h"
 #include "zev/zev_vqs.h"
 #include "streams/state_check.h"
 
 namespace {
+
+constexpr int32_t kDefaultRetries = 10;  // when the second seed word is 0 or absent
 
 using namespace zev::gen;
 
@@ -88,17 +91,11 @@ ZEV_API int __vqsCPUisAES(void) {
 ZEV_API int __vqsCPUisVAES(void) { return zev_serv_cpuisicx(); }
 
 ZEV_API int __vqsBRngTRNGInitStream(int op, void* stream, int n, const unsigned int* params) {
+  if (const int refused = refuse_unless_new(op)) return refused;
   State* s = st(stream);
-  switch (op) {
-    case 0:
-      s->source = 0;
-      s->retries = (n >= 2 && params[1] != 0) ? int32_t(params[1]) : 10;
-      return 0;
-    case 1: return ZEV_VQS_ERR_NO_LEAPFROG;
-    case 2: return ZEV_VQS_ERR_NO_SKIPAHEAD;
-    case 3: return ZEV_VQS_ERR_NO_SKIPAHEADEX;
-    default: return ZEV_VQS_ERR_BAD_INIT_OP;
-  }
+  s->source = 0;
+  s->retries = (n >= 2 && params[1] != 0) ? int32_t(params[1]) : kDefaultRetries;
+  return ZEV_VQS_OK;
 }
 
 ZEV_API int __vqsiBRngTRNG(void* stream, int n, unsigned int* r) {
@@ -106,10 +103,8 @@ ZEV_API int __vqsiBRngTRNG(void* stream, int n, unsigned int* r) {
 }
 
 ZEV_API int __vqsdBRngTRNG(void* stream, int n, double* r, double a, double b) {
-  const Affine f = unsigned_affine(a, b);
   State* s = st(stream);
-  return draw_converted(n, r, [s](int m, uint32_t* w) { return words(s, m, w); },
-                        [f](const uint32_t* w, int m, double* o) { words_to_double(w, m, o, f); });
+  return unsigned_doubles(n, r, a, b, [s](int m, uint32_t* w) { return words(s, m, w); });
 }
 
 ZEV_API int __vqssBRngTRNG(void* stream, int n, float* r, float a, float b) {

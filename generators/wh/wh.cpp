@@ -30,7 +30,7 @@ struct Moduli {
 
 Moduli moduli_of(const void* stream) {
   int member = zev::vqs::member_of(stream);
-  if (member < 0 || member >= 273) member = 0;
+  if (member < 0 || member >= ZEV_WH_MEMBERS) member = 0;
   Moduli r;
   for (int j = 0; j < 4; ++j) r.m[j] = kWhModuli[member][j];
   return r;
@@ -91,7 +91,7 @@ ZEV_API int __vqsBRngWHInitStream(int op, void* stream, int n, const unsigned in
   switch (op) {
     case ZEV_VQS_INIT_NEW: {
       int member = zev::vqs::member_of(stream);
-      if (member < 0 || member >= 273) member = 0;
+      if (member < 0 || member >= ZEV_WH_MEMBERS) member = 0;
       for (int j = 0; j < 4; ++j) {
         uint32_t v = 1;
         if (n > j) v = params[j] % kWhModuli[member][j];

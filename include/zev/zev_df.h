@@ -86,6 +86,7 @@ typedef struct zev_df_task_rec* zev_df_task;
 #define ZEV_DF_PP_HYMAN      9
 
 /* ---- boundary conditions (left end first in boundary_values) ---- */
+#define ZEV_DF_NO_BC         0x00 /* the method's own end conditions */
 #define ZEV_DF_BC_NOT_A_KNOT 0x01
 #define ZEV_DF_BC_FREE_END   0x02
 #define ZEV_DF_BC_1ST_LEFT_DER  0x04

@@ -50,6 +50,7 @@ ZEV_EXTERN_C_BEGIN
 #define ZEV_BRNG_MRG32K3A      0x300000
 #define ZEV_BRNG_MCG59         0x400000
 #define ZEV_BRNG_WH            0x500000 /* + member 0..272 */
+#define ZEV_WH_MEMBERS         273
 #define ZEV_BRNG_SOBOL         0x600000
 #define ZEV_BRNG_NIEDERR       0x700000
 #define ZEV_BRNG_MT19937       0x800000
@@ -69,7 +70,7 @@ ZEV_EXTERN_C_BEGIN
 #define ZEV_VQS_INIT_SKIPEX    3 /* n uint64 words of a count, least significant first */
 
 /* ---- Registry row ------------------------------------------------------ */
-/* params is typed as 32-bit words; operations 2 and 3 pass 64-bit words
+/* params is typed as 32-bit words; ZEV_VQS_INIT_SKIPAHEAD and ZEV_VQS_INIT_SKIPEX pass 64-bit words
    through it (read them with memcpy). iGen writes n words of wordBytes bytes
    each, so r spans n * wordBytes / 4 32-bit units. */
 typedef int (*zev_brng_init_fn)(int op, void* stream, int n, const unsigned int* params);

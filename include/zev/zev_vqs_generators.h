@@ -31,6 +31,14 @@ ZEV_VQS_DECLARE_BRNG2(PHILOX4X32X10)
 /* Highest dimensions of the quasi-random generators. */
 #define ZEV_SOBOL_MAX_DIM 40
 #define ZEV_NIEDERR_MAX_DIM 318
+/* Seed words of the quasi-random generators: {dim}, or {dim,
+   ZEV_QRNG_USER_PARAMS, form, data...} where form says what data holds. */
+#define ZEV_QRNG_USER_PARAMS      1   /* seed word 1: a form and user data follow */
+#define ZEV_QRNG_USER_POLYS       1   /* primitive polynomials, from dimension 2 */
+#define ZEV_QRNG_USER_INITS       2   /* initial direction numbers, from dimension 2 */
+#define ZEV_QRNG_USER_POLYS_INITS 3   /* both, from dimension 2 */
+#define ZEV_QRNG_USER_DIRECTIONS  4   /* the whole table of 32 direction words per dimension */
+#define ZEV_QRNG_USER_FROM_DIM1   8   /* with POLYS_INITS: the data start at dimension 1 */
 
 /* Processor features: 1 when present, else 0. */
 ZEV_API int __vqsCPUisRDRAND(void);

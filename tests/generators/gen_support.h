@@ -7,31 +7,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "stream_scope.h"
 #include "zev/zev_vqs.h"
 
 namespace gentest {
 
-struct Stream {
-  void* s = nullptr;
-  Stream() = default;
-  Stream(int id, std::vector<unsigned> seed) {
-    status = __vqsNewStreamEx(&s, id, int(seed.size()), seed.empty() ? nullptr : seed.data());
-  }
-  Stream(const Stream&) = delete;
-  Stream& operator=(const Stream&) = delete;
-  ~Stream() {
-    if (s) __vqsDeleteStream(&s);
-  }
-  operator void*() const { return s; }
-  int status = 0;
-};
-
-// The generator row of a stream, as a distribution would find it.
-inline const BrngRow& row_of(void* s) {
-  int index = 0, offset = 0;
-  const BrngRow* table = __vqsGetBrngBaseOffset(__vqsGetStreamStateBrng(s), &index, &offset);
-  return table[index];
-}
+using zevtest::Stream;  // creation status in .status, for the test to check
+inline const BrngRow& row_of(void* s) { return zevtest::row_of_stream(s); }
 
 inline std::vector<uint32_t> words(void* s, int n) {
   std::vector<uint32_t> w(size_t(n) + 1, 0xDEADBEEFu);

@@ -246,11 +246,7 @@ INSTANTIATE_TEST_SUITE_P(Gens, CounterProps,
                                            CounterCase{"ARS5", ZEV_BRNG_ARS5}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-int32_t trng_retries(void* s) {
-  int32_t r;
-  std::memcpy(&r, static_cast<unsigned char*>(s) + 20, 4);
-  return r;
-}
+int32_t trng_retries(void* s) { return zevtest::state_field<int32_t>(s, 4); }
 
 TEST(TRNG, RetryCountAndStatuses) {
   struct Case { std::vector<unsigned> seed; int32_t retries; } cases[] = {

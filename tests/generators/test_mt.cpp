@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "gen_support.h"
-#include "generators/mt19937/convert.h"
+#include "generators/common/convert.h"
 #include "zev/zev_vqs.h"
 
 using gentest::Stream;

@@ -100,8 +100,7 @@ TEST(QuasiRandom, DimensionRules) {
   for (const auto& c : cases) {
     Stream s(c.id, c.seed);
     ASSERT_EQ(s.status, 0);
-    uint32_t dim;
-    std::memcpy(&dim, static_cast<unsigned char*>(s.s) + 20, 4);
+    const uint32_t dim = zevtest::state_field<uint32_t>(s.s, 4);  // after the position
     EXPECT_EQ(dim, c.dim) << c.id << " " << (c.seed.empty() ? 0 : c.seed[0]);
   }
 }

@@ -9,28 +9,30 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "guarded.h"
+#include "stream_scope.h"
+#include "zev/zev_core.h"
 #include "zev/zev_vqs.h"
 
 namespace vqstest {
 
-// Owns a stream for the length of a test.
-struct Stream {
-  void* s = nullptr;
+// Owns a stream for the length of a test; its creation must succeed.
+struct Stream : zevtest::Stream {
   Stream() = default;
-  explicit Stream(int id, std::vector<unsigned> seed = {}) {
-    int st = __vqsNewStreamEx(&s, id, int(seed.size()), seed.empty() ? nullptr : seed.data());
-    EXPECT_EQ(st, 0) << std::hex << id;
+  explicit Stream(int id, std::vector<unsigned> seed = {}) : zevtest::Stream(id, std::move(seed)) {
+    EXPECT_EQ(status, 0) << std::hex << id;
   }
-  ~Stream() {
-    if (s) __vqsDeleteStream(&s);
-  }
-  Stream(const Stream&) = delete;
-  Stream& operator=(const Stream&) = delete;
-  operator void*() const { return s; }
 };
+
+// A block for a chunk, from the module's allocator, every byte fill.
+inline void* block(int size, unsigned char fill) {
+  void* p = zev_serv_allocate(size_t(size), 128);
+  std::memset(p, fill, size_t(size));
+  return p;
+}
 
 inline BrngRow row_of(int id) {
   BrngRow r{};

@@ -6,12 +6,6 @@ using namespace vqstest;
 
 namespace {
 
-void* block(int size, unsigned char fill) {
-  void* p = zev_serv_allocate(size_t(size), 128);
-  std::memset(p, fill, size_t(size));
-  return p;
-}
-
 int refs(const uint64_t* key) {
   zev_vqs_glob_entry* e = nullptr;
   if (__vqsFindGlobRODataTableEntry(&e, key) != 0) return 0;

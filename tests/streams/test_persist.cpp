@@ -12,12 +12,6 @@ using namespace vqstest;
 
 namespace {
 
-void* block(int size, unsigned char fill) {
-  void* p = zev_serv_allocate(size_t(size), 128);
-  std::memset(p, fill, size_t(size));
-  return p;
-}
-
 std::vector<char> read_file(const std::string& path) {
   std::vector<char> v;
   std::FILE* f = std::fopen(path.c_str(), "rb");
@@ -77,9 +71,6 @@ TEST(StreamsPersist, RoundTripContinuesTheSequence) {
 // Offsets of the version 2 header.
 enum { kVersion = 0, kMagic = 4, kHeaderLen = 8, kStateBytes = 12, kChunks = 16, kId = 20 };
 
-void put32(std::vector<char>& b, size_t at, uint32_t v) { std::memcpy(&b[at], &v, 4); }
-void put16(std::vector<char>& b, size_t at, uint16_t v) { std::memcpy(&b[at], &v, 2); }
-
 // An older 20-byte header: magic and version in either order.
 std::vector<char> old_form(const std::vector<char>& v2, bool magicFirst, uint8_t version,
                            int chunks) {
@@ -87,10 +78,9 @@ std::vector<char> old_form(const std::vector<char>& v2, bool magicFirst, uint8_t
   const char magic[3] = {'R', 'N', 'G'};
   std::memcpy(&b[magicFirst ? 0 : 4], magic, 3);
   b[magicFirst ? 4 : 0] = char(version);
-  uint32_t state;
-  std::memcpy(&state, &v2[kStateBytes], 4);
-  put16(b, 10, uint16_t(state));
-  put16(b, 12, uint16_t(chunks));
+  const uint32_t state = zevtest::get_at<uint32_t>(v2, kStateBytes);
+  zevtest::put_at<uint16_t>(b, 10, uint16_t(state));
+  zevtest::put_at<uint16_t>(b, 12, uint16_t(chunks));
   std::memcpy(&b[16], &v2[kId], 4);
   b.insert(b.end(), v2.begin() + 24, v2.begin() + 24 + state);
   return b;
@@ -117,7 +107,7 @@ TEST(StreamsPersist, OlderHeadersLoad) {
     auto b = old_form(v2, c.magicFirst, c.version, c.chunkForm >= 0 ? 1 : 0);
     if (c.chunkForm >= 0) {
       std::vector<char> rec(4, 0);
-      put32(rec, 0, 5);
+      zevtest::put_at<uint32_t>(rec, 0, 5);
       if (c.chunkForm == 1) rec.insert(rec.end(), 16, 0);
       rec.insert(rec.end(), {8, 0, 0, 0});
       rec.insert(rec.end(), 8, 'x');
@@ -156,17 +146,17 @@ TEST(StreamsPersist, RejectedInputs) {
       {"short chunk data", [](std::vector<char>& b) { b.pop_back(); }, -1103, 1},
       {"no magic", [](std::vector<char>& b) { b[kMagic + 1] = 'X'; }, -1110, -1200},
       {"version 3, none at 4", [](std::vector<char>& b) { b[kVersion] = 3; }, -1111, -1200},
-      {"unknown id", [](std::vector<char>& b) { put32(b, kId, 0x1100000); }, -1110, -1200},
-      {"member out of range", [](std::vector<char>& b) { put32(b, kId, 0x500111); }, -1110, -1200},
-      {"empty old row", [](std::vector<char>& b) { put32(b, kId, 279); }, -1110, -1200},
+      {"unknown id", [](std::vector<char>& b) { zevtest::put_at<uint32_t>(b, kId, 0x1100000); }, -1110, -1200},
+      {"member out of range", [](std::vector<char>& b) { zevtest::put_at<uint32_t>(b, kId, 0x500111); }, -1110, -1200},
+      {"empty old row", [](std::vector<char>& b) { zevtest::put_at<uint32_t>(b, kId, 279); }, -1110, -1200},
       {"abstract stream", [](std::vector<char>& b) {
-         put32(b, kId, ZEV_BRNG_DABSTRACT);
-         put32(b, kStateBytes, 48);
+         zevtest::put_at<uint32_t>(b, kId, ZEV_BRNG_DABSTRACT);
+         zevtest::put_at<uint32_t>(b, kStateBytes, 48);
        }, -1110, -1200},
-      {"state size mismatch", [](std::vector<char>& b) { put32(b, kStateBytes, 15); }, -1110, -1200},
-      {"header length 23", [](std::vector<char>& b) { put16(b, kHeaderLen, 23); }, -1110, -1200},
-      {"negative chunk size", [](std::vector<char>& b) { put32(b, 24 + 16 + 20, 0x80000000u); }, -4, -4},
-      {"chunk count too high", [](std::vector<char>& b) { put16(b, kChunks, 2); }, -1103, 1},
+      {"state size mismatch", [](std::vector<char>& b) { zevtest::put_at<uint32_t>(b, kStateBytes, 15); }, -1110, -1200},
+      {"header length 23", [](std::vector<char>& b) { zevtest::put_at<uint16_t>(b, kHeaderLen, 23); }, -1110, -1200},
+      {"negative chunk size", [](std::vector<char>& b) { zevtest::put_at<uint32_t>(b, 24 + 16 + 20, 0x80000000u); }, -4, -4},
+      {"chunk count too high", [](std::vector<char>& b) { zevtest::put_at<uint16_t>(b, kChunks, 2); }, -1103, 1},
   };
   for (const Case& c : cases) {
     auto b = good;

@@ -14,13 +14,12 @@ namespace {
 
 constexpr size_t kState = 24;  // the state's offset in the saved form
 
+// A 32-bit word of the state in a saved image.
 void poke32(std::vector<char>& b, size_t state_offset, uint32_t v) {
-  std::memcpy(&b[kState + state_offset], &v, 4);
+  zevtest::put_at(b, kState + state_offset, v);
 }
 uint32_t peek32(const std::vector<char>& b, size_t state_offset) {
-  uint32_t v;
-  std::memcpy(&v, &b[kState + state_offset], 4);
-  return v;
+  return zevtest::get_at<uint32_t>(b, kState + state_offset);
 }
 
 // Loads an image through both forms. Returns the two statuses; a stream that

@@ -29,20 +29,14 @@ TEST(StreamsStream, NewStreamStatuses) {
 }
 
 TEST(StreamsStream, OldAndNewIdsDrawTheSameNumbers) {
-  Stream a(0, {7}), b(0x100000, {7});
+  Stream a(0, {7}), b(ZEV_BRNG_MCG31M1, {7});  // old id 0, new id
   EXPECT_EQ(ints(a, 20), ints(b, 20));
   EXPECT_EQ(__vqsGetStreamStateBrng(a), 0);
-  Stream w(4 + 17, {1, 2, 3, 4}), v(0x500000 + 17, {1, 2, 3, 4});
+  Stream w(4 + 17, {1, 2, 3, 4}), v(ZEV_BRNG_WH + 17, {1, 2, 3, 4});  // old WH rows from 4
   EXPECT_EQ(ints(w, 20), ints(v, 20));
 }
 
 // A chunk's data block, owned by the stream once added.
-void* block(int size, unsigned char fill) {
-  void* p = zev_serv_allocate(size_t(size), 128);
-  std::memset(p, fill, size_t(size));
-  return p;
-}
-
 TEST(StreamsStream, CopyIsIndependentAndCarriesChunks) {
   Stream a(ZEV_BRNG_MRG32K3A, {1, 2, 3});
   ints(a, 5);

@@ -554,7 +554,8 @@ int temper_main(int argc, char** argv) {
   std::set<int> done;
   if (FILE* f = std::fopen(argv[6], "r")) {
     char line[128];
-    while (std::fgets(line, sizeof line, f)) done.insert(std::atoi(line));
+    while (std::fgets(line, sizeof line, f))
+      if (line[0] != '#') done.insert(std::atoi(line));
     std::fclose(f);
   }
   FILE* out = std::fopen(argv[6], "a");
@@ -626,9 +627,11 @@ int main(int argc, char** argv) {
   const uint32_t seed = uint32_t(std::strtoul(argv[3], nullptr, 0));
   std::set<int> done;
   if (FILE* f = std::fopen(argv[4], "r")) {
+    char line[128];  // "id a" lines; a line starting with '#' is a comment
     int id;
     unsigned a;
-    while (std::fscanf(f, "%d %x", &id, &a) == 2) done.insert(id);
+    while (std::fgets(line, sizeof line, f))
+      if (line[0] != '#' && std::sscanf(line, "%d %x", &id, &a) == 2) done.insert(id);
     std::fclose(f);
   }
   FILE* out = std::fopen(argv[4], "a");

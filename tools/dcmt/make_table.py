@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Writes generators/mt2203/mt2203_params.inc from the parameter sets found by zev_dcmt.
 
-    tools/dcmt/make_table.py tools/dcmt/mt2203_abc.txt \
+    tools/dcmt/make_table.py generators/mt2203/data/mt2203_abc.txt \
         > generators/mt2203/mt2203_params.inc
 
-The input lines are "id a b c deficiency" as `zev_dcmt --temper` writes them.
+The input lines are "id a b c deficiency" as `zev_dcmt --temper` writes them;
+lines starting with '#' are comments.
 Members 0 and 1 are the family's two published parameter sets. Every other
 member must be present, else the script fails and writes nothing; with
 --partial it writes the members found so far and zero rows for the others,
@@ -23,13 +24,15 @@ def main():
         with open(path) as f:
             for line in f:
                 parts = line.split()
+                if line.startswith("#"):
+                    continue
                 if len(parts) == 5:
                     found[int(parts[0])] = tuple(int(p, 16) for p in parts[1:4])
     missing = [m for m in range(2, MEMBERS) if m not in found]
     if missing and not partial:
         sys.exit(f"{len(missing)} members missing, first {missing[0]}")
     out = ["// MT2203 parameter sets {a, b, c}, one row per member, made by",
-           "// tools/dcmt/make_table.py from tools/dcmt/mt2203_abc.txt, the output of",
+           "// tools/dcmt/make_table.py from generators/mt2203/data/mt2203_abc.txt, the output of",
            "// zev_dcmt 2 6023 4357 mt2203_a.txt, then",
            "// zev_dcmt --temper 2 6023 4357 mt2203_a.txt mt2203_abc.txt 3 2 850.",
            "// Rows 0 and 1: the family's published parameter sets.",

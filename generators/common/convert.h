@@ -1,4 +1,4 @@
-// Word-to-floating conversions shared by the generators of this folder group.
+// Word-to-floating conversions shared by the generators.
 //
 // Every generator hands out 32-bit words; the floating forms scale them into
 // (a, b) in one pass so that a distribution pays for no second one:
@@ -180,6 +180,35 @@ inline int draw_converted(int n, T* r, Words&& words, Conv&& conv) {
     done += m;
   }
   return 0;
+}
+
+// The floating outputs of the generators that make words in pieces: n values
+// in (a, b) from the words that words(m, w) writes (it returns a status),
+// converted in stack-sized pieces, by the unsigned form or by the midpoint
+// form (the word read as signed).
+template <class Words>
+inline int unsigned_doubles(int n, double* r, double a, double b, Words&& words) {
+  const Affine f = unsigned_affine(a, b);
+  return draw_converted(n, r, words,
+                        [f](const uint32_t* w, int m, double* o) { words_to_double(w, m, o, f); });
+}
+template <class Words>
+inline int unsigned_floats(int n, float* r, float a, float b, Words&& words) {
+  const Affine f = unsigned_affine(double(a), double(b));
+  return draw_converted(n, r, words,
+                        [f](const uint32_t* w, int m, float* o) { words_to_float(w, m, o, f); });
+}
+template <class Words>
+inline int midpoint_doubles(int n, double* r, double a, double b, Words&& words) {
+  const Affine f = midpoint_affine(a, b);
+  return draw_converted(n, r, words,
+                        [f](const uint32_t* w, int m, double* o) { swords_to_double(w, m, o, f); });
+}
+template <class Words>
+inline int midpoint_floats(int n, float* r, float a, float b, Words&& words) {
+  const Affine f = midpoint_affine(double(a), double(b));
+  return draw_converted(n, r, words,
+                        [f](const uint32_t* w, int m, float* o) { swords_to_float(w, m, o, f); });
 }
 
 }  // namespace zev::gen
