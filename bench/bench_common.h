@@ -14,6 +14,33 @@
 #include <string>
 #include <vector>
 
+// The peers of other libraries, declared once.
+// glibc's libmvec, SSE variants (x86-64 vector function ABI, 'b' = SSE).
+extern "C" {
+__m128d _ZGVbN2v_exp(__m128d);
+__m128 _ZGVbN4v_expf(__m128);
+__m128d _ZGVbN2v_exp2(__m128d);
+__m128 _ZGVbN4v_exp2f(__m128);
+__m128d _ZGVbN2v_exp10(__m128d);
+__m128 _ZGVbN4v_exp10f(__m128);
+__m128d _ZGVbN2v_expm1(__m128d);
+__m128 _ZGVbN4v_expm1f(__m128);
+__m128d _ZGVbN2v_log(__m128d);
+__m128 _ZGVbN4v_logf(__m128);
+__m128d _ZGVbN2v_log2(__m128d);
+__m128 _ZGVbN4v_log2f(__m128);
+__m128d _ZGVbN2v_log10(__m128d);
+__m128 _ZGVbN4v_log10f(__m128);
+__m128d _ZGVbN2v_log1p(__m128d);
+__m128 _ZGVbN4v_log1pf(__m128);
+__m128d _ZGVbN2v_cbrt(__m128d);
+__m128 _ZGVbN4v_cbrtf(__m128);
+__m128d _ZGVbN2vv_pow(__m128d, __m128d);
+__m128 _ZGVbN4vv_powf(__m128, __m128);
+__m128d _ZGVbN2vv_hypot(__m128d, __m128d);
+__m128 _ZGVbN4vv_hypotf(__m128, __m128);
+}
+
 namespace zevbench {
 
 // Array kernels of the three shapes measured here.

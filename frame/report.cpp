@@ -32,10 +32,10 @@ void raise_x87(uint32_t mode, int status) {
   __asm__ volatile("fnstenv %0" : "=m"(saved));
   __asm__ volatile("fldenv %0" ::"m"(saved));  // fnstenv masks all; put the word back
   copy = saved;
-  if (mode & 0x1000000) copy.control &= ~0x01;
-  if (mode & 0x2000000) copy.control &= ~0x04;
-  if (mode & 0x4000000) copy.control &= ~0x08;
-  if (mode & 0x8000000) copy.control &= ~0x10;
+  if (mode & VQM_TRAP_INVALID) copy.control &= ~0x01;
+  if (mode & VQM_TRAP_DIVBYZERO) copy.control &= ~0x04;
+  if (mode & VQM_TRAP_OVERFLOW) copy.control &= ~0x08;
+  if (mode & VQM_TRAP_UNDERFLOW) copy.control &= ~0x10;
   uint16_t flag = 0;
   switch (status) {
     case 1: flag = 0x01; break;
@@ -128,13 +128,13 @@ void report_impl(int status, int index, const T* a1, long inca1, const T* a2, lo
                  T* r2, long incr2, const char* name) {
   using P = Parts<T>;
   const uint32_t mode = zev_vqm_kernel_GetMode();
-  const uint32_t f = mode & 0xFF00;
-  if (f == 0x2000) return;
+  const uint32_t f = mode & kModeErrors;
+  if (f == VQM_ERRMODE_NOERR) return;
   ThreadState* ts = thread_state();
   ts->status = status;
-  if (f == 0x100) return;
+  if (f == VQM_ERRMODE_IGNORE) return;
 
-  zev_vqm_error_record e;
+  zev_vqm_error_record e{};  // the fields a report does not fill are zero
   e.status = status;
   e.index = index;
   if (ts->interf_input != nullptr) {
@@ -142,14 +142,14 @@ void report_impl(int status, int index, const T* a1, long inca1, const T* a2, lo
                                                  reinterpret_cast<uintptr_t>(ts->interf_input));
     e.index = static_cast<int>(index + (delta >> P::shift));
   }
-  const bool cb = (mode & 0x1000) && ts->callback != nullptr;
-  const bool defaults = (mode & 0x2F00) != 0;
+  const bool cb = (mode & VQM_ERRMODE_CALLBACK) && ts->callback != nullptr;
+  const bool defaults = (mode & kModeReporting) != 0;
   int len = 0;
   if (name != nullptr)
     while (len < 47 && name[len] != 0) ++len;
   if (name != nullptr) memcpy(e.name, name, static_cast<size_t>(len));
   e.name[len] = 0;
-  e.name_length = (status == -2 && !(mode & 0x1000) && !defaults) ? 0 : len;
+  e.name_length = (status == -2 && !(mode & VQM_ERRMODE_CALLBACK) && !defaults) ? 0 : len;
 
   if (status != -1 && status != -2) {
     const long i = index;
@@ -166,9 +166,9 @@ void report_impl(int status, int index, const T* a1, long inca1, const T* a2, lo
   }
   if (cb && ts->callback(&e) != 0) return;
   if (defaults) {
-    if (mode & 0x200) set_errno(errno_of(status));
-    if (mode & 0x400) print_report(e);
-    if (mode & 0x800) raise_x87(mode, status);
+    if (mode & VQM_ERRMODE_ERRNO) set_errno(errno_of(status));
+    if (mode & VQM_ERRMODE_STDERR) print_report(e);
+    if (mode & VQM_ERRMODE_EXCEPT) raise_x87(mode, status);
   }
   if (status == -1 || status == -2) return;
   const long i = index;

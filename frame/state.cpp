@@ -132,24 +132,24 @@ struct Keyword {
 
 // Searched in this order; the first match wins.
 constexpr Keyword kKeywords[] = {
-    {"LA", 2, 0x1},
-    {"HA", 2, 0x2},
-    {"EP", 2, 0x3},
-    {"DEFAULT_PRECISION", 17, 0x0},
-    {"FLOAT_CONSISTENT", 16, 0x10},
-    {"DOUBLE_CONSISTEN", 16, 0x20},
-    {"RESTORE", 7, 0x30},
-    {"ERRMODE_IGNORE", 14, 0x100},
-    {"ERRMODE_ERRNO", 13, 0x200},
-    {"ERRMODE_STDERR", 14, 0x400},
-    {"ERRMODE_EXCEPT", 14, 0x800},
-    {"ERRMODE_CALLBACK", 16, 0x1000},
-    {"ERRMODE_NOERR", 13, 0x2000},
-    {"ERRMODE_DEFAULT", 15, 0x1A00},
-    {"TRAP_INVALID", 12, 0x1000000},
-    {"TRAP_DIVBYZERO", 14, 0x2000000},
-    {"TRAP_OVERFLOW", 13, 0x4000000},
-    {"TRAP_UNDERFLOW", 14, 0x8000000},
+    {"LA", 2, VQM_LA},
+    {"HA", 2, VQM_HA},
+    {"EP", 2, VQM_EP},
+    {"DEFAULT_PRECISION", 17, VQM_DEFAULT_PRECISION},
+    {"FLOAT_CONSISTENT", 16, VQM_FLOAT_CONSISTENT},
+    {"DOUBLE_CONSISTEN", 16, VQM_DOUBLE_CONSISTEN},
+    {"RESTORE", 7, VQM_RESTORE},
+    {"ERRMODE_IGNORE", 14, VQM_ERRMODE_IGNORE},
+    {"ERRMODE_ERRNO", 13, VQM_ERRMODE_ERRNO},
+    {"ERRMODE_STDERR", 14, VQM_ERRMODE_STDERR},
+    {"ERRMODE_EXCEPT", 14, VQM_ERRMODE_EXCEPT},
+    {"ERRMODE_CALLBACK", 16, VQM_ERRMODE_CALLBACK},
+    {"ERRMODE_NOERR", 13, VQM_ERRMODE_NOERR},
+    {"ERRMODE_DEFAULT", 15, VQM_ERRMODE_DEFAULT},
+    {"TRAP_INVALID", 12, VQM_TRAP_INVALID},
+    {"TRAP_DIVBYZERO", 14, VQM_TRAP_DIVBYZERO},
+    {"TRAP_OVERFLOW", 13, VQM_TRAP_OVERFLOW},
+    {"TRAP_UNDERFLOW", 14, VQM_TRAP_UNDERFLOW},
 };
 
 uint64_t read_environment() {
@@ -226,7 +226,9 @@ using zev::thread_state;
 
 namespace {
 
-constexpr uint32_t kMergeMasks[] = {0xF, 0xFF00, 0x3C0000, 0xF000000, 0x30000};
+// The fields SetMode merges, in this order.
+constexpr uint32_t kMergeMasks[] = {zev::kModeLevel, zev::kModeErrors, zev::kModeDenormals, zev::kModeTraps,
+                                    zev::kModeUnnamed};
 
 }  // namespace
 
@@ -241,11 +243,11 @@ ZEV_BOTH(unsigned, GetMode, (void)) {
   const uint64_t env = zev::read_environment();
   uint32_t mode;
   if (env == ~uint64_t{0}) {
-    mode = 0x1A02;
+    mode = VQM_ERRMODE_DEFAULT | VQM_HA;
   } else {
     mode = static_cast<uint32_t>(env);
-    if ((mode & 0xF) == 0) mode |= 2;
-    if ((mode & 0xFF00) == 0) mode |= 0x1A00;
+    if ((mode & zev::kModeLevel) == 0) mode |= VQM_HA;
+    if ((mode & zev::kModeErrors) == 0) mode |= VQM_ERRMODE_DEFAULT;
   }
   r->mode = mode;
   return mode;
@@ -282,7 +284,7 @@ ZEV_BOTH(zev_vqm_error_callback, SetErrorCallBack, (zev_vqm_error_callback cb)) 
   zev::ThreadState* r = thread_state();
   const zev_vqm_error_callback old = r->callback;
   uint32_t mode = zev_vqm_kernel_GetMode();
-  mode = cb != nullptr ? (mode | 0x1000u) : (mode & ~0x1000u);
+  mode = cb != nullptr ? (mode | VQM_ERRMODE_CALLBACK) : (mode & ~VQM_ERRMODE_CALLBACK);
   r->callback = cb;
   zev_vqm_kernel_SetMode(mode);
   return old;
@@ -296,9 +298,9 @@ ZEV_BOTH(void*, SetInterfInputVectorPointer, (void* p)) {
 }
 
 extern "C" ZEV_API int zev_vqm_kernel_GetTTableIndex(void) {
-  return static_cast<int>(zev_vqm_kernel_GetMode() & 0xF) - 1;
+  return static_cast<int>(zev_vqm_kernel_GetMode() & zev::kModeLevel) - 1;
 }
 
-extern "C" ZEV_API int zev_vqm_kernel_GetTTableIndexM(int, int mode) { return (mode & 0xF) - 1; }
+extern "C" ZEV_API int zev_vqm_kernel_GetTTableIndexM(int, int mode) { return (mode & zev::kModeLevel) - 1; }
 
 extern "C" ZEV_API int dll_cpu_version(void) { return 3; }

@@ -7,6 +7,17 @@
 
 namespace zev {
 
+// The fields of the mode word; zev/zev_vqm.h names the values they take.
+inline constexpr uint32_t kModeLevel = 0xF;                                   // VQM_LA, VQM_HA, VQM_EP
+inline constexpr uint32_t kModeErrors = 0xFF00;                               // VQM_ERRMODE_*, bits 8-15
+inline constexpr uint32_t kModeDenormals = VQM_FTZDAZ_ON | VQM_FTZDAZ_OFF;    // 0x3C0000
+inline constexpr uint32_t kModeTraps =
+    VQM_TRAP_INVALID | VQM_TRAP_DIVBYZERO | VQM_TRAP_OVERFLOW | VQM_TRAP_UNDERFLOW;  // 0xF000000
+inline constexpr uint32_t kModeUnnamed = 0x30000;  // bits 16-17: kept by SetMode, read by nothing
+// The error modes that act on a report without a callback.
+inline constexpr uint32_t kModeReporting =
+    VQM_ERRMODE_IGNORE | VQM_ERRMODE_ERRNO | VQM_ERRMODE_STDERR | VQM_ERRMODE_EXCEPT | VQM_ERRMODE_NOERR;
+
 struct ThreadState {
   uint32_t mode;  // 0 until the first read of the mode
   int32_t status;

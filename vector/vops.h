@@ -4,6 +4,8 @@
 
 #include <emmintrin.h>
 
+#include "vector/common/bits.h"
+
 namespace zev::vk {
 
 inline __m128 add(__m128 a, __m128 b) { return _mm_add_ps(a, b); }
@@ -30,9 +32,5 @@ template <class V>
 inline V select(V m, V a, V b) {
   return or_(and_(m, a), andnot(m, b));
 }
-
-// Integer views.
-inline __m128i bits(__m128 v) { return _mm_castps_si128(v); }
-inline __m128i bits(__m128d v) { return _mm_castpd_si128(v); }
 
 }  // namespace zev::vk

@@ -208,6 +208,35 @@ TEST(Report, StderrLines) {
   });
 }
 
+// Leaves a stretch of stack below the caller full of ones, where the next
+// calls will place their frames.
+__attribute__((noinline)) void dirty_stack() {
+  volatile unsigned char junk[16384];
+  for (size_t i = 0; i < sizeof junk; ++i) junk[i] = 0xFF;
+}
+
+// A callback sees zeros in every field its report does not fill: the
+// imaginary parts of a real row, the name's bytes past its end.
+TEST(Report, UnfilledRecordFieldsAreZero) {
+  on_fresh_thread([] {
+    zev_vqm_kernel_SetErrorCallBack(watcher);
+    float r[8];
+    for (int round = 0; round < 4; ++round) {
+      dirty_stack();
+      seen = Seen{};
+      _vqmsExp_HA(8, kExpIn, r);
+      ASSERT_EQ(seen.calls, 2);
+      EXPECT_EQ(seen.last.a1_im, 0.0);
+      EXPECT_EQ(seen.last.a2_im, 0.0);
+      EXPECT_EQ(seen.last.r1_im, 0.0);
+      EXPECT_EQ(seen.last.r2_im, 0.0);
+      EXPECT_EQ(seen.last.padding, 0);
+      for (size_t i = strlen(seen.last.name); i < sizeof seen.last.name; ++i)
+        ASSERT_EQ(seen.last.name[i], 0) << "name byte " << i;
+    }
+  });
+}
+
 // Status -2 (rows not built) is reported with the name only.
 TEST(Report, AccessStatusCarriesNameOnly) {
   on_fresh_thread([] {

@@ -5,11 +5,17 @@
 // usage: zev_algebra_check [points per function, default 1000000]
 //        zev_algebra_check --exhaustive   every significand of sInv, sSqrt and
 //                                         sInvSqrt at every level, x in [1, 4)
+//        zev_algebra_check --edges [stride]  the ends of the ordinary ranges of
+//                                         sInv, sSqrt and sInvSqrt, every input
+//                                         (or every stride-th), FTZ/DAZ off and
+//                                         on, processor and modelled estimates:
+//                                         the table of docs/accuracy_estimates.md
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "tools/algebra_check/edges.h"
 #include "tools/algebra_check/measure.h"
 #include "zev/zev_vqm.h"
 
@@ -96,7 +102,77 @@ double exhaustive(Entry e, Fn fn, bool relative, float& worst_x) {
   return worst;
 }
 
+// The ends of the ordinary ranges (edges.h), every input of each binade: the
+// entries with the processor's estimates, then the evaluations built on an
+// estimate with modelled ones at both ends of the band and scattered in it
+// (on the edge binades and on [1, 4)).
+template <class Eval>
+EdgeWorst modelled(EdgeFn f, int level, bool flush, uint32_t stride) {
+  EdgeWorst w;
+  std::vector<int> es = edge_binades(f);
+  es.push_back(0);
+  es.push_back(1);
+  for (int e : es) w.join(check_eval<Eval>(f, level, flush, binade_inputs(e, false, stride)));
+  return w;
+}
+
+int edges(uint32_t stride) {
+  using namespace zev::vk::alg;
+  using zevtest::ModelEstimate;
+  const char* names[3] = {"LA", "HA", "EP"};
+  bool ok = true;
+  const auto row = [&](const char* fn, int l, const char* est, bool flush, const EdgeWorst& w) {
+    const double bound = l == 0 ? 4.0 : l == 1 ? 1.0 : 0x1p-11;
+    const bool pass = w.err <= bound && w.wrong == 0 && w.status == 0;
+    ok = ok && pass;
+    char worst[48];
+    if (l == 2)
+      snprintf(worst, sizeof worst, "2^%.2f", w.err > 0 ? std::log2(w.err) : -INFINITY);
+    else
+      snprintf(worst, sizeof worst, "%.3f ulp", w.err);
+    printf("| %s | %s | %s | %s | %s | %s%s | %a | %ld | %ld | %ld |\n", fn, names[l], l == 2 ? "2^-11 rel" : l ? "1 ulp" : "4 ulp",
+           est, flush ? "on" : "off", worst, pass ? "" : " FAIL", w.x, w.points, w.wrong, w.status);
+    fflush(stdout);
+  };
+  printf("| Row | Level | Bound | Estimate | FTZ/DAZ | Worst | at x | Points | Wrong class | Statuses |\n");
+  printf("|---|---|---|---|---|---|---|---|---|---|\n");
+  const struct {
+    const char* name;
+    EdgeFn f;
+    SingleUnary lv[3];
+  } entries[] = {{"sInv", EdgeFn::Inv, {_vqmsInv_21, _vqmsInv, _vqmsInv_11}},
+                 {"sSqrt", EdgeFn::Sqrt, {_vqmsSqrt_21, _vqmsSqrt, _vqmsSqrt_11}},
+                 {"sInvSqrt", EdgeFn::InvSqrt, {_vqmsInvSqrt_21, _vqmsInvSqrt, _vqmsInvSqrt_11}}};
+  for (const auto& e : entries)
+    for (int l = 0; l < 3; ++l)
+      for (bool flush : {false, true}) {
+        EdgeWorst w;
+        for (int b : edge_binades(e.f))
+          for (bool neg : {false, true})
+            if (!neg || e.f == EdgeFn::Inv) w.join(check_entry(e.lv[l], e.f, l, flush, binade_inputs(b, neg, stride)));
+        row(e.name, l, "processor", flush, w);
+      }
+  struct Place {
+    const char* name;
+    double bias;
+    bool scattered;
+  };
+  const Place places[] = {{"model, +1.5 * 2^-12", 1, false}, {"model, -1.5 * 2^-12", -1, false}, {"model, scattered", 0, true}};
+  for (const Place& p : places) {
+    zevtest::EstimateBias bias(p.bias, p.scattered);
+    for (bool flush : {false, true}) {
+      row("sInv", 2, p.name, flush, modelled<InvEstEP<ModelEstimate>>(EdgeFn::Inv, 2, flush, stride));
+      row("sSqrt", 2, p.name, flush, modelled<SqrtEstEP<ModelEstimate>>(EdgeFn::Sqrt, 2, flush, stride));
+      row("sInvSqrt", 0, p.name, flush, modelled<InvSqrtEstLA<ModelEstimate>>(EdgeFn::InvSqrt, 0, flush, stride));
+      row("sInvSqrt", 1, p.name, flush, modelled<InvSqrtEstHA<ModelEstimate>>(EdgeFn::InvSqrt, 1, flush, stride));
+      row("sInvSqrt", 2, p.name, flush, modelled<InvSqrtEstEP<ModelEstimate>>(EdgeFn::InvSqrt, 2, flush, stride));
+    }
+  }
+  return ok ? 0 : 1;
+}
+
 int main(int argc, char** argv) {
+  if (argc > 1 && std::string(argv[1]) == "--edges") return edges(argc > 2 ? static_cast<uint32_t>(atol(argv[2])) : 1);
   if (argc > 1 && std::string(argv[1]) == "--exhaustive") {
     const unsigned old = zev_vqm_kernel_SetMode(VQM_ERRMODE_IGNORE);
     bool ok = true;

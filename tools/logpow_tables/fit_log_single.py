@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Writes logpow_slog.inc: the polynomials of the single logarithm kernels.
+"""Writes vector/log/log_single_poly.inc: the polynomials of the single logarithm kernels.
 
-    /usr/bin/python3 tools/logpow_tables/fit_log_single.py > tools/logpow_tables/logpow_slog.inc
+    /usr/bin/python3 tools/logpow_tables/fit_log_single.py > vector/log/log_single_poly.inc
 
 The single kernels reduce x = 2^k z with z in [z0, 2 z0), z0 = 0x1.556800p-1 =
 0.666809 (just above 2/3, so that log10 x for x in [4/3, 2 z0) is found with

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Writes root_seed.inc: the seed of v^(-1/3) of the single root kernels.
+"""Writes vector/cbrt/root_seed.inc: the seed of v^(-1/3) of the single root kernels.
 
-    /usr/bin/python3 tools/logpow_tables/fit_root_seed.py > tools/logpow_tables/root_seed.inc
+    /usr/bin/python3 tools/logpow_tables/fit_root_seed.py > vector/cbrt/root_seed.inc
 
 u0 = bits(C - bits(v) / 3) reads the exponent and mantissa as a piecewise
 linear logarithm; C is the multiple of 2^11 that minimises the largest

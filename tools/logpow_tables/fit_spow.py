@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Writes spow_tables.inc: the tables and polynomials of the single powers.
+"""Writes vector/pow/spow_data.inc: the tables and polynomials of the single powers.
 
-    /usr/bin/python3 tools/logpow_tables/fit_spow.py > tools/logpow_tables/spow_tables.inc
+    /usr/bin/python3 tools/logpow_tables/fit_spow.py > vector/pow/spow_data.inc
 
 log2: z = x 2^-k in [0x1.66p-1, 0x1.66p+0) from the bits, 32 rows by the top five
 bits of z - 0x1.66p-1's mantissa field; row i has c the value at the middle of

@@ -25,7 +25,11 @@ struct LfConst {
   C2 split, one;
   Range32 safe;  // |v| in [2^-960, 2^1000)
 };
-constexpr LfConst kLf = {q2(0xFFFFFFFFF8000000ull), d2(1.0), range32(0x03F00000u, 0x7E6FFFFFu)};
+constexpr LfConst kLf = {
+    .split = q2(0xFFFFFFFFF8000000ull),         // keeps the high 26 bits of a significand
+    .one = d2(1.0),                             // 1.0
+    .safe = range32(0x03F00000u, 0x7E6FFFFFu),  // |v| in [2^-960, 2^1000)
+};
 
 template <class T>
 bool any_nan(T a, T b, T sa, T ha, T sb, T hb) {
@@ -156,23 +160,5 @@ struct dLinearFracP {
 using namespace zev::vk;
 using namespace zev::vk::alg;
 
-extern "C" void zev_k_sLinearFrac_ha(int n, const float* a, const float* b, float sa, float ha, float sb, float hb,
-                                     float* r) {
-  binary<sLinearFracP>(n, a, b, r, sLinearFracP{sa, ha, sb, hb});
-}
-extern "C" void zev_k_sLinearFracI_ha(int n, const float* a, int inca, const float* b, int incb, float sa, float ha,
-                                      float sb, float hb, float* r, int incr) {
-  binary_strided<sLinearFracP>(n, a, inca, b, incb, r, incr, sLinearFracP{sa, ha, sb, hb}, [&] {
-    zev::slot<zev::kt::sLinearFrac>(zev::row::sLinearFrac, kSlot_ha)(n, a, b, sa, ha, sb, hb, r);
-  });
-}
-extern "C" void zev_k_dLinearFrac_ha(int n, const double* a, const double* b, double sa, double ha, double sb,
-                                     double hb, double* r) {
-  binary<dLinearFracP>(n, a, b, r, dLinearFracP{sa, ha, sb, hb});
-}
-extern "C" void zev_k_dLinearFracI_ha(int n, const double* a, int inca, const double* b, int incb, double sa,
-                                      double ha, double sb, double hb, double* r, int incr) {
-  binary_strided<dLinearFracP>(n, a, inca, b, incb, r, incr, dLinearFracP{sa, ha, sb, hb}, [&] {
-    zev::slot<zev::kt::dLinearFrac>(zev::row::dLinearFrac, kSlot_ha)(n, a, b, sa, ha, sb, hb, r);
-  });
-}
+ZEV_KERNELS(sLinearFrac, lahaep, sLinearFracP)
+ZEV_KERNELS(dLinearFrac, lahaep, dLinearFracP)

@@ -27,8 +27,8 @@ namespace {
 
 using namespace logpow;
 
-#include "tools/logpow_tables/logpow_poly.inc"
-#include "tools/logpow_tables/root_seed.inc"
+#include "vector/cbrt/cbrt_poly.inc"
+#include "vector/cbrt/root_seed.inc"
 
 constexpr double kShift = 6755399441055744.0;
 
@@ -260,14 +260,9 @@ inline __m128 root_s(__m128 ax) {
 
 // ---- policies -------------------------------------------------------------------
 
-template <class T_>
-struct RootBase {
-  using T = T_;
-  static constexpr int kBlock = sizeof(T) == 4 ? 16 : 8;
-  static constexpr int kBlockI = kBlock;
-  static constexpr bool kSignedCount = false;
-  static constexpr bool kCallout = true;
-};
+// Unsigned counts, a callout: the shape's defaults.
+template <class T>
+using RootBase = Blocks<T, sizeof(T) == 4 ? 16 : 8>;
 
 // The vector ranges, on |x|: Cbrt and InvCbrt [2^-1000, 2^1000), Pow2o3
 // [2^-500, 2^500), Pow3o2 [2^-670, 2^680) and x > 0.
@@ -393,24 +388,24 @@ using namespace zev::vk;
 
 // Rows: sCbrt, sInvCbrt, sPow2o3, sPow3o2, dPow2o3, dPow3o2 three kernels;
 // dCbrt LA = EP; dInvCbrt one kernel.
-ZEV_UNARY_KERNELS(sCbrt, la, sCbrtLA)
-ZEV_UNARY_KERNELS(sCbrt, ha, sCbrtHA)
-ZEV_UNARY_KERNELS(sCbrt, ep, sCbrtEP)
-ZEV_UNARY_KERNELS(sInvCbrt, la, sInvCbrtLA)
-ZEV_UNARY_KERNELS(sInvCbrt, ha, sInvCbrtHA)
-ZEV_UNARY_KERNELS(sInvCbrt, ep, sInvCbrtEP)
-ZEV_UNARY_KERNELS(sPow2o3, la, sPow2o3LA)
-ZEV_UNARY_KERNELS(sPow2o3, ha, sPow2o3HA)
-ZEV_UNARY_KERNELS(sPow2o3, ep, sPow2o3EP)
-ZEV_UNARY_KERNELS(sPow3o2, la, sPow3o2LA)
-ZEV_UNARY_KERNELS(sPow3o2, ha, sPow3o2HA)
-ZEV_UNARY_KERNELS(sPow3o2, ep, sPow3o2EP)
-ZEV_UNARY_KERNELS(dCbrt, la, dCbrtLA)
-ZEV_UNARY_KERNELS(dCbrt, ha, dCbrtHA)
-ZEV_UNARY_KERNELS(dInvCbrt, ha, dInvCbrtHA)
-ZEV_UNARY_KERNELS(dPow2o3, la, dPow2o3LA)
-ZEV_UNARY_KERNELS(dPow2o3, ha, dPow2o3HA)
-ZEV_UNARY_KERNELS(dPow2o3, ep, dPow2o3EP)
-ZEV_UNARY_KERNELS(dPow3o2, la, dPow3o2LA)
-ZEV_UNARY_KERNELS(dPow3o2, ha, dPow3o2HA)
-ZEV_UNARY_KERNELS(dPow3o2, ep, dPow3o2EP)
+ZEV_KERNELS(sCbrt, la, sCbrtLA)
+ZEV_KERNELS(sCbrt, ha, sCbrtHA)
+ZEV_KERNELS(sCbrt, ep, sCbrtEP)
+ZEV_KERNELS(sInvCbrt, la, sInvCbrtLA)
+ZEV_KERNELS(sInvCbrt, ha, sInvCbrtHA)
+ZEV_KERNELS(sInvCbrt, ep, sInvCbrtEP)
+ZEV_KERNELS(sPow2o3, la, sPow2o3LA)
+ZEV_KERNELS(sPow2o3, ha, sPow2o3HA)
+ZEV_KERNELS(sPow2o3, ep, sPow2o3EP)
+ZEV_KERNELS(sPow3o2, la, sPow3o2LA)
+ZEV_KERNELS(sPow3o2, ha, sPow3o2HA)
+ZEV_KERNELS(sPow3o2, ep, sPow3o2EP)
+ZEV_KERNELS(dCbrt, laep, dCbrtLA)
+ZEV_KERNELS(dCbrt, ha, dCbrtHA)
+ZEV_KERNELS(dInvCbrt, lahaep, dInvCbrtHA)
+ZEV_KERNELS(dPow2o3, la, dPow2o3LA)
+ZEV_KERNELS(dPow2o3, ha, dPow2o3HA)
+ZEV_KERNELS(dPow2o3, ep, dPow2o3EP)
+ZEV_KERNELS(dPow3o2, la, dPow3o2LA)
+ZEV_KERNELS(dPow3o2, ha, dPow3o2HA)
+ZEV_KERNELS(dPow3o2, ep, dPow3o2EP)

@@ -14,7 +14,7 @@
 #include <cfloat>
 
 #include "vector/exp/exp_common.h"
-#include "vector/exp/exp_shape.h"
+#include "vector/shape.h"
 
 namespace zev::vk {
 namespace {
@@ -29,23 +29,43 @@ struct SExpHAConst {
   __m128 c, s, l1, l2, half;
   I4 bias, expmask;
 };
-alignas(16) const SExpHAConst kSHA = {f4(184.6649627685547f),  f4(12582912.0f), f4(0.0054168701171875f),
-                                       f4(-1.6577690757912933e-06f), f4(0.5f),   i4(0x3F80),
-                                       i4(0x7F800000)};
+alignas(16) const SExpHAConst kSHA = {
+    .c = f4(184.6649627685547f),         // 128/ln2: x in units of the table step ln2/128
+    .s = f4(12582912.0f),                // 1.5 * 2^23: adding it rounds to an integer k in the low bits
+    .l1 = f4(0.0054168701171875f),       // ln2/128, high part: k * l1 is exact
+    .l2 = f4(-1.6577690757912933e-06f),  // ln2/128, low part
+    .half = f4(0.5f),                    // coefficient of r^2 in exp(r) - 1 = r + r^2/2
+    .bias = i4(0x3F80),                  // 127 << 7: the exponent bias above the 7 index bits of k
+    .expmask = i4(0x7F800000),           // the exponent field
+};
 
 struct SExpLAConst {
   __m128 c, s, l1, l2, c0, c1, c2, c3, c4, c5;
 };
-alignas(16) const SExpLAConst kSLA = {f4(1.4426950216293335f), f4(12582912.0f),       f4(0.693145751953125f),
-                                       f4(1.428606765330187e-06f), f4(1.0f),          f4(0.9999998807907104f),
-                                       f4(0.4999939203262329f),  f4(0.16667431592941284f), f4(0.041873522102832794f),
-                                       f4(0.008291719481348991f)};
+alignas(16) const SExpLAConst kSLA = {
+    .c = f4(1.4426950216293335f),      // 1/ln2
+    .s = f4(12582912.0f),              // 1.5 * 2^23: rounds x/ln2 to an integer k
+    .l1 = f4(0.693145751953125f),      // ln2, high part: k * l1 is exact
+    .l2 = f4(1.428606765330187e-06f),  // ln2, low part
+    .c0 = f4(1.0f),                    // exp(r) ~ c0 + c1 r + ... + c5 r^5 on |r| <= ln2/2: c0
+    .c1 = f4(0.9999998807907104f),     // c1
+    .c2 = f4(0.4999939203262329f),     // c2
+    .c3 = f4(0.16667431592941284f),    // c3
+    .c4 = f4(0.041873522102832794f),   // c4
+    .c5 = f4(0.008291719481348991f),   // c5
+};
 
 struct SExpEPConst {
   __m128 c, s, one, c1, c2, c3;
 };
-alignas(16) const SExpEPConst kSEP = {f4(1.4426950216293335f), f4(12582912.0f),         f4(1.0f),
-                                       f4(0.6931782960891724f), f4(0.2420288622379303f), f4(0.055504005402326584f)};
+alignas(16) const SExpEPConst kSEP = {
+    .c = f4(1.4426950216293335f),     // 1/ln2: x in units of ln2
+    .s = f4(12582912.0f),             // 1.5 * 2^23: rounds to an integer k
+    .one = f4(1.0f),                  // 1.0
+    .c1 = f4(0.6931782960891724f),    // 2^f - 1 ~ f (c1 + f (c2 + f c3)) on |f| <= 1/2: c1
+    .c2 = f4(0.2420288622379303f),    // c2
+    .c3 = f4(0.055504005402326584f),  // c3
+};
 
 // Overflow and underflow limits of single Exp, and the selects of the NOERR
 // shortcut: lanes past them get +inf or +0 without the scalar call.
@@ -185,6 +205,7 @@ struct SExpBase {
   using V = __m128;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = true;
   static constexpr const char* kName = "vsExp";
   template <int NV>
@@ -266,21 +287,39 @@ constexpr I4 kDExpBound = i4(0x4086232A);  // high word of about 708.3955
 struct DExpHAConst {
   __m128d c, s, l1, l2, c2, c3, c4, c5;
 };
-alignas(16) const DExpHAConst kDHA = {d2(92.33248261689366),  d2(6755399441055744.0), d2(0.010830424696223417),
-                                       d2(2.572804622327669e-14), d2(0.4999999999994775), d2(0.1666666666667797),
-                                       d2(0.04166672368662385),  d2(0.00833333416441411)};
+alignas(16) const DExpHAConst kDHA = {
+    .c = d2(92.33248261689366),       // 64/ln2: x in units of the table step ln2/64 (kD64)
+    .s = d2(6755399441055744.0),      // 1.5 * 2^52: rounds to an integer k in the low bits
+    .l1 = d2(0.010830424696223417),   // ln2/64, high part: k * l1 is exact
+    .l2 = d2(2.572804622327669e-14),  // ln2/64, low part
+    .c2 = d2(0.4999999999994775),     // exp(r) - 1 - r ~ r^2 (c2 + r (c3 + r (c4 + r c5))): c2
+    .c3 = d2(0.1666666666667797),     // c3
+    .c4 = d2(0.04166672368662385),    // c4
+    .c5 = d2(0.00833333416441411),    // c5
+};
 
 struct DExpLAConst {
   __m128d c, s, l1, l2, c2, c3;
 };
-alignas(16) const DExpLAConst kDLA = {d2(1477.3197218702985),   d2(6755399441055744.0), d2(0.0006769015431018488),
-                                       d2(4.137227896298129e-13), d2(0.5000000035796539), d2(0.16666666666666669)};
+alignas(16) const DExpLAConst kDLA = {
+    .c = d2(1477.3197218702985),      // 1024/ln2: x in units of the table step ln2/1024 (kD1024)
+    .s = d2(6755399441055744.0),      // 1.5 * 2^52: rounds to an integer k
+    .l1 = d2(0.0006769015431018488),  // ln2/1024, high part: k * l1 is exact
+    .l2 = d2(4.137227896298129e-13),  // ln2/1024, low part
+    .c2 = d2(0.5000000035796539),     // exp(r) - 1 - r ~ r^2 (c2 + r c3): c2
+    .c3 = d2(0.16666666666666669),    // c3
+};
 
 struct DExpEPConst {
   __m128d c, s, l, one, c2;
 };
-alignas(16) const DExpEPConst kDEP = {d2(184.6649652337873), d2(6755399441055744.0), d2(0.0054152123481245725),
-                                       d2(1.0), d2(0.49999908361121337)};
+alignas(16) const DExpEPConst kDEP = {
+    .c = d2(184.6649652337873),      // 128/ln2: x in units of the table step ln2/128 (kD128One)
+    .s = d2(6755399441055744.0),     // 1.5 * 2^52: rounds to an integer k
+    .l = d2(0.0054152123481245725),  // ln2/128 in one part (EP needs no split)
+    .one = d2(1.0),                  // 1.0
+    .c2 = d2(0.49999908361121337),   // exp(r) ~ 1 + r + c2 r^2: c2
+};
 
 // 2^(k's bits above the index) added into the exponent field of y.
 template <int IndexBits>
@@ -293,6 +332,7 @@ struct DExpBase {
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = true;
   static constexpr const char* kName = "vdExp";
   static int scalar(const double* a, double* r) { return dexp_scalar(a, r); }
@@ -365,9 +405,9 @@ struct DExpEP : DExpBase {
 
 using namespace zev::vk;
 
-ZEV_WHOLE_KERNELS(sExp, la, SExpLA)
-ZEV_WHOLE_KERNELS(sExp, ha, SExpHA)
-ZEV_WHOLE_KERNELS(sExp, ep, SExpEP)
-ZEV_WHOLE_KERNELS(dExp, la, DExpLA)
-ZEV_WHOLE_KERNELS(dExp, ha, DExpHA)
-ZEV_WHOLE_KERNELS(dExp, ep, DExpEP)
+ZEV_KERNELS(sExp, la, SExpLA)
+ZEV_KERNELS(sExp, ha, SExpHA)
+ZEV_KERNELS(sExp, ep, SExpEP)
+ZEV_KERNELS(dExp, la, DExpLA)
+ZEV_KERNELS(dExp, ha, DExpHA)
+ZEV_KERNELS(dExp, ep, DExpEP)

@@ -15,7 +15,7 @@
 #include <cfloat>
 
 #include "vector/exp/exp_common.h"
-#include "vector/exp/exp_shape.h"
+#include "vector/shape.h"
 
 namespace zev::vk {
 namespace {
@@ -126,14 +126,19 @@ struct SExp2Const {
   __m128 s, c1, c2;
   I4 bound;
 };
-alignas(16) const SExp2Const kS2 = {f4(196608.0f), f4(0.693149745464325f), f4(0.24022668600082397f),
-                                     i4(0x42FC0000)};  // 126.0
+alignas(16) const SExp2Const kS2 = {
+    .s = f4(196608.0f),              // 1.5 * 2^17: adding it rounds x to a multiple of 1/64 (table kS64)
+    .c1 = f4(0.693149745464325f),    // 2^f - 1 ~ f (c1 + f c2) on |f| <= 1/128: c1
+    .c2 = f4(0.24022668600082397f),  // c2
+    .bound = i4(0x42FC0000),         // bits of 126.0: larger |x| go to the scalar function
+};
 
 struct SExp2P {
   using T = float;
   using V = __m128;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vsExp2";
   static int scalar(const float* a, float* r) { return sexp2_scalar(a, r); }
@@ -163,15 +168,22 @@ struct SExp10Const {
   __m128 c, s, l1, l2, c1, c2;
   I4 bound;
 };
-alignas(16) const SExp10Const kS10 = {f4(425.206787109375f),      f4(12582912.0f),       f4(0.002353668212890625f),
-                                       f4(-1.8713717508944683e-06f), f4(2.3025872707366943f), f4(2.650949716567993f),
-                                       i4(0x4217B818)};  // 37.929779052734375
+alignas(16) const SExp10Const kS10 = {
+    .c = f4(425.206787109375f),          // 128 log2(10): x in units of the table step log10(2)/128
+    .s = f4(12582912.0f),                // 1.5 * 2^23: rounds to an integer k
+    .l1 = f4(0.002353668212890625f),     // log10(2)/128, high part: k * l1 is exact
+    .l2 = f4(-1.8713717508944683e-06f),  // log10(2)/128, low part
+    .c1 = f4(2.3025872707366943f),       // 10^r - 1 ~ r (c1 + r c2): c1 (ln 10)
+    .c2 = f4(2.650949716567993f),        // c2
+    .bound = i4(0x4217B818),             // bits of 37.929779052734375: larger |x| go to the scalar function
+};
 
 struct SExp10P {
   using T = float;
   using V = __m128;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vsExp10";
   static int scalar(const float* a, float* r) { return sexp10_scalar(a, r); }
@@ -201,14 +213,21 @@ struct SExp10P {
 struct DExp2Const {
   __m128d s, c1, c2, c3, c4, c5;
 };
-alignas(16) const DExp2Const kD2 = {d2(105553116266496.0),   d2(0.6931471805599453),   d2(0.24022650695884967),
-                                     d2(0.05550410866607508), d2(0.009618142269653759), d2(0.0013333417185814622)};
+alignas(16) const DExp2Const kD2 = {
+    .s = d2(105553116266496.0),       // 1.5 * 2^46: adding it rounds x to a multiple of 1/64 (table kD64)
+    .c1 = d2(0.6931471805599453),     // 2^f - 1 ~ f (c1 + f (c2 + ... + f c5)) on |f| <= 1/128: c1 (ln 2)
+    .c2 = d2(0.24022650695884967),    // c2
+    .c3 = d2(0.05550410866607508),    // c3
+    .c4 = d2(0.009618142269653759),   // c4
+    .c5 = d2(0.0013333417185814622),  // c5
+};
 
 struct DExp2P {
   using T = double;
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vdExp2";
   static int scalar(const double* a, double* r) { return dexp2_scalar(a, r); }
@@ -240,15 +259,23 @@ struct DExp10Const {
   __m128d c, s, l1, l2, c1, c2, c3, c4, c5;
 };
 alignas(16) const DExp10Const kD10 = {
-    d2(425.20679614558236),    d2(6896136929411072.0), d2(0.0023517968411397305), d2(-1.487744411497209e-14),
-    d2(2.302585092994046),     d2(2.650949055239026),  d2(2.0346785917911965),    d2(1.1712555494866221),
-    d2(0.5396424512945068)};
+    .c = d2(425.20679614558236),       // 128 log2(10): x in units of the table step log10(2)/128
+    .s = d2(6896136929411072.0),       // 1.5 * 2^52 + 2^47: rounds to an integer k, kept positive in the low bits
+    .l1 = d2(0.0023517968411397305),   // log10(2)/128, high part: k * l1 is exact
+    .l2 = d2(-1.487744411497209e-14),  // log10(2)/128, low part
+    .c1 = d2(2.302585092994046),       // 10^r - 1 ~ r (c1 + r (c2 + ... + r c5)): c1 (ln 10)
+    .c2 = d2(2.650949055239026),       // c2
+    .c3 = d2(2.0346785917911965),      // c3
+    .c4 = d2(1.1712555494866221),      // c4
+    .c5 = d2(0.5396424512945068),      // c5
+};
 
 struct DExp10P {
   using T = double;
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vdExp10";
   static int scalar(const double* a, double* r) { return dexp10_scalar(a, r); }
@@ -279,7 +306,7 @@ struct DExp10P {
 
 using namespace zev::vk;
 
-ZEV_WHOLE_KERNELS(sExp2, ha, SExp2P)
-ZEV_WHOLE_KERNELS(sExp10, ha, SExp10P)
-ZEV_WHOLE_KERNELS(dExp2, ha, DExp2P)
-ZEV_WHOLE_KERNELS(dExp10, ha, DExp10P)
+ZEV_KERNELS(sExp2, lahaep, SExp2P)
+ZEV_KERNELS(sExp10, lahaep, SExp10P)
+ZEV_KERNELS(dExp2, lahaep, DExp2P)
+ZEV_KERNELS(dExp10, lahaep, DExp10P)

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "vector/common/exact.h"
 #include "vector/exp/exp_data.h"
 #include "vector/vops.h"
 
@@ -110,26 +111,6 @@ inline __m128d fetch(const double* tab, const unsigned (&j)[2]) {
 
 // ---- scalar helpers ---------------------------------------------------------
 
-inline uint64_t ubits(double x) {
-  uint64_t u;
-  memcpy(&u, &x, 8);
-  return u;
-}
-inline uint32_t ubits(float x) {
-  uint32_t u;
-  memcpy(&u, &x, 4);
-  return u;
-}
-inline double dfrom(uint64_t u) {
-  double x;
-  memcpy(&x, &u, 8);
-  return x;
-}
-inline float ffrom(uint32_t u) {
-  float x;
-  memcpy(&x, &u, 4);
-  return x;
-}
 // 2^n for -1022 <= n <= 1023.
 inline double pow2i(int n) { return dfrom(static_cast<uint64_t>(n + 1023) << 52); }
 
@@ -203,22 +184,6 @@ inline Pow2Parts<F> pow2_parts(F zh, F zl) {
   p.lo = tl + th * q;
   p.n = static_cast<int>(k >> 6);
   return p;
-}
-
-// Exact product a * b = ph + pl by Dekker's splitting (no fused multiply-add).
-template <class F>
-inline void two_prod(F a, F b, F& ph, F& pl) {
-  // The compiler folds constant operands at full extended precision, not at
-  // the 53 bits the x87 kernel runs with: keep b opaque so its split happens
-  // at run time.
-  if constexpr (sizeof(F) > sizeof(double)) __asm__("" : "+m"(b));
-  const F split = 134217729.0;  // 2^27 + 1
-  F t = a * split;
-  const F ah = t - (t - a), al = a - ah;
-  t = b * split;
-  const F bh = t - (t - b), bl = b - bh;
-  ph = a * b;
-  pl = ((ah * bh - ph) + ah * bl + al * bh) + al * bl;
 }
 
 // x log2(base) as a sum zh + zl, the constant given as a double pair.

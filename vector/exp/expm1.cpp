@@ -26,7 +26,7 @@
 #include "frame/report.h"
 #include "frame/table.h"
 #include "vector/exp/exp_common.h"
-#include "vector/exp/exp_shape.h"
+#include "vector/shape.h"
 
 namespace zev::vk {
 namespace {
@@ -106,20 +106,22 @@ struct SExpm1Const {
   __m128 c, s, l1, l2, c2, c3, one, minus_one;
   I4 bias, big, small, bound, cutmask, sign;
 };
-alignas(16) const SExpm1Const kSM1 = {f4(92.33248138427734f),
-                                       f4(12582912.0f),
-                                       f4(0.010833740234375f),
-                                       f4(-3.3155381515825866e-06f),
-                                       f4(0.5000008940696716f),
-                                       f4(0.16666696965694427f),
-                                       f4(1.0f),
-                                       f4(-1.0f),
-                                       i4(127 << 23),
-                                       i4(23),
-                                       i4(-13),
-                                       i4(0x42AD496B),  // 86.64339447021484
-                                       i4(static_cast<int32_t>(0xFFFFC000u)),
-                                       i4(static_cast<int32_t>(0x80000000u))};
+alignas(16) const SExpm1Const kSM1 = {
+    .c = f4(92.33248138427734f),                       // 64/ln2: x in units of the table step ln2/64 (kM1S64)
+    .s = f4(12582912.0f),                              // 1.5 * 2^23: rounds to an integer k
+    .l1 = f4(0.010833740234375f),                      // ln2/64, high part: k * l1 is exact
+    .l2 = f4(-3.3155381515825866e-06f),                // ln2/64, low part
+    .c2 = f4(0.5000008940696716f),                     // exp(r) - 1 - r ~ r^2 (c2 + r c3): c2
+    .c3 = f4(0.16666696965694427f),                    // c3
+    .one = f4(1.0f),                                   // 1.0
+    .minus_one = f4(-1.0f),                            // -1.0
+    .bias = i4(127 << 23),                             // 127 << 23: the exponent bias, in place
+    .big = i4(23),                                     // exponents e above 23: the minus one is below the last bit (big)
+    .small = i4(-13),                                  // exponents e below -13: 2^e + L tiny beside 1 (small)
+    .bound = i4(0x42AD496B),                           // bits of 86.64339447021484: larger |x| go to the scalar function
+    .cutmask = i4(static_cast<int32_t>(0xFFFFC000u)),  // cuts r to its high bits: r_hi * l exact
+    .sign = i4(static_cast<int32_t>(0x80000000u)),     // the sign bit: expm1(-0) is -0
+};
 
 // The final sum, one form for all lanes with operands chosen by e:
 //   result = (a + w) + (z + err),  a = u + v exact,  err the rounding error of
@@ -146,6 +148,7 @@ struct SExpm1P {
   using V = __m128;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vsExpm1";
   static int scalar(const float* a, float* r) { return sexpm1_scalar(a, r); }
@@ -193,28 +196,31 @@ struct DExpm1Const {
   I4 big, small, bound;
   I2 cutmask, sign;
 };
-alignas(16) const DExpm1Const kDM1 = {d2(184.6649652337873),
-                                       d2(6755399441055744.0),
-                                       d2(0.005415212347998022),
-                                       d2(1.2655086083325438e-13),
-                                       d2(0.4999999999999767),
-                                       d2(0.166666666666658),
-                                       d2(0.04166667939432669),
-                                       d2(0.008333335878830547),
-                                       d2(1.0),
-                                       d2(-1.0),
-                                       i2(1023ll << 52),
-                                       i4(52),
-                                       i4(-32),
-                                       i4(0x40861DA0),
-                                       i2(static_cast<int64_t>(0xFFFFFFFF00000000ull)),
-                                       i2(static_cast<int64_t>(0x8000000000000000ull))};
+alignas(16) const DExpm1Const kDM1 = {
+    .c = d2(184.6649652337873),                                  // 128/ln2: x in units of the table step ln2/128 (kM1D128)
+    .s = d2(6755399441055744.0),                                 // 1.5 * 2^52: rounds to an integer k
+    .l1 = d2(0.005415212347998022),                              // ln2/128, high part: k * l1 is exact
+    .l2 = d2(1.2655086083325438e-13),                            // ln2/128, low part
+    .c2 = d2(0.4999999999999767),                                // exp(r) - 1 - r ~ r^2 (c2 + r (c3 + r (c4 + r c5))): c2
+    .c3 = d2(0.166666666666658),                                 // c3
+    .c4 = d2(0.04166667939432669),                               // c4
+    .c5 = d2(0.008333335878830547),                              // c5
+    .one = d2(1.0),                                              // 1.0
+    .minus_one = d2(-1.0),                                       // -1.0
+    .bias = i2(1023ll << 52),                                    // 1023 << 52: the exponent bias, in place
+    .big = i4(52),                                               // exponents e above 52: the minus one is below the last bit (big)
+    .small = i4(-32),                                            // exponents e below -32: 2^e + L tiny beside 1 (small)
+    .bound = i4(0x40861DA0),                                     // high word of 707.7 (0x40861DA0): larger |x| go to the scalar function
+    .cutmask = i2(static_cast<int64_t>(0xFFFFFFFF00000000ull)),  // cuts r to its high 32 bits: r_hi * l exact
+    .sign = i2(static_cast<int64_t>(0x8000000000000000ull)),     // the sign bit: expm1(-0) is -0
+};
 
 struct DExpm1P {
   using T = double;
   using V = __m128d;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vdExpm1";
   static constexpr const char* kNameI = "vdExpm1I";
@@ -347,35 +353,30 @@ int expm1_x87(const double* a, double* r) {
   return 0;
 }
 
-template <class AccA, class AccR>
-void expm1_x87_loop(int n, const AccA& a, const AccR& r, const char* name) {
-  X87Guard env;
-  for (long i = 0; i < n; ++i) {
-    double in = a[i], out;
-    const int st = expm1_x87(&in, &out);
-    r[i] = out;
-    if (st != 0)
-      report(st, static_cast<int>(i), a.base(), a.inc(), a.base(), a.inc(), r.base(), r.inc(), r.base(), r.inc(),
-             name);
+// The policy of the x87 kernel: every lane goes through expm1_x87, under the
+// kernel's own prologue.
+struct DExpm1X87 {
+  using T = double;
+  using Guard = X87Guard;
+  static constexpr int kBlock = 8;
+  static constexpr int kBlockI = 8;
+  static constexpr bool kSignedCount = true;
+  static constexpr bool kEveryLane = true;
+  static constexpr const char* kName = "vdExpm1";
+  static constexpr const char* kNameI = "vdExpm1I";
+  static __m128d eval(__m128d x, __m128d& special) {
+    special = Vec<double>::ones();
+    return x;
   }
-}
+  static int scalar(const double* a, double* r) { return expm1_x87(a, r); }
+};
 
 }  // namespace
 }  // namespace zev::vk
 
 using namespace zev::vk;
 
-ZEV_WHOLE_KERNELS(sExpm1, ha, SExpm1P)
-ZEV_WHOLE_KERNELS(dExpm1, la, DExpm1P)
+ZEV_KERNELS(sExpm1, lahaep, SExpm1P)
+ZEV_KERNELS(dExpm1, laep, DExpm1P)
 
-extern "C" void zev_k_dExpm1_ha(int n, const double* a, double* r) {
-  expm1_x87_loop(n, Plain<const double>{a}, Plain<double>{r}, "vdExpm1");
-}
-
-extern "C" void zev_k_dExpm1I_ha(int n, const double* a, int inca, double* r, int incr) {
-  if (inca == 1 && incr == 1) {
-    zev::slot<zev::kt::dExpm1>(zev::row::dExpm1, kSlot_ha)(n, a, r);
-    return;
-  }
-  expm1_x87_loop(n, Strided<const double>{a, inca}, Strided<double>{r, incr}, "vdExpm1I");
-}
+ZEV_KERNELS(dExpm1, ha, DExpm1X87)

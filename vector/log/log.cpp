@@ -18,6 +18,7 @@
 #include <cstring>
 #include <limits>
 
+#include "vector/log/log2_10_constants.h"
 #include "vector/log/log_core.h"
 #include "vector/shape.h"
 
@@ -49,7 +50,6 @@ constexpr double inv_ln() {
   return B == Base::Two ? kInvLn2_hi : kInvLn10_hi;
 }
 
-#include "tools/logpow_tables/logpow_log2_10.inc"
 
 // HA of the three bases, from one reduction. With a = zh invc - 1 (exact)
 // and b = zl invc (|b| < 2^-25), r = a + b rounded and er its error; in the
@@ -205,8 +205,8 @@ inline __m128d log1p_sd(__m128d x) {
 // k A_lo, f_l C_hi + f C_lo and f^2 Q(f). LA: one rounded sum of k A, C f and
 // f^2 Q(f) with a shorter Q. EP (below) has a reduction of its own and no
 // compensation.
-#include "tools/logpow_tables/logpow_poly.inc"
-#include "tools/logpow_tables/logpow_slog.inc"
+#include "vector/log/log_poly.inc"
+#include "vector/log/log_single_poly.inc"
 
 inline __m128 f1(float v) { return _mm_set1_ps(v); }
 
@@ -452,14 +452,9 @@ int logb_scalar(const T* a, T* r) {
 
 // ---- policies ----------------------------------------------------------------------
 
-template <class T_, int Block>
-struct LogPolicyBase {
-  using T = T_;
-  static constexpr int kBlock = Block;
-  static constexpr int kBlockI = Block;
-  static constexpr bool kSignedCount = false;
-  static constexpr bool kCallout = true;
-};
+// Unsigned counts, a callout: the shape's defaults.
+template <class T, int Block>
+using LogPolicyBase = Blocks<T, Block>;
 
 // Double kernels: Core maps a vector of two doubles; Mask its special lanes.
 template <__m128d (*Core)(__m128d), int (*Scalar)(const double*, double*), const char* const* Name>
@@ -563,22 +558,22 @@ using namespace zev::vk;
 
 // Rows: sLn, sLog2, sLog10 three kernels; dLn LA = HA; dLog2 three kernels;
 // dLog10, Log1p and Logb one kernel.
-ZEV_UNARY_KERNELS(sLn, la, sLnLA)
-ZEV_UNARY_KERNELS(sLn, ha, sLnHA)
-ZEV_UNARY_KERNELS(sLn, ep, sLnEP)
-ZEV_UNARY_KERNELS(sLog2, la, sLog2LA)
-ZEV_UNARY_KERNELS(sLog2, ha, sLog2HA)
-ZEV_UNARY_KERNELS(sLog2, ep, sLog2EP)
-ZEV_UNARY_KERNELS(sLog10, la, sLog10LA)
-ZEV_UNARY_KERNELS(sLog10, ha, sLog10HA)
-ZEV_UNARY_KERNELS(sLog10, ep, sLog10EP)
-ZEV_UNARY_KERNELS(sLog1p, ha, sLog1pP)
-ZEV_UNARY_KERNELS(sLogb, ha, sLogbP)
-ZEV_UNARY_KERNELS(dLn, ha, dLnHA)
-ZEV_UNARY_KERNELS(dLn, ep, dLnEP)
-ZEV_UNARY_KERNELS(dLog2, la, dLog2LA)
-ZEV_UNARY_KERNELS(dLog2, ha, dLog2HA)
-ZEV_UNARY_KERNELS(dLog2, ep, dLog2EP)
-ZEV_UNARY_KERNELS(dLog10, ha, dLog10HA)
-ZEV_UNARY_KERNELS(dLog1p, ha, dLog1pP)
-ZEV_UNARY_KERNELS(dLogb, ha, dLogbP)
+ZEV_KERNELS(sLn, la, sLnLA)
+ZEV_KERNELS(sLn, ha, sLnHA)
+ZEV_KERNELS(sLn, ep, sLnEP)
+ZEV_KERNELS(sLog2, la, sLog2LA)
+ZEV_KERNELS(sLog2, ha, sLog2HA)
+ZEV_KERNELS(sLog2, ep, sLog2EP)
+ZEV_KERNELS(sLog10, la, sLog10LA)
+ZEV_KERNELS(sLog10, ha, sLog10HA)
+ZEV_KERNELS(sLog10, ep, sLog10EP)
+ZEV_KERNELS(sLog1p, lahaep, sLog1pP)
+ZEV_KERNELS(sLogb, lahaep, sLogbP)
+ZEV_KERNELS(dLn, laha, dLnHA)
+ZEV_KERNELS(dLn, ep, dLnEP)
+ZEV_KERNELS(dLog2, la, dLog2LA)
+ZEV_KERNELS(dLog2, ha, dLog2HA)
+ZEV_KERNELS(dLog2, ep, dLog2EP)
+ZEV_KERNELS(dLog10, lahaep, dLog10HA)
+ZEV_KERNELS(dLog1p, lahaep, dLog1pP)
+ZEV_KERNELS(dLogb, lahaep, dLogbP)

@@ -27,11 +27,12 @@
 
 #include <cstdint>
 
+#include "vector/common/exact.h"
+#include "vector/log/log_data.h"
 #include "vector/vops.h"
 
 namespace zev::vk::logpow {
 
-#include "tools/logpow_tables/logpow_data.inc"
 
 inline __m128d d1(double v) { return _mm_set1_pd(v); }
 inline __m128i i64(uint64_t v) { return _mm_set1_epi64x(static_cast<long long>(v)); }
@@ -65,38 +66,6 @@ inline LogRow log_row(__m128d x) {
   return o;
 }
 
-// A sum of two doubles.
-struct DD {
-  __m128d hi, lo;
-};
-
-// Exact sum a + b = s + e for any a, b.
-inline DD two_sum(__m128d a, __m128d b) {
-  const __m128d s = _mm_add_pd(a, b);
-  const __m128d bb = _mm_sub_pd(s, a);
-  const __m128d e = _mm_add_pd(_mm_sub_pd(a, _mm_sub_pd(s, bb)), _mm_sub_pd(b, bb));
-  return {s, e};
-}
-// Exact sum for |a| >= |b| (or a = 0).
-inline DD fast_two_sum(__m128d a, __m128d b) {
-  const __m128d s = _mm_add_pd(a, b);
-  return {s, _mm_add_pd(_mm_sub_pd(a, s), b)};
-}
-// Veltkamp split: a = hi + lo with 26 and 27 significant bits.
-inline DD split(__m128d a) {
-  const __m128d t = _mm_mul_pd(a, d1(134217729.0));
-  const __m128d hi = _mm_sub_pd(t, _mm_sub_pd(t, a));
-  return {hi, _mm_sub_pd(a, hi)};
-}
-// Exact product a b = p + e (Dekker), for products far from over- and underflow.
-inline DD two_prod(__m128d a, __m128d b) {
-  const __m128d p = _mm_mul_pd(a, b);
-  const DD x = split(a), y = split(b);
-  const __m128d e = _mm_add_pd(
-      _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(x.hi, y.hi), p), _mm_mul_pd(x.hi, y.lo)), _mm_mul_pd(x.lo, y.hi)),
-      _mm_mul_pd(x.lo, y.lo));
-  return {p, e};
-}
 // The product of a double and a constant pair c = chi + clo whose chi is
 // given split (c1 + c2): (a c) as hi + lo, within 2^-104 relative.
 inline DD mul_const(DD a, double c1, double c2, double chi, double clo) {

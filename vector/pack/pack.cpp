@@ -66,33 +66,33 @@ void by_width(int64_t n, int width, F body) {
 }  // namespace
 
 #define ZEV_PACK_KERNELS(p, T)                                                                          \
-  extern "C" void zev_k_##p##PackI_ha(int64_t n, const T* a, int64_t inca, T* y, int width) {            \
+  extern "C" void zev_k_##p##PackI_lahaep(int64_t n, const T* a, int64_t inca, T* y, int width) {            \
     using E = Raw<sizeof(T)>::type;                                                                     \
     by_width(n, width, [&](auto c, auto) { pack_i(c, reinterpret_cast<const E*>(a), inca, reinterpret_cast<E*>(y)); }); \
   }                                                                                                     \
-  extern "C" void zev_k_##p##UnpackI_ha(int64_t n, const T* a, T* y, int64_t incy, int width) {          \
+  extern "C" void zev_k_##p##UnpackI_lahaep(int64_t n, const T* a, T* y, int64_t incy, int width) {          \
     using E = Raw<sizeof(T)>::type;                                                                     \
     by_width(n, width, [&](auto c, auto) { unpack_i(c, reinterpret_cast<const E*>(a), reinterpret_cast<E*>(y), incy); }); \
   }                                                                                                     \
-  extern "C" void zev_k_##p##PackV_ha(int64_t n, const T* a, const void* ia, T* y, int width) {          \
+  extern "C" void zev_k_##p##PackV_lahaep(int64_t n, const T* a, const void* ia, T* y, int width) {          \
     using E = Raw<sizeof(T)>::type;                                                                     \
     by_width(n, width, [&](auto c, auto ix) {                                                            \
       pack_v(c, reinterpret_cast<const E*>(a), static_cast<decltype(ix)>(ia), reinterpret_cast<E*>(y)); \
     });                                                                                                 \
   }                                                                                                     \
-  extern "C" void zev_k_##p##UnpackV_ha(int64_t n, const T* a, T* y, const void* iy, int width) {        \
+  extern "C" void zev_k_##p##UnpackV_lahaep(int64_t n, const T* a, T* y, const void* iy, int width) {        \
     using E = Raw<sizeof(T)>::type;                                                                     \
     by_width(n, width, [&](auto c, auto ix) {                                                            \
       unpack_v(c, reinterpret_cast<const E*>(a), reinterpret_cast<E*>(y), static_cast<decltype(ix)>(iy)); \
     });                                                                                                 \
   }                                                                                                     \
-  extern "C" void zev_k_##p##PackM_ha(int64_t n, const T* a, const void* ma, T* y, int width) {          \
+  extern "C" void zev_k_##p##PackM_lahaep(int64_t n, const T* a, const void* ma, T* y, int width) {          \
     using E = Raw<sizeof(T)>::type;                                                                     \
     by_width(n, width, [&](auto c, auto m) {                                                             \
       pack_m(c, reinterpret_cast<const E*>(a), static_cast<decltype(m)>(ma), reinterpret_cast<E*>(y));  \
     });                                                                                                 \
   }                                                                                                     \
-  extern "C" void zev_k_##p##UnpackM_ha(int64_t n, const T* a, T* y, const void* my, int width) {        \
+  extern "C" void zev_k_##p##UnpackM_lahaep(int64_t n, const T* a, T* y, const void* my, int width) {        \
     using E = Raw<sizeof(T)>::type;                                                                     \
     by_width(n, width, [&](auto c, auto m) {                                                             \
       unpack_m(c, reinterpret_cast<const E*>(a), reinterpret_cast<E*>(y), static_cast<decltype(m)>(my)); \

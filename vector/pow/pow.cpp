@@ -15,7 +15,9 @@
 #include <cstdint>
 #include <limits>
 
+#include "vector/common/level.h"
 #include "vector/log/log_core.h"
+#include "vector/pow/pow_data.h"
 #include "vector/pow/spow.h"
 #include "vector/shape.h"
 
@@ -69,14 +71,11 @@ inline DD mul_log(__m128d y, DD l) {
   return fast_two_sum(p.hi, _mm_add_pd(p.lo, _mm_mul_pd(y, l.lo)));
 }
 
-// Accuracy grades of the double power.
-enum class Grade { HA, LA, EP };
-
-template <Grade G>
+template <Level G>
 inline DD pow_arg(__m128d x, __m128d y) {
-  if constexpr (G == Grade::HA) {
+  if constexpr (G == Level::HA) {
     return mul_log(y, log_pw(x));
-  } else if constexpr (G == Grade::LA) {
+  } else if constexpr (G == Level::LA) {
     return mul_log(y, log_ha(x));
   } else {
     return {_mm_mul_pd(y, log_ep(x)), _mm_setzero_pd()};
@@ -89,11 +88,11 @@ inline __m128d out_of_range(DD a, double bound) {
   return _mm_cmpnle_pd(s, d1(bound));
 }
 
-template <Grade G>
+template <Level G>
 inline __m128d pow_d(__m128d x, __m128d y, __m128d& special) {
   const DD a = pow_arg<G>(x, y);
   special = _mm_or_pd(not_pos_normal(x), out_of_range(a, 708.0));
-  return exp_scaled<G == Grade::EP ? 4 : 5>(a.hi, a.lo);
+  return exp_scaled<G == Level::EP ? 4 : 5>(a.hi, a.lo);
 }
 
 // Single powers: spow.h, four lanes at a time.
@@ -355,30 +354,25 @@ int hypot_scalar_s(const float* a, const float* b, float* r) {
 
 // ---- policies ---------------------------------------------------------------------
 
-template <class T_, int Block>
-struct BinBase {
-  using T = T_;
-  static constexpr int kBlock = Block;
-  static constexpr int kBlockI = Block;
-  static constexpr bool kSignedCount = false;
-  static constexpr bool kCallout = true;
-};
+// Unsigned counts, a callout: the shape's defaults.
+template <class T, int Block>
+using BinBase = Blocks<T, Block>;
 
-template <Grade G, int (*S)(const double*, const double*, double*)>
+template <Level G, int (*S)(const double*, const double*, double*)>
 struct dPowP : BinBase<double, 8> {
   static __m128d eval(__m128d x, __m128d y, __m128d& special) { return pow_d<G>(x, y, special); }
   static int scalar(const double* a, const double* b, double* r) { return S(a, b, r); }
 };
-struct dPowHA : dPowP<Grade::HA, pow_scalar_d> {
+struct dPowHA : dPowP<Level::HA, pow_scalar_d> {
   static constexpr const char* kName = "vdPow";
 };
-struct dPowrHA : dPowP<Grade::HA, powr_scalar_d> {
+struct dPowrHA : dPowP<Level::HA, powr_scalar_d> {
   static constexpr const char* kName = "vdPowr";
 };
-struct dPowrLA : dPowP<Grade::LA, powr_scalar_d> {
+struct dPowrLA : dPowP<Level::LA, powr_scalar_d> {
   static constexpr const char* kName = "vdPowr";
 };
-struct dPowrEP : dPowP<Grade::EP, powr_scalar_d> {
+struct dPowrEP : dPowP<Level::EP, powr_scalar_d> {
   static constexpr const char* kName = "vdPowr";
 };
 
@@ -432,7 +426,16 @@ PowxKind powx_kind(T b) {
   return PowxKind::General;
 }
 
-template <class T_, Grade G>
+// The filler 0.75 of a tail group is harmless for every exponent but the
+// huge ones: 0.75^b leaves the normal range for |b| above 2461 (double) or
+// 302 (single). With such a b (or a NaN or infinite b) nearly every lane is
+// special anyway, so every lane of the call goes through the scalar function.
+template <class T>
+inline bool powx_lanewise(T b) {
+  return !(std::fabs(b) <= (sizeof(T) == 4 ? T(250) : T(2000)));
+}
+
+template <class T_, Level G>
 struct PowxP {
   using T = T_;
   using V = typename Vec<T>::V;
@@ -443,6 +446,10 @@ struct PowxP {
   static constexpr const char* kName = sizeof(T) == 4 ? "vsPowx" : "vdPowx";
   T b;
   PowxKind kind = powx_kind(b);
+  // Settled with the exponent, ahead of the prologue: the test raises invalid
+  // for a NaN exponent in the caller's flags, as every call with one does.
+  bool lanewise = powx_lanewise(b);
+  bool every_lane() const { return lanewise; }
 
   V eval(V x, V& special) const {
     if constexpr (sizeof(T) == 8) {
@@ -466,7 +473,7 @@ struct PowxP {
           special = outside(ax, sbits_of_exp(-120), sbits_of_exp(120));
           return _mm_div_ps(_mm_set1_ps(1.0f), x);
         default:
-          if constexpr (G == Grade::EP) return sPowrEP::eval(x, Vec<T>::set1(b), special);
+          if constexpr (G == Level::EP) return sPowrEP::eval(x, Vec<T>::set1(b), special);
           return pow_s(x, Vec<T>::set1(b), special);
       }
     }
@@ -486,63 +493,20 @@ using namespace zev::vk;
 
 // Rows: sPow, dPow one kernel; sPowr, sHypot, dHypot LA = HA; dPowr, sPowx,
 // dPowx three kernels.
-ZEV_BINARY_KERNELS(sPow, ha, sPowHA)
-ZEV_BINARY_KERNELS(dPow, ha, dPowHA)
-ZEV_BINARY_KERNELS(sPowr, ha, sPowrHA)
-ZEV_BINARY_KERNELS(sPowr, ep, sPowrEP)
-ZEV_BINARY_KERNELS(dPowr, la, dPowrLA)
-ZEV_BINARY_KERNELS(dPowr, ha, dPowrHA)
-ZEV_BINARY_KERNELS(dPowr, ep, dPowrEP)
-ZEV_BINARY_KERNELS(sHypot, ha, sHypotHA)
-ZEV_BINARY_KERNELS(sHypot, ep, sHypotEP)
-ZEV_BINARY_KERNELS(dHypot, ha, dHypotP<true>)
-ZEV_BINARY_KERNELS(dHypot, ep, dHypotP<false>)
-
-namespace zev::vk {
-namespace {
-
-// The filler 0.75 of a tail group is harmless for every exponent but the
-// huge ones: 0.75^b leaves the normal range for |b| above 2461 (double) or
-// 302 (single). With such a b (or a NaN or infinite b) nearly every lane is
-// special anyway, so the call runs lane by lane through the scalar function,
-// with the same reports and no padded lane.
-template <class T>
-inline bool powx_lanewise(T b) {
-  return !(std::fabs(b) <= (sizeof(T) == 4 ? T(250) : T(2000)));
-}
-
-template <class T, Grade G>
-void powx_by_lane(int n, const T* a, int inca, T b, T* r, int incr) {
-  FpGuard env;
-  const PowxP<T, G> pol{b};
-  for (long i = 0; i < static_cast<long>(static_cast<uint32_t>(n)); ++i) {
-    T x = a[i * inca], y;
-    const int st = pol.scalar(&x, &y);
-    r[i * incr] = y;
-    if (st != 0) report(st, static_cast<int>(i), a, inca, a, inca, r, incr, r, incr, PowxP<T, G>::kName);
-  }
-}
-
-}  // namespace
-}  // namespace zev::vk
-
-#define ZEV_POWX_KERNELS(ROW, lvl, T, G)                                                                 \
-  extern "C" void zev_k_##ROW##_##lvl(int n, const T* a, T b, T* r) {                                   \
-    if (powx_lanewise(b)) return powx_by_lane<T, G>(n, a, 1, b, r, 1);                                   \
-    zev::vk::unary(n, a, r, PowxP<T, G>{b});                                                              \
-  }                                                                                                      \
-  extern "C" void zev_k_##ROW##I_##lvl(int n, const T* a, int inca, T b, T* r, int incr) {               \
-    if (powx_lanewise(b) && !(inca == 1 && incr == 1)) {                                                 \
-      if (n > 0) powx_by_lane<T, G>(n, a, inca, b, r, incr);                                             \
-      return;                                                                                            \
-    }                                                                                                    \
-    zev::vk::unary_strided(n, a, inca, r, incr, PowxP<T, G>{b}, [&] {                                    \
-      zev::slot<zev::kt::ROW>(zev::row::ROW, zev::vk::kSlot_##lvl)(n, a, b, r);                          \
-    });                                                                                                  \
-  }
-ZEV_POWX_KERNELS(sPowx, la, float, Grade::LA)
-ZEV_POWX_KERNELS(sPowx, ha, float, Grade::HA)
-ZEV_POWX_KERNELS(sPowx, ep, float, Grade::EP)
-ZEV_POWX_KERNELS(dPowx, la, double, Grade::LA)
-ZEV_POWX_KERNELS(dPowx, ha, double, Grade::HA)
-ZEV_POWX_KERNELS(dPowx, ep, double, Grade::EP)
+ZEV_KERNELS(sPow, lahaep, sPowHA)
+ZEV_KERNELS(dPow, lahaep, dPowHA)
+ZEV_KERNELS(sPowr, laha, sPowrHA)
+ZEV_KERNELS(sPowr, ep, sPowrEP)
+ZEV_KERNELS(dPowr, la, dPowrLA)
+ZEV_KERNELS(dPowr, ha, dPowrHA)
+ZEV_KERNELS(dPowr, ep, dPowrEP)
+ZEV_KERNELS(sHypot, laha, sHypotHA)
+ZEV_KERNELS(sHypot, ep, sHypotEP)
+ZEV_KERNELS(dHypot, laha, dHypotP<true>)
+ZEV_KERNELS(dHypot, ep, dHypotP<false>)
+ZEV_KERNELS(sPowx, la, PowxP<float, Level::LA>)
+ZEV_KERNELS(sPowx, ha, PowxP<float, Level::HA>)
+ZEV_KERNELS(sPowx, ep, PowxP<float, Level::EP>)
+ZEV_KERNELS(dPowx, la, PowxP<double, Level::LA>)
+ZEV_KERNELS(dPowx, ha, PowxP<double, Level::HA>)
+ZEV_KERNELS(dPowx, ep, PowxP<double, Level::EP>)

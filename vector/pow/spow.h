@@ -16,6 +16,7 @@
 
 #include <emmintrin.h>
 
+#include "vector/common/poly.h"
 #include "vector/log/log_core.h"
 
 namespace zev::vk::spow {
@@ -24,14 +25,7 @@ using logpow::as_d;
 using logpow::as_i;
 using logpow::d1;
 
-#include "tools/logpow_tables/spow_tables.inc"
-
-template <int N>
-inline __m128d horner(const double (&c)[N], __m128d t) {
-  __m128d p = d1(c[N - 1]);
-  for (int j = N - 2; j >= 0; --j) p = _mm_add_pd(d1(c[j]), _mm_mul_pd(t, p));
-  return p;
-}
+#include "vector/pow/spow_data.inc"
 
 // 2^h for |h| <= 125.5 (larger h give garbage, flagged by the caller).
 template <bool Ep>

@@ -20,18 +20,23 @@
 namespace zev::vk::rem {
 namespace {
 
-using alg::C2;
-using alg::C4;
-using alg::d2;
-using alg::q2;
-using alg::u4;
 
 struct Const {
   C2 magic, one, inf, big_d, big_a, limit_s, limit_d, split, dsign;
   C4 fsign;
 };
-constexpr Const kC = {d2(4503599627370496.0), d2(1.0), d2(__builtin_inf()), d2(0x1p1020), d2(0x1p1022), d2(0x1p24), d2(0x1p26),
-                      q2(0xFFFFFFFFF8000000ull), q2(0x8000000000000000ull), u4(0x80000000u)};
+constexpr Const kC = {
+    .magic = d2(4503599627370496.0),     // 2^52: rounds 0 <= q < 2^52 to an integer
+    .one = d2(1.0),                      // 1.0
+    .inf = d2(__builtin_inf()),          // +inf
+    .big_d = d2(0x1p1020),               // divisors from 2^1020 up go out (split path): t |b| could overflow
+    .big_a = d2(0x1p1022),               // dividends from 2^1022 up go out (nearest, split path)
+    .limit_s = d2(0x1p24),               // quotients from 2^24 up go out (single path)
+    .limit_d = d2(0x1p26),               // quotients from 2^26 up go out (split path)
+    .split = q2(0xFFFFFFFFF8000000ull),  // keeps the high 26 bits of a significand
+    .dsign = q2(0x8000000000000000ull),  // double sign bit
+    .fsign = u4(0x80000000u),            // single sign bit
+};
 
 // Rounding of 0 <= q < 2^52 to an integer, to nearest even.
 inline __m128d rint_pos(__m128d q) {
@@ -75,16 +80,16 @@ inline __m128d rem_abs(__m128d ax, __m128d ay, __m128d& special) {
 template <class T>
 T invalid() {
   T z = 0;
-  alg::pin(z);
+  pin(z);
   return z / z;
 }
 
 template <class T, bool Nearest>
 int rem_scalar(const T* pa, const T* pb, T* r) {
   const T x = *pa, y = *pb;
-  if (alg::is_nan(x) || alg::is_nan(y)) {
+  if (is_nan(x) || is_nan(y)) {
     // Of two NaNs, the one the C library of the platform returns.
-    *r = (Nearest && sizeof(T) == 8) ? alg::nan_sum(y, x) : alg::nan_sum(x, y);
+    *r = (Nearest && sizeof(T) == 8) ? nan_sum(y, x) : nan_sum(x, y);
     return 0;
   }
   if (std::isinf(x) || y == 0) {
@@ -144,7 +149,7 @@ struct dRemP {
 using namespace zev::vk;
 using namespace zev::vk::rem;
 
-ZEV_BINARY_KERNELS(sFmod, ha, sRemP<false>)
-ZEV_BINARY_KERNELS(dFmod, ha, dRemP<false>)
-ZEV_BINARY_KERNELS(sRemainder, ha, sRemP<true>)
-ZEV_BINARY_KERNELS(dRemainder, ha, dRemP<true>)
+ZEV_KERNELS(sFmod, lahaep, sRemP<false>)
+ZEV_KERNELS(dFmod, lahaep, dRemP<false>)
+ZEV_KERNELS(sRemainder, lahaep, sRemP<true>)
+ZEV_KERNELS(dRemainder, lahaep, dRemP<true>)

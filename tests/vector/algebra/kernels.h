@@ -6,6 +6,8 @@
 
 #include "zev/zev_vqm.h"
 
+#include "fp.h"
+
 namespace algtest {
 
 enum class Form { Unary, Binary, Modf, LinearFrac };
@@ -92,24 +94,7 @@ void run_i(const Kernel& k, int n, const T* a, int inca, const T* b, int incb, T
   }
 }
 
-template <class T>
-auto bits(T x) {
-  if constexpr (sizeof(T) == 4) {
-    uint32_t u;
-    memcpy(&u, &x, 4);
-    return u;
-  } else {
-    uint64_t u;
-    memcpy(&u, &x, 8);
-    return u;
-  }
-}
-
-// Equal bits, or both NaN where `any_nan`.
-template <class T>
-bool same(T got, T want, bool any_nan = true) {
-  if (any_nan && got != got && want != want) return true;
-  return bits(got) == bits(want);
-}
+using zevtest::bits;
+using zevtest::same;
 
 }  // namespace algtest

@@ -20,13 +20,19 @@
 #include "guarded.h"
 #include "zev/zev_vqm.h"
 
+#include "fp.h"
+#include "mpfr_ulp.h"
+
 namespace {
 
 using zevtest::Guarded;
 
 template <class T> using PlainFn = void (*)(int, const T*, T*);
 template <class T> using StridedFn = void (*)(int, const T*, int, T*, int);
-using MpfrFn = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
+using zevtest::bits;
+using zevtest::ModeScope;
+using zevtest::MpfrFn;
+using zevtest::ulp_error;
 
 template <class T>
 struct Entry {
@@ -63,54 +69,6 @@ template <> const Entry<double>& entry<double>(const char* name) {
     if (std::string(e.name) == name) return e;
   abort();
 }
-
-template <class T>
-uint64_t bits(T x) {
-  if constexpr (sizeof(T) == 4) {
-    uint32_t u;
-    memcpy(&u, &x, 4);
-    return u;
-  } else {
-    uint64_t u;
-    memcpy(&u, &x, 8);
-    return u;
-  }
-}
-
-// Error of got in ulps of the correctly rounded reference (subnormal spacing
-// below the normal range).
-template <class T>
-double ulp_error(MpfrFn ref, T x, T got) {
-  constexpr int p = sizeof(T) == 4 ? 24 : 53;
-  constexpr int emin = sizeof(T) == 4 ? -125 : -1021;  // mpfr exponent of the least normal
-  mpfr_t mx, y, g;
-  mpfr_inits2(200, mx, y, g, (mpfr_ptr)0);
-  mpfr_set_d(mx, static_cast<double>(x), MPFR_RNDN);
-  ref(y, mx, MPFR_RNDN);
-  mpfr_set_d(g, static_cast<double>(got), MPFR_RNDN);
-  mpfr_sub(g, g, y, MPFR_RNDN);
-  const long e = std::max<long>(mpfr_get_exp(y), emin);
-  mpfr_mul_2si(g, g, p - e, MPFR_RNDN);
-  const double err = std::fabs(mpfr_get_d(g, MPFR_RNDN));
-  mpfr_clears(mx, y, g, (mpfr_ptr)0);
-  return err;
-}
-
-// Saves and restores the mode; clears status and errno.
-class ModeScope {
- public:
-  explicit ModeScope(unsigned mode) : old_(zev_vqm_kernel_SetMode(mode)) {
-    zev_vqm_kernel_ClearErrStatus();
-    errno = 0;
-  }
-  ~ModeScope() {
-    zev_vqm_kernel_SetMode(old_);
-    zev_vqm_kernel_ClearErrStatus();
-  }
-
- private:
-  unsigned old_;
-};
 
 // ---- special values and statuses -------------------------------------------------
 
@@ -430,12 +388,8 @@ TEST(ExpFamily, ReportNamesAndIndices) {
 
 // ---- the x87 kernel: its own control word, the caller's state kept ----------------------
 
-uint16_t fpu_cw() {
-  uint16_t cw;
-  __asm__ volatile("fnstcw %0" : "=m"(cw));
-  return cw;
-}
-void fpu_set_cw(uint16_t cw) { __asm__ volatile("fldcw %0" ::"m"(cw)); }
+using zevtest::x87_control;
+using zevtest::x87_load_control;
 
 TEST(ExpFamily, X87KernelKeepsCallerState) {
   ModeScope mode(VQM_ERRMODE_IGNORE);
@@ -443,18 +397,18 @@ TEST(ExpFamily, X87KernelKeepsCallerState) {
   for (int i = 0; i < 8; ++i) in[i] = std::ldexp(1.0, -3 * i - 1) * (i % 2 ? -1 : 1);  // every branch
   std::vector<double> want(in.size()), got(in.size());
   _vqmdExpm1_HA(static_cast<int>(in.size()), in.data(), want.data());
-  const uint16_t saved = fpu_cw();
+  const uint16_t saved = x87_control();
   const unsigned csr = _mm_getcsr();
   // 64-bit precision, round toward zero, one exception unmasked-free word;
   // and MXCSR rounding down, which the kernel must neither use nor touch.
   for (uint16_t cw : {uint16_t(0x037F), uint16_t(0x0F7F), uint16_t(0x007F)}) {
-    fpu_set_cw(cw);
+    x87_load_control(cw);
     _mm_setcsr((csr & ~0x6000u) | 0x2000u);
     _vqmdExpm1_HA(static_cast<int>(in.size()), in.data(), got.data());
-    const uint16_t after = fpu_cw();
+    const uint16_t after = x87_control();
     const unsigned csr_after = _mm_getcsr();
     _mm_setcsr(csr);
-    fpu_set_cw(saved);
+    x87_load_control(saved);
     EXPECT_EQ(after, cw);
     EXPECT_EQ(csr_after & 0xFFC0u, ((csr & ~0x6000u) | 0x2000u) & 0xFFC0u);
     for (size_t i = 0; i < in.size(); ++i) EXPECT_EQ(bits(got[i]), bits(want[i])) << "cw " << cw << " lane " << i;

@@ -15,6 +15,8 @@
 
 #include "zev/zev_vqm.h"
 
+#include "fp.h"
+
 namespace {
 
 template <class T>
@@ -85,12 +87,6 @@ double bound_ratio(Level level, Err e) {
   return 0;
 }
 
-float from_bits(uint32_t b) {
-  float f;
-  memcpy(&f, &b, 4);
-  return f;
-}
-
 // Positive arguments: every binade with both ends and a stride of mantissas,
 // the neighbours of the reduction's edges (z0 = 0x1.5568p-1 and 2 z0), of 2/3,
 // 4/3 and 1 (within 512
@@ -99,12 +95,12 @@ std::vector<float> log_inputs() {
   std::vector<float> v;
   for (uint32_t e = 1; e <= 254; ++e)
     for (uint32_t k = 0; k < 48; ++k)
-      v.push_back(from_bits(e << 23 | (k == 47 ? 0x7FFFFF : k * 0x2C8F3 + (e * 7919u & 0x3FF))));
+      v.push_back(zevtest::from_bits<float>(e << 23 | (k == 47 ? 0x7FFFFF : k * 0x2C8F3 + (e * 7919u & 0x3FF))));
   for (uint32_t edge : {0x3F2AB400u, 0x3FAAB400u, 0x3F2AAAABu, 0x3FAAAAABu, 0x3F800000u})
     for (int scale : {0, 1, -1, 40, -60, 120, -125})
       for (int d = -512; d <= 512; d += 3) {
         const uint32_t b = edge + static_cast<uint32_t>(d);
-        v.push_back(std::ldexp(from_bits(b), scale));
+        v.push_back(std::ldexp(zevtest::from_bits<float>(b), scale));
       }
   return v;
 }
@@ -123,8 +119,8 @@ std::vector<float> log1p_inputs() {
       v.push_back(-std::ldexp(m, e));
     }
   for (uint32_t e = 1; e <= 254; ++e)
-    for (uint32_t k = 0; k < 16; ++k) v.push_back(from_bits(e << 23 | (k * 0x8A3D7 + e * 131u) % 0x800000u));
-  for (int d = -64; d <= 64; ++d) v.push_back(from_bits(0x71800000u + static_cast<uint32_t>(d)));  // 2^100
+    for (uint32_t k = 0; k < 16; ++k) v.push_back(zevtest::from_bits<float>(e << 23 | (k * 0x8A3D7 + e * 131u) % 0x800000u));
+  for (int d = -64; d <= 64; ++d) v.push_back(zevtest::from_bits<float>(0x71800000u + static_cast<uint32_t>(d)));  // 2^100
   return v;
 }
 

@@ -23,7 +23,11 @@
 #include "guarded.h"
 #include "zev/zev_vqm.h"
 
+#include "fp.h"
+
 namespace {
+
+using zevtest::bits;
 
 using zevtest::Guarded;
 
@@ -78,19 +82,6 @@ T parse(const std::string& s) {
     return std::strtof(s.c_str(), nullptr);
   else
     return std::strtod(s.c_str(), nullptr);
-}
-
-template <class T>
-uint64_t bits(T v) {
-  if constexpr (sizeof(T) == 4) {
-    uint32_t u;
-    memcpy(&u, &v, 4);
-    return u;
-  } else {
-    uint64_t u;
-    memcpy(&u, &v, 8);
-    return u;
-  }
 }
 
 // The entry of a row at a level: _vqm<row><suffix>.
