@@ -39,6 +39,10 @@
 //   using Guard [FpGuard]       the prologue and epilogue of both forms
 //   kShortPrologue [false]      the plain form masks exceptions only
 //   using Strided [the policy]  another policy for the strided form
+//   kGatherStrided [false]      strided form: where no stride is 1, blocks load
+//                               and store element by element with no stride test
+//                               (a second copy of the block loop; worth it for
+//                               short block arithmetic)
 //   kChunkFlags [false]         plain form: chunks run untested through
 //                               V op(V[, V]) while they raise no flag (see chunked())
 // eval and scalar may be static. A policy may carry scalar parameters (the
@@ -234,6 +238,9 @@ template <class P> inline bool every_lane(const P& pol) {
   else if constexpr (requires { P::kEveryLane; }) return P::kEveryLane;
   else return false;
 }
+template <class P> constexpr bool gather_strided() {
+  if constexpr (requires { P::kGatherStrided; }) return P::kGatherStrided; else return false;
+}
 template <class P> constexpr const char* name_plain() {
   if constexpr (requires { P::kName; }) return P::kName; else return nullptr;
 }
@@ -349,6 +356,21 @@ struct MovePlain {
 struct MoveStrided {
   template <class T> typename Vec<T>::V load(const Strided<const T>& a, long i) const { return load_strided<T>(a, i); }
   template <class T> void store(const Strided<T>& r, long i, typename Vec<T>::V v) const { store_strided<T>(r, i, v); }
+};
+// Element by element, for strided calls where no stride is 1 (kGatherStrided):
+// no test of a stride in the block, so the pointers and strides of a short
+// block stay in registers.
+struct MoveGather {
+  template <class T> typename Vec<T>::V load(const Strided<const T>& a, long i) const {
+    alignas(16) T buf[Vec<T>::kLanes];
+    for (int k = 0; k < Vec<T>::kLanes; ++k) buf[k] = a[i + k];
+    return Vec<T>::load_aligned(buf);
+  }
+  template <class T> void store(const Strided<T>& r, long i, typename Vec<T>::V v) const {
+    alignas(16) T buf[Vec<T>::kLanes];
+    Vec<T>::store_aligned(buf, v);
+    for (int k = 0; k < Vec<T>::kLanes; ++k) r[i + k] = buf[k];
+  }
 };
 template <class TT>
 struct MoveGroup {
@@ -722,7 +744,16 @@ struct Kernel {
     const long whole = n & ~(B - 1);
     long i = 0;
     const auto acc = io;
-    for (; i < whole; i += B) block<Q, B / L>(pol, MoveStrided{}, acc, io, i, noerr);
+    bool unit = true;
+    if constexpr (gather_strided<Q>()) {
+      unit = false;
+      for (const auto& s : io.in) unit |= s.stride == 1;
+      for (const auto& s : io.out) unit |= s.stride == 1;
+      if (!unit)
+        for (; i < whole; i += B) block<Q, B / L>(pol, MoveGather{}, acc, io, i, noerr);
+    }
+    if (unit)
+      for (; i < whole; i += B) block<Q, B / L>(pol, MoveStrided{}, acc, io, i, noerr);
     group_tail<Q>(pol, io, i, static_cast<long>(n), noerr);
   }
 

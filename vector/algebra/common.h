@@ -6,6 +6,6 @@
 #include "vector/common/consts.h"
 #include "vector/common/level.h"
 #include "vector/common/range.h"
-#include "vector/common/special.h"
+#include "vector/common/nan_status.h"
 #include "vector/shape.h"
 #include "vector/vops.h"

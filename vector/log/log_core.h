@@ -129,8 +129,10 @@ inline DD log_ha(__m128d x, __m128d corr = _mm_setzero_pd()) {
   return {s.hi, lo};
 }
 
-// log x as s + lo within 2^-67 relative, for the powers.
-inline DD log_pw(__m128d x) {
+// log x as s + lo within 2^-67 relative, for the powers. Always inlined: in a
+// file of many power kernels GCC's unit growth limit otherwise leaves it a call
+// in the block loop, with every live vector register spilled around it.
+__attribute__((always_inline)) inline DD log_pw(__m128d x) {
   const LogRow w = log_row(x);
   const DD r = log_r_exact(w);
   const __m128d hi = _mm_add_pd(_mm_mul_pd(w.kf, d1(kLn2_hi)), w.lchi);  // exact

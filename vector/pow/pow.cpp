@@ -16,6 +16,7 @@
 #include <limits>
 
 #include "vector/common/level.h"
+#include "vector/common/nan_status.h"
 #include "vector/log/log_core.h"
 #include "vector/pow/pow_data.h"
 #include "vector/pow/spow.h"
@@ -260,8 +261,10 @@ inline __m128d hypot_special(__m128d ax, __m128d ay) {
   return as_d(_mm_or_si128(over, under));
 }
 
+// Always inlined into the kernels' blocks, as log_pw (log_core.h) and for the
+// same reason; the scalar function below calls hypot_d.
 template <bool HA>
-inline __m128d hypot_d(__m128d x, __m128d y, __m128d& special) {
+__attribute__((always_inline)) inline __m128d hypot_v(__m128d x, __m128d y, __m128d& special) {
   const __m128d ax = _mm_andnot_pd(d1(-0.0), x), ay = _mm_andnot_pd(d1(-0.0), y);
   special = hypot_special(ax, ay);
   if constexpr (!HA) {
@@ -281,6 +284,11 @@ inline __m128d hypot_d(__m128d x, __m128d y, __m128d& special) {
   }
 }
 
+template <bool HA>
+inline __m128d hypot_d(__m128d x, __m128d y, __m128d& special) {
+  return hypot_v<HA>(x, y, special);
+}
+
 // Scalar hypot: an infinity wins over NaN; scaled into the vector range.
 template <bool HA>
 int hypot_scalar_d(const double* a, const double* b, double* r) {
@@ -290,7 +298,7 @@ int hypot_scalar_d(const double* a, const double* b, double* r) {
     return 0;
   }
   if (std::isnan(x) || std::isnan(y)) {
-    *r = x + y;
+    *r = nan_sum(x, y);  // of two NaNs, x's: the operand order pinned, not left to the compiler
     return 0;
   }
   const double ax = std::fabs(x), ay = std::fabs(y);
@@ -397,7 +405,9 @@ struct sPowrEP : BinBase<float, 16> {
 template <bool HA>
 struct dHypotP : BinBase<double, 8> {
   static constexpr const char* kName = "vdHypot";
-  static __m128d eval(__m128d x, __m128d y, __m128d& special) { return hypot_d<HA>(x, y, special); }
+  __attribute__((always_inline)) static __m128d eval(__m128d x, __m128d y, __m128d& special) {
+    return hypot_v<HA>(x, y, special);
+  }
   static int scalar(const double* a, const double* b, double* r) { return hypot_scalar_d<HA>(a, b, r); }
 };
 struct sHypotHA : BinBase<float, 16> {
