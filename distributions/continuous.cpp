@@ -92,8 +92,9 @@ int for_blocks(int n, Body&& body) {
 }
 
 // ---- Exponential, Rayleigh -------------------------------------------------
-template <class T>
-int exponential(int method, void* stream, int n, T* r, T loc, T scale) {
+// Both map L = ln(1 - u) element by element: one block loop, two maps.
+template <class T, class Map>
+int from_log_tail(int method, void* stream, int n, T* r, Map map) {
   QuietKernels quiet;
   T L[kBlock];
   double work[kBlock];
@@ -101,23 +102,19 @@ int exponential(int method, void* stream, int n, T* r, T loc, T scale) {
     const int st = log_tail_any(stream, m, accurate(method), L, work);
     if (st < 0) return st;
     T* out = r + done;
-    for (int i = 0; i < m; ++i) out[i] = loc - scale * L[i];
+    for (int i = 0; i < m; ++i) out[i] = map(L[i]);
     return 0;
   });
 }
 
 template <class T>
+int exponential(int method, void* stream, int n, T* r, T loc, T scale) {
+  return from_log_tail(method, stream, n, r, [=](T l) { return loc - scale * l; });
+}
+
+template <class T>
 int rayleigh(int method, void* stream, int n, T* r, T loc, T scale) {
-  QuietKernels quiet;
-  T L[kBlock];
-  double work[kBlock];
-  return for_blocks(n, [&](int done, int m) {
-    const int st = log_tail_any(stream, m, accurate(method), L, work);
-    if (st < 0) return st;
-    T* out = r + done;
-    for (int i = 0; i < m; ++i) out[i] = loc + scale * std::sqrt(T(-2) * L[i]);
-    return 0;
-  });
+  return from_log_tail(method, stream, n, r, [=](T l) { return loc + scale * std::sqrt(T(-2) * l); });
 }
 
 // ---- Weibull: loc + scale E^(1/c), E = -ln(1 - u) ---------------------------
