@@ -18,13 +18,12 @@
 #include <limits>
 #include <utility>
 
+#include "stats/ss_matrix.h"
 #include "stats/ss_moments.h"
 #include "stats/ss_task.h"
 
 namespace zev::ss {
 namespace {
-
-using Rec = zev_ss_task_rec;
 
 // ---- requests ---------------------------------------------------------------
 
@@ -286,50 +285,6 @@ constexpr auto make_table(std::integer_sequence<int, I...>) {
 }
 template <class T, int M>
 const auto kTable = make_table<T, M>(std::make_integer_sequence<int, 32>{});
-
-// ---- matrices ---------------------------------------------------------------
-
-enum Form { kFull, kLower, kUpper };
-Form form_of(const IntRead& in, const void* storage) {
-  if (storage == nullptr) return kFull;
-  int64_t v = in.value(storage);
-  if (v & 2) return kUpper;
-  if (v & 1) return kLower;
-  return kFull;
-}
-int64_t packed_at(Form f, int32_t p, int32_t i, int32_t k) {  // i <= k
-  return f == kUpper ? static_cast<int64_t>(i) * p - static_cast<int64_t>(i) * (i - 1) / 2 + (k - i)
-                     : static_cast<int64_t>(k) * (k + 1) / 2 + i;
-}
-
-// Writes value(i, k) (i <= k) into out in form f, both triangles of a full
-// matrix. The lower triangle goes first: value() reads the upper triangle of
-// the work matrix, which may be out itself.
-template <class T, class V>
-void write_matrix(T* out, Form f, int32_t p, const uint8_t* active, V value) {
-  auto on = [&](int32_t j) { return active == nullptr || active[j]; };
-  if (f == kFull) {
-    for (int32_t i = 0; i < p; ++i)
-      for (int32_t k = 0; k < i; ++k)
-        if (on(i) && on(k)) out[static_cast<int64_t>(i) * p + k] = value(k, i);
-    for (int32_t i = 0; i < p; ++i)
-      for (int32_t k = i; k < p; ++k)
-        if (on(i) && on(k)) out[static_cast<int64_t>(i) * p + k] = value(i, k);
-    return;
-  }
-  for (int32_t i = 0; i < p; ++i)
-    for (int32_t k = i; k < p; ++k)
-      if (on(i) && on(k)) out[packed_at(f, p, i, k)] = value(i, k);
-}
-
-// Reads the upper triangle of a matrix in form f into a full work matrix.
-template <class T>
-void read_matrix(T* work, const T* src, Form f, int32_t p) {
-  for (int32_t i = 0; i < p; ++i)
-    for (int32_t k = i; k < p; ++k)
-      work[static_cast<int64_t>(i) * p + k] =
-          f == kFull ? src[static_cast<int64_t>(i) * p + k] : src[packed_at(f, p, i, k)];
-}
 
 template <class T>
 T inv_sqrt(T v) {

@@ -9,8 +9,6 @@
 namespace zev::ss {
 namespace {
 
-using Rec = zev_ss_task_rec;
-
 constexpr int kInsertion = 8;  // ranges shorter than this are finished by insertion
 
 template <class T>
@@ -149,40 +147,6 @@ void quantile_body(int64_t index, int thread, int, void* context) {
     for (int32_t m = 0; m < c->order_count; ++m)
       c->quantiles[static_cast<int64_t>(j) * c->order_count + m] =
           quantile(buf, c->n, c->orders[m], c->want_stats);
-}
-
-// Runs body over the count listed variables, through the table's
-// parallel_for when there is one.
-template <class Body>
-void for_variables(const zev_threading* th, int64_t count, int threads, void* context, Body body) {
-  if (th && th->parallel_for && threads > 1) {
-    th->parallel_for(count, threads, context, body);
-    return;
-  }
-  for (int64_t k = 0; k < count; ++k) body(k, 0, 1, context);
-}
-
-bool has_layout(const IntRead& in, const void* storage) {
-  return (in.value(storage) & (ZEV_SS_MATRIX_STORAGE_ROWS | ZEV_SS_MATRIX_STORAGE_COLS)) != 0;
-}
-
-// The observations' checks every entry here shares, after its own.
-int data_checks(const Rec* t, const IntRead& in) {
-  if (t->dimension == nullptr || in.value(t->dimension) <= 0) return ZEV_SS_ERROR_BAD_DIMEN;
-  if (t->observation_count == nullptr || in.value(t->observation_count) <= 0)
-    return ZEV_SS_ERROR_BAD_OBSERV_N;
-  if (t->observations == nullptr) return ZEV_SS_ERROR_BAD_OBSERV_ADDR;
-  return 0;
-}
-
-// The variables the mask lets through, in ascending order; null on failure.
-int32_t* variable_list(const Rec* t, const IntRead& in, int32_t p, int32_t* count) {
-  auto* v = alloc<int32_t>(p);
-  if (v == nullptr) return nullptr;
-  *count = 0;
-  for (int32_t j = 0; j < p; ++j)
-    if (t->variable_mask == nullptr || in.at(t->variable_mask, j) != 0) v[(*count)++] = j;
-  return v;
 }
 
 template <class T>

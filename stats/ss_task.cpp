@@ -316,6 +316,13 @@ ZEV_API int __vqsdSSEditMtxParametrz(zev_ss_task task, double* cor, const void* 
                     FLD(parametrized_correlation, parametrized_cor),
                     FLD(parametrized_storage, parametrized_storage));
 }
+ZEV_API int __vqsdSSEditMahDistance(zev_ss_task task, const void* first, const void* last,
+                                    const double* center, const double* inverse,
+                                    double* distances) {
+  return named_edit(task, FLD(distance_first, first), FLD(distance_last, last),
+                    FLD(distance_center, center), FLD(distance_inverse, inverse),
+                    FLD(distance_output, distances));
+}
 
 #define D(x) reinterpret_cast<double*>(x)
 #define CD(x) reinterpret_cast<const double*>(x)
@@ -392,6 +399,10 @@ ZEV_API int __vqssSSEditMtxParametrz(zev_ss_task task, float* cor, const void* c
   return __vqsdSSEditMtxParametrz(task, D(cor), cor_storage, D(parametrized_cor),
                                   parametrized_storage);
 }
+ZEV_API int __vqssSSEditMahDistance(zev_ss_task task, const void* first, const void* last,
+                                    const float* center, const float* inverse, float* distances) {
+  return __vqsdSSEditMahDistance(task, first, last, CD(center), CD(inverse), D(distances));
+}
 #undef D
 #undef CD
 
@@ -403,15 +414,11 @@ ZEV_API int __vqssSSEditMtxParametrz(zev_ss_task task, float* cor, const void* c
   ZEV_API int _vqssSS##name(zev_ss_task task, int64_t, int64_t, const zev_threading*) { \
     return not_built(task);                                                            \
   }
-NOT_BUILT(Minmax)
 NOT_BUILT(StreamQuantiles)
 NOT_BUILT(RobustCovariance)
 NOT_BUILT(OutliersDetection)
 NOT_BUILT(MissingValues)
-NOT_BUILT(PartialCovariance)
-NOT_BUILT(PooledCovariance)
 NOT_BUILT(CorParametrization)
-NOT_BUILT(MahDistance)
 #undef NOT_BUILT
 
 }  // extern "C"

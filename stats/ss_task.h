@@ -110,6 +110,8 @@ struct zev_ss_task_rec {
 
 namespace zev::ss {
 
+using Rec = zev_ss_task_rec;
+
 constexpr int kAlign = 128;
 
 inline void* alloc_bytes(size_t bytes) { return bytes ? zev_serv_allocate(bytes, kAlign) : nullptr; }
@@ -121,6 +123,19 @@ T* alloc(int64_t count) {
 inline void release(void* p) {
   if (p) zev_serv_deallocate(p);
 }
+// A work array that is released on every way out; `failed()` tells an
+// allocation that did not succeed (an empty array never fails).
+template <class T>
+struct Buffer {
+  T* p;
+  int64_t count;
+  explicit Buffer(int64_t n) : p(alloc<T>(n)), count(n) {}
+  ~Buffer() { release(p); }
+  Buffer(const Buffer&) = delete;
+  Buffer& operator=(const Buffer&) = delete;
+  bool failed() const { return count > 0 && p == nullptr; }
+  T& operator[](int64_t i) const { return p[i]; }
+};
 
 // An integer behind a pointer, read by the task's width. Sizes and loop bounds
 // use the low 32 bits; sign tests use the whole value (the high word of the
@@ -139,7 +154,65 @@ struct IntRead {
   int32_t at(const void* p, int64_t j) const {
     return static_cast<const int32_t*>(p)[wide ? 2 * j : j];
   }
+  // Entry j of an integer array whose sign matters (group indices): the
+  // whole 64-bit value in the wide form.
+  int64_t value_at(const void* p, int64_t j) const {
+    return wide ? static_cast<const int64_t*>(p)[j] : static_cast<const int32_t*>(p)[j];
+  }
 };
 inline IntRead ints(const zev_ss_task_rec* t) { return IntRead{t->wide_integers != 0}; }
+
+// Runs body over the count listed variables, through the table's
+// parallel_for when there is one.
+template <class Body>
+inline void for_variables(const zev_threading* th, int64_t count, int threads, void* context, Body body) {
+  if (th && th->parallel_for && threads > 1) {
+    th->parallel_for(count, threads, context, body);
+    return;
+  }
+  for (int64_t k = 0; k < count; ++k) body(k, 0, 1, context);
+}
+
+inline bool has_layout(const IntRead& in, const void* storage) {
+  return (in.value(storage) & (ZEV_SS_MATRIX_STORAGE_ROWS | ZEV_SS_MATRIX_STORAGE_COLS)) != 0;
+}
+
+// The observations' checks every entry here shares, after its own.
+inline int data_checks(const Rec* t, const IntRead& in) {
+  if (t->dimension == nullptr || in.value(t->dimension) <= 0) return ZEV_SS_ERROR_BAD_DIMEN;
+  if (t->observation_count == nullptr || in.value(t->observation_count) <= 0)
+    return ZEV_SS_ERROR_BAD_OBSERV_N;
+  if (t->observations == nullptr) return ZEV_SS_ERROR_BAD_OBSERV_ADDR;
+  return 0;
+}
+
+// The observations of a task in either layout: variable j of observation i.
+template <class T>
+struct Observations {
+  const T* x;
+  int64_t n;
+  int32_t p;
+  bool var_major;  // x[j*n + i]; else x[i*p + j]
+  T operator()(int64_t i, int32_t j) const {
+    return var_major ? x[static_cast<int64_t>(j) * n + i] : x[i * p + j];
+  }
+};
+// After data_checks and a layout check have passed.
+template <class T>
+Observations<T> observations_of(const Rec* t, const IntRead& in) {
+  const int32_t p = in.low(t->dimension);
+  return {static_cast<const T*>(t->observations), in.low(t->observation_count), p,
+          (in.value(t->observation_storage) & ZEV_SS_MATRIX_STORAGE_ROWS) || p == 1};
+}
+
+// The variables the mask lets through, in ascending order; null on failure.
+inline int32_t* variable_list(const Rec* t, const IntRead& in, int32_t p, int32_t* count) {
+  auto* v = alloc<int32_t>(p);
+  if (v == nullptr) return nullptr;
+  *count = 0;
+  for (int32_t j = 0; j < p; ++j)
+    if (t->variable_mask == nullptr || in.at(t->variable_mask, j) != 0) v[(*count)++] = j;
+  return v;
+}
 
 }  // namespace zev::ss

@@ -50,6 +50,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 /* Method bits this entry does not take, a request it cannot compute, and
    every compute entry that is not built yet (see ZEV_SS_NOT_BUILT below). */
 #define ZEV_SS_ERROR_METHOD_NOT_SUPPORTED    (-4029)
+#define ZEV_SS_ERROR_BAD_GROUP_ADDR          (-4030) /* group_indices or group_flags missing at compute time */
 #define ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR    (-4031)
 #define ZEV_SS_ERROR_BAD_OBSERV_ADDR         (-4032)
 #define ZEV_SS_ERROR_BAD_POOLED_COV_ADDR     (-4034)
@@ -82,6 +83,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_ERROR_BAD_STREAM_QUANT_ORDER         (-4069)
 #define ZEV_SS_ERROR_BAD_STREAM_QUANT_ADDR          (-4070)
 #define ZEV_SS_ERROR_BAD_PARAMTR_COR_ADDR    (-4071)
+#define ZEV_SS_ERROR_BAD_PARTIAL_CLASSIFICATION (-4073) /* no variable classified 1, or an entry not 1, -1, 0 */
 #define ZEV_SS_ERROR_BAD_SUM_ADDR            (-4074)
 #define ZEV_SS_ERROR_BAD_2R_SUM_ADDR         (-4075)
 #define ZEV_SS_ERROR_BAD_3R_SUM_ADDR         (-4076)
@@ -94,6 +96,11 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_ERROR_BAD_MNAD_ADDR           (-4083)
 #define ZEV_SS_ERROR_BAD_SORTED_OBSERV_ADDR  (-4084)
 #define ZEV_SS_ERROR_IN_PLACE_SORT_WITH_MASK (-4085)
+#define ZEV_SS_ERROR_BAD_MAHDIST_CENTER_ADDR  (-4086) /* distance center missing */
+#define ZEV_SS_ERROR_BAD_MAHDIST_INVERSE_ADDR (-4087) /* inverse covariance missing */
+#define ZEV_SS_ERROR_BAD_MAHDIST_ADDR         (-4088) /* distance output missing */
+#define ZEV_SS_ERROR_BAD_MAHDIST_RANGE        (-4089) /* first/last outside 0 <= first <= last <= n */
+#define ZEV_SS_ERROR_NOT_POSITIVE_DEFINITE    (-4090) /* a matrix to factor is not positive definite */
 
 /* What every compute entry that is not built yet returns (after a null task,
    which gives ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR); it writes nothing. */
@@ -207,10 +214,18 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_KURTOSIS   0x80ULL
 #define ZEV_SS_SKEWNESS   0x100ULL
 #define ZEV_SS_VARIATION  0x200ULL
+#define ZEV_SS_MIN        0x400ULL   /* Minmax */
+#define ZEV_SS_MAX        0x800ULL   /* Minmax */
 #define ZEV_SS_COV        0x1000ULL
 #define ZEV_SS_COR        0x2000ULL
 #define ZEV_SS_QUANTS     0x10000ULL
 #define ZEV_SS_ORDER_STATS 0x20000ULL
+#define ZEV_SS_POOLED_MEAN 0x40000ULL  /* PooledCovariance */
+#define ZEV_SS_POOLED_COV  0x80000ULL
+#define ZEV_SS_GROUP_MEANS 0x100000ULL
+#define ZEV_SS_GROUP_COVS  0x200000ULL
+#define ZEV_SS_PARTIAL_COV 0x400000ULL /* PartialCovariance */
+#define ZEV_SS_PARTIAL_COR 0x800000ULL
 #define ZEV_SS_SUM        0x2000000ULL
 #define ZEV_SS_2R_SUM     0x4000000ULL
 #define ZEV_SS_3R_SUM     0x8000000ULL
@@ -221,6 +236,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_CP         0x100000000ULL
 #define ZEV_SS_MDAD       0x200000000ULL
 #define ZEV_SS_MNAD       0x400000000ULL
+#define ZEV_SS_MAHDIST    0x800000000ULL /* MahDistance */
 
 /* ---- method word of _vqsdSSBasic ---- */
 #define ZEV_SS_METHOD_FAST             0x1    /* raw sums, central quantities by expansion */
@@ -230,6 +246,11 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_METHOD_SUM_TO_MOM       0x400  /* no data pass: moments from sums */
 #define ZEV_SS_METHOD_FAST_QUANTILES   0x1    /* _vqsdSSQuantiles */
 #define ZEV_SS_METHOD_RADIX_SORT       0x100000 /* _vqsdSSSort */
+#define ZEV_SS_METHOD_MINMAX           0x1    /* _vqsdSSMinmax: this block alone */
+#define ZEV_SS_METHOD_MINMAX_UPDATE    0x2    /* fold the block into minimum and maximum */
+#define ZEV_SS_METHOD_POOLED           0x1    /* _vqsdSSPooledCovariance: one-pass per group */
+#define ZEV_SS_METHOD_PARTIAL          0x1    /* _vqsdSSPartialCovariance: from covariance */
+#define ZEV_SS_METHOD_MAHDIST          0x1    /* _vqsdSSMahDistance */
 
 /* ---- tasks ----
    dimension, observation_count, observation_storage and variable_mask point at
@@ -290,7 +311,13 @@ ZEV_API int __vqssSSEditTask(zev_ss_task task, int64_t id, const float* value);
       R* simulated_values, const void* estimate_count, R* estimates);                        \
   ZEV_API int __vqs##p##SSEditMtxParametrz(zev_ss_task task, R* cor, const void* cor_storage, \
                                            R* parametrized_cor,                              \
-                                           const void* parametrized_storage);
+                                           const void* parametrized_storage);            \
+  /* MahDistance: observations first <= i < last (integers; null: 0 and n),  \
+     centre (p reals), A (p by p, full, the inverse of a covariance),       \
+     distances (written at [first, last)). */                                \
+  ZEV_API int __vqs##p##SSEditMahDistance(zev_ss_task task, const void* first,           \
+                                          const void* last, const R* center,             \
+                                          const R* inverse, R* distances);
 ZEV_SS_NAMED_EDITORS(d, double)
 ZEV_SS_NAMED_EDITORS(s, float)
 #undef ZEV_SS_NAMED_EDITORS
@@ -304,10 +331,17 @@ ZEV_SS_NAMED_EDITORS(s, float)
    ZEV_SS_METHOD_RADIX_SORT. WMedian: the weighted quantile of order
    quantile_orders[0], variable j's at quantiles[j]. MAD: median (ZEV_SS_MDAD,
    method 0x1) and mean (ZEV_SS_MNAD, method 0x1, or 0x100 around the
-   caller's mean) absolute deviations. See docs/stats.md. The others (Minmax,
-   StreamQuantiles, RobustCovariance, OutliersDetection, MissingValues,
-   PartialCovariance, PooledCovariance, CorParametrization, MahDistance) are
-   not built yet: they return ZEV_SS_NOT_BUILT and write nothing. */
+   caller's mean) absolute deviations. Minmax: minimum (ZEV_SS_MIN) and
+   maximum (ZEV_SS_MAX), method ZEV_SS_METHOD_MINMAX or _UPDATE.
+   PooledCovariance: pooled and per-group means and covariances
+   (ZEV_SS_POOLED_MEAN, _POOLED_COV, _GROUP_MEANS, _GROUP_COVS), method
+   ZEV_SS_METHOD_POOLED. PartialCovariance: from covariance and
+   partial_classification (ZEV_SS_PARTIAL_COV, _PARTIAL_COR), method
+   ZEV_SS_METHOD_PARTIAL. MahDistance: ZEV_SS_MAHDIST, method
+   ZEV_SS_METHOD_MAHDIST, inputs set by __vqsdSSEditMahDistance. See
+   docs/stats.md. The others (StreamQuantiles, RobustCovariance,
+   OutliersDetection, MissingValues, CorParametrization) are not built yet:
+   they return ZEV_SS_NOT_BUILT and write nothing. */
 #define ZEV_SS_COMPUTE(name)                                                                  \
   ZEV_API int _vqsdSS##name(zev_ss_task task, int64_t mask, int64_t method,                  \
                             const zev_threading* threading);                                 \

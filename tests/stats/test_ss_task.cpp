@@ -266,6 +266,12 @@ TEST(SsTask, NamedEditors) {
        },
        {F(correlation), F(correlation_storage), F(parametrized_correlation),
         F(parametrized_storage)}},
+      {"MahDistance",
+       [&](zev_ss_task t, bool z) {
+         return __vqssSSEditMahDistance(t, d(z, 0), d(z, 1), f(z, 2), f(z, 3), f(z, 4));
+       },
+       {F(distance_first), F(distance_last), F(distance_center), F(distance_inverse),
+        F(distance_output)}},
   };
   const int32_t p = 2;
   for (const Named& e : named) {
@@ -289,12 +295,10 @@ TEST(SsTask, NamedEditors) {
 TEST(SsTask, EntriesNotBuiltWriteNothing) {
   using Entry = int (*)(zev_ss_task, int64_t, int64_t, const zev_threading*);
   const Entry entries[] = {
-      _vqsdSSMinmax, _vqssSSMinmax, _vqsdSSStreamQuantiles,
-      _vqssSSStreamQuantiles, _vqsdSSRobustCovariance, _vqssSSRobustCovariance,
-      _vqsdSSOutliersDetection, _vqssSSOutliersDetection, _vqsdSSMissingValues,
-      _vqssSSMissingValues, _vqsdSSPartialCovariance, _vqssSSPartialCovariance,
-      _vqsdSSPooledCovariance, _vqssSSPooledCovariance, _vqsdSSCorParametrization,
-      _vqssSSCorParametrization, _vqsdSSMahDistance, _vqssSSMahDistance};
+      _vqsdSSStreamQuantiles,   _vqssSSStreamQuantiles,   _vqsdSSRobustCovariance,
+      _vqssSSRobustCovariance,  _vqsdSSOutliersDetection, _vqssSSOutliersDetection,
+      _vqsdSSMissingValues,     _vqssSSMissingValues,     _vqsdSSCorParametrization,
+      _vqssSSCorParametrization};
   const int32_t p = 1, n = 3, layout = 0x10000, one = 1;
   double x[3] = {3, 1, 2}, out[3] = {-7, -7, -7}, orders[1] = {0.5};
   Task t;

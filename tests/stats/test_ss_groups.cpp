@@ -1,0 +1,265 @@
+// Minmax, PooledCovariance, PartialCovariance and MahDistance against direct
+// long-double computations in the test, and their statuses.
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "tests/stats/ss_util.h"
+#include "zev/zev_threading.h"
+
+using sstest::Task;
+
+namespace {
+
+constexpr int32_t kRows = ZEV_SS_MATRIX_STORAGE_ROWS, kCols = ZEV_SS_MATRIX_STORAGE_COLS;
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// Reads entry (i, k) of a p by p matrix in storage form f.
+double at(const std::vector<double>& m, int f, int p, int i, int k) {
+  if (f == ZEV_SS_MATRIX_STORAGE_FULL) return m[i * p + k];
+  if (i > k) std::swap(i, k);
+  return f == ZEV_SS_MATRIX_STORAGE_U_PACKED ? m[i * p - i * (i - 1) / 2 + (k - i)]
+                                             : m[k * (k + 1) / 2 + i];
+}
+
+TEST(SsMinmax, LayoutsWeightsMaskNaNAndBlocks) {
+  const int32_t p = 3, n = 5;
+  // variable-major data; variable 2 holds a NaN
+  const std::vector<double> x = {4, -1, 7, 2, 0, 1e300, -1e300, 5, 5, 5, 1, kNaN, 3, 2, 9};
+  const std::vector<double> w = {1, 0, 1, 1, 1};  // observation 1 does not count
+  const int32_t mask[3] = {1, 1, 1}, mask_skip1[3] = {1, 0, 1};
+  struct Case {
+    int32_t layout;
+    bool weighted;
+    const int32_t* vmask;
+    double lo[3], hi[3];
+  };
+  const Case cases[] = {
+      {kRows, false, nullptr, {-1, -1e300, kNaN}, {7, 1e300, kNaN}},
+      {kCols, false, mask, {-1, -1e300, kNaN}, {7, 1e300, kNaN}},
+      {kRows, true, nullptr, {0, 5, 1}, {7, 1e300, 9}},
+      {kCols, true, mask_skip1, {0, -9, 1}, {7, -9, 9}},
+  };
+  for (const Case& c : cases) {
+    const std::vector<double> data = c.layout == kRows ? x : sstest::transpose(x, p, n);
+    double lo[3] = {-9, -9, -9}, hi[3] = {-9, -9, -9};
+    Task t;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &c.layout, data.data(), c.weighted ? w.data() : nullptr,
+                              c.vmask, 0), 0);
+    ASSERT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_MIN, lo), 0);
+    ASSERT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_MAX, hi), 0);
+    ASSERT_EQ(_vqsdSSMinmax(t, ZEV_SS_MIN | ZEV_SS_MAX, ZEV_SS_METHOD_MINMAX, nullptr), 0);
+    for (int j = 0; j < p; ++j) {
+      if (std::isnan(c.lo[j])) {
+        EXPECT_TRUE(std::isnan(lo[j]) && std::isnan(hi[j])) << j;
+        continue;
+      }
+      EXPECT_EQ(lo[j], c.lo[j]) << "layout " << c.layout << " var " << j;
+      EXPECT_EQ(hi[j], c.hi[j]) << "layout " << c.layout << " var " << j;
+    }
+  }
+  // Two blocks folded with the update method equal one call over both.
+  const int32_t one = 1, half = 3, rest = 2;
+  std::vector<double> a = {4, -1, 7}, b = {2, 0};
+  double lo = 0, hi = 0;
+  Task t;
+  ASSERT_EQ(__vqsdSSNewTask(&t.t, &one, &half, &kRows, a.data(), nullptr, nullptr, 0), 0);
+  ASSERT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_MIN, &lo), 0);
+  ASSERT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_MAX, &hi), 0);
+  ASSERT_EQ(_vqsdSSMinmax(t, ZEV_SS_MIN | ZEV_SS_MAX, ZEV_SS_METHOD_MINMAX, nullptr), 0);
+  ASSERT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_OBSERV, b.data()), 0);
+  ASSERT_EQ(__vqsiSSEditTask(t, ZEV_SS_ED_OBSERV_N, &rest), 0);
+  ASSERT_EQ(_vqsdSSMinmax(t, ZEV_SS_MIN | ZEV_SS_MAX, ZEV_SS_METHOD_MINMAX_UPDATE, nullptr), 0);
+  EXPECT_EQ(lo, -1);
+  EXPECT_EQ(hi, 7);
+}
+
+// Per-group two-pass references in long double.
+struct GroupRef {
+  std::vector<long double> mean, cov;  // p, p*p
+  long double W = 0, dof = 0;
+};
+
+TEST(SsPooled, AgainstTwoPassPerGroup) {
+  const int32_t p = 3, n = 400, G = 4;
+  const std::vector<double> x = sstest::gaussian(p, n, 10, 2, 7);
+  std::vector<int32_t> idx(n);
+  std::vector<double> w(n);
+  for (int i = 0; i < n; ++i) {
+    idx[i] = (i * 7 + i / 3) % 3;  // groups 0, 1, 2; group 3 stays empty
+    w[i] = 0.5 + (i % 5) * 0.25;
+  }
+  idx[17] = 3;  // group 3 holds one observation: its covariance is NaN
+  const int32_t flags[G] = {1, 0, 1, 1};
+  for (bool weighted : {false, true})
+    for (int form : {ZEV_SS_MATRIX_STORAGE_FULL, ZEV_SS_MATRIX_STORAGE_U_PACKED}) {
+      std::vector<GroupRef> ref(G);
+      for (auto& r : ref) r.mean.assign(p, 0), r.cov.assign(p * p, 0);
+      for (int i = 0; i < n; ++i) {
+        const long double wi = weighted ? w[i] : 1;
+        ref[idx[i]].W += wi;
+        for (int j = 0; j < p; ++j) ref[idx[i]].mean[j] += wi * x[j * n + i];
+      }
+      std::vector<long double> W2(G, 0);
+      for (int i = 0; i < n; ++i) W2[idx[i]] += weighted ? w[i] * w[i] : 1;
+      for (int g = 0; g < G; ++g) {
+        for (auto& m : ref[g].mean) m /= ref[g].W;
+        ref[g].dof = ref[g].W - W2[g] / ref[g].W;
+      }
+      for (int i = 0; i < n; ++i) {
+        GroupRef& r = ref[idx[i]];
+        const long double wi = weighted ? w[i] : 1;
+        for (int a = 0; a < p; ++a)
+          for (int b = 0; b < p; ++b)
+            r.cov[a * p + b] += wi * (x[a * n + i] - r.mean[a]) * (x[b * n + i] - r.mean[b]);
+      }
+      const int msize = form == ZEV_SS_MATRIX_STORAGE_FULL ? p * p : p * (p + 1) / 2;
+      std::vector<double> pm(p), pc(msize), gm(3 * p), gc(3 * msize);
+      Task t;
+      ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &kRows, x.data(), weighted ? w.data() : nullptr,
+                                nullptr, 0), 0);
+      ASSERT_EQ(__vqsdSSEditPooledCovariance(t, idx.data(), pm.data(), pc.data(), flags, gm.data(),
+                                             gc.data()), 0);
+      ASSERT_EQ(__vqsiSSEditTask(t, ZEV_SS_ED_POOLED_COV_STORAGE, &form), 0);
+      ASSERT_EQ(__vqsiSSEditTask(t, ZEV_SS_ED_GROUP_COV_STORAGE, &form), 0);
+      ASSERT_EQ(_vqsdSSPooledCovariance(t, ZEV_SS_POOLED_MEAN | ZEV_SS_POOLED_COV |
+                                               ZEV_SS_GROUP_MEANS | ZEV_SS_GROUP_COVS,
+                                        ZEV_SS_METHOD_POOLED, nullptr), 0);
+      long double W = 0, dof = 0;
+      for (int g = 0; g < G; ++g) W += ref[g].W, dof += ref[g].dof;
+      for (int a = 0; a < p; ++a) {
+        long double m = 0;
+        for (int g = 0; g < G; ++g) m += ref[g].W * ref[g].mean[a];
+        EXPECT_NEAR(pm[a], double(m / W), 1e-13 * 10) << a;
+        for (int b = 0; b < p; ++b) {
+          long double c = 0;
+          for (int g = 0; g < G; ++g) c += ref[g].cov[a * p + b];
+          EXPECT_NEAR(at(pc, form, p, a, b), double(c / dof), 1e-12) << a << "," << b;
+        }
+      }
+      const int selected[3] = {0, 2, 3};
+      for (int k = 0; k < 3; ++k) {
+        const GroupRef& r = ref[selected[k]];
+        for (int a = 0; a < p; ++a) {
+          EXPECT_NEAR(gm[k * p + a], double(r.mean[a]), 1e-12) << "group " << selected[k];
+          for (int b = 0; b < p; ++b) {
+            const std::vector<double> one(gc.begin() + k * msize, gc.begin() + (k + 1) * msize);
+            if (selected[k] == 3) EXPECT_TRUE(std::isnan(at(one, form, p, a, b)));
+            else EXPECT_NEAR(at(one, form, p, a, b), double(r.cov[a * p + b] / r.dof), 1e-12);
+          }
+        }
+      }
+    }
+}
+
+TEST(SsPooled, StatusesWriteNothing) {
+  const int32_t p = 1, n = 3, bad_index[3] = {0, -1, 1}, good[3] = {0, 1, 1}, bad_flag[2] = {1, 2};
+  double x[3] = {1, 2, 3}, pm = -7;
+  struct Case {
+    const int32_t* idx;
+    const int32_t* flags;
+    uint64_t mask, method;
+    int status;
+  };
+  const Case cases[] = {
+      {nullptr, nullptr, ZEV_SS_POOLED_MEAN, ZEV_SS_METHOD_POOLED, ZEV_SS_ERROR_BAD_GROUP_ADDR},
+      {good, nullptr, ZEV_SS_GROUP_MEANS, ZEV_SS_METHOD_POOLED, ZEV_SS_ERROR_BAD_GROUP_MEAN_ADDR},
+      {bad_index, nullptr, ZEV_SS_POOLED_MEAN, ZEV_SS_METHOD_POOLED, ZEV_SS_ERROR_BAD_GROUP_INDC_ADDR},
+      {good, bad_flag, ZEV_SS_POOLED_MEAN, ZEV_SS_METHOD_POOLED, 0},  // flags unread without group requests
+      {good, nullptr, ZEV_SS_POOLED_MEAN, 0x2, ZEV_SS_ERROR_METHOD_NOT_SUPPORTED},
+      {good, nullptr, ZEV_SS_POOLED_COV, ZEV_SS_METHOD_POOLED, ZEV_SS_ERROR_BAD_POOLED_COV_ADDR},
+  };
+  for (const Case& c : cases) {
+    Task t;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &kRows, x, nullptr, nullptr, 0), 0);
+    ASSERT_EQ(__vqsdSSEditPooledCovariance(t, c.idx, &pm, nullptr, c.flags, nullptr, nullptr), 0);
+    EXPECT_EQ(_vqsdSSPooledCovariance(t, c.mask, c.method, nullptr), c.status);
+    if (c.status) {
+      EXPECT_EQ(pm, -7);
+    }
+    pm = -7;
+  }
+}
+
+TEST(SsPartial, ClosedFormOfOneConditioningVariable) {
+  // S over (y0, y1, z): P = S_YY - S_Yz S_zY / S_zz.
+  const int32_t p = 3;
+  const double S[9] = {4, 1.2, 0.8, 1.2, 9, -1.5, 0.8, -1.5, 2.5};
+  const int32_t cls[3] = {1, 1, -1}, full = ZEV_SS_MATRIX_STORAGE_FULL,
+                lower = ZEV_SS_MATRIX_STORAGE_L_PACKED;
+  double P[4] = {}, R[3] = {};
+  Task t;
+  ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 0), 0);
+  ASSERT_EQ(__vqsdSSEditPartialCovCor(t, cls, const_cast<double*>(S), &full, nullptr, nullptr, P,
+                                      &full, R, &lower), 0);
+  ASSERT_EQ(_vqsdSSPartialCovariance(t, ZEV_SS_PARTIAL_COV | ZEV_SS_PARTIAL_COR,
+                                     ZEV_SS_METHOD_PARTIAL, nullptr), 0);
+  const double p00 = 4 - 0.8 * 0.8 / 2.5, p01 = 1.2 - 0.8 * -1.5 / 2.5, p11 = 9 - 1.5 * 1.5 / 2.5;
+  EXPECT_NEAR(P[0], p00, 1e-15);
+  EXPECT_NEAR(P[1], p01, 1e-15);
+  EXPECT_NEAR(P[2], p01, 1e-15);
+  EXPECT_NEAR(P[3], p11, 1e-14);
+  EXPECT_NEAR(R[0], 1, 1e-15);
+  EXPECT_NEAR(R[1], p01 / std::sqrt(p00 * p11), 1e-15);
+  EXPECT_NEAR(R[2], 1, 1e-15);
+}
+
+TEST(SsPartial, Statuses) {
+  const int32_t p = 2, full = 0, no_y[2] = {-1, 0}, bad[2] = {1, 2}, cond[2] = {1, -1};
+  const double singular[4] = {1, 0, 0, 0};
+  double P[4] = {-7, -7, -7, -7};
+  struct Case {
+    const int32_t* cls;
+    const double* S;
+    int status;
+  };
+  const Case cases[] = {
+      {nullptr, singular, ZEV_SS_ERROR_BAD_PARTIAL_COV_IDX_ADDR},
+      {cond, nullptr, ZEV_SS_ERROR_BAD_COV_ADDR},
+      {no_y, singular, ZEV_SS_ERROR_BAD_PARTIAL_CLASSIFICATION},
+      {bad, singular, ZEV_SS_ERROR_BAD_PARTIAL_CLASSIFICATION},
+      {cond, singular, ZEV_SS_ERROR_NOT_POSITIVE_DEFINITE},  // the conditioning variance is 0
+  };
+  for (const Case& c : cases) {
+    Task t;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 0), 0);
+    ASSERT_EQ(__vqsdSSEditPartialCovCor(t, c.cls, const_cast<double*>(c.S), &full, nullptr, nullptr,
+                                        P, &full, nullptr, nullptr), 0);
+    EXPECT_EQ(_vqsdSSPartialCovariance(t, ZEV_SS_PARTIAL_COV, ZEV_SS_METHOD_PARTIAL, nullptr),
+              c.status);
+    EXPECT_EQ(P[0], -7);
+  }
+}
+
+TEST(SsMahDistance, DirectFormRangeMaskAndThreads) {
+  const int32_t p = 3, n = 3000;
+  const std::vector<double> x = sstest::gaussian(p, n, 1, 1, 3);
+  const double c[3] = {1, 1.1, 0.9};
+  const double A[9] = {2, 0.5, 0.1, 0.5, 1, -0.2, 0.1, -0.2, 3};
+  const int32_t vmask[3] = {1, 0, 1}, first = 100, last = 2900;
+  std::vector<double> d(n, -7);
+  Task t;
+  ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &kRows, x.data(), nullptr, vmask, 0), 0);
+  ASSERT_EQ(__vqsdSSEditMahDistance(t, &first, &last, c, A, d.data()), 0);
+  zev_threading_pool_set_size(2);
+  ASSERT_EQ(_vqsdSSMahDistance(t, ZEV_SS_MAHDIST, ZEV_SS_METHOD_MAHDIST, zev_threading_pool()), 0);
+  for (int i = 0; i < n; ++i) {
+    if (i < first || i >= last) {
+      ASSERT_EQ(d[i], -7) << i;
+      continue;
+    }
+    const long double y0 = x[i] - c[0], y2 = x[2 * n + i] - c[2];
+    const long double q = y0 * (A[0] * y0 + A[2] * y2) + y2 * (A[6] * y0 + A[8] * y2);
+    ASSERT_NEAR(d[i], double(std::sqrt(q)), 1e-13 * (1 + double(std::sqrt(q)))) << i;
+  }
+  const int32_t beyond = n + 1;
+  ASSERT_EQ(__vqsdSSEditMahDistance(t, nullptr, &beyond, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(_vqsdSSMahDistance(t, ZEV_SS_MAHDIST, ZEV_SS_METHOD_MAHDIST, nullptr),
+            ZEV_SS_ERROR_BAD_MAHDIST_RANGE);
+  Task empty;
+  ASSERT_EQ(__vqsdSSNewTask(&empty.t, &p, &n, &kRows, x.data(), nullptr, nullptr, 0), 0);
+  EXPECT_EQ(_vqsdSSMahDistance(empty, ZEV_SS_MAHDIST, ZEV_SS_METHOD_MAHDIST, nullptr),
+            ZEV_SS_ERROR_BAD_MAHDIST_CENTER_ADDR);
+}
+
+}  // namespace
