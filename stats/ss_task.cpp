@@ -418,7 +418,6 @@ NOT_BUILT(StreamQuantiles)
 NOT_BUILT(RobustCovariance)
 NOT_BUILT(OutliersDetection)
 NOT_BUILT(MissingValues)
-NOT_BUILT(CorParametrization)
 #undef NOT_BUILT
 
 }  // extern "C"

@@ -226,6 +226,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_GROUP_COVS  0x200000ULL
 #define ZEV_SS_PARTIAL_COV 0x400000ULL /* PartialCovariance */
 #define ZEV_SS_PARTIAL_COR 0x800000ULL
+#define ZEV_SS_PARAMTR_COR 0x1000000ULL /* CorParametrization */
 #define ZEV_SS_SUM        0x2000000ULL
 #define ZEV_SS_2R_SUM     0x4000000ULL
 #define ZEV_SS_3R_SUM     0x8000000ULL
@@ -251,6 +252,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_METHOD_POOLED           0x1    /* _vqsdSSPooledCovariance: one-pass per group */
 #define ZEV_SS_METHOD_PARTIAL          0x1    /* _vqsdSSPartialCovariance: from covariance */
 #define ZEV_SS_METHOD_MAHDIST          0x1    /* _vqsdSSMahDistance */
+#define ZEV_SS_METHOD_NEAREST_COR      0x1    /* _vqsdSSCorParametrization: alternating projections */
 
 /* ---- tasks ----
    dimension, observation_count, observation_storage and variable_mask point at
@@ -338,10 +340,12 @@ ZEV_SS_NAMED_EDITORS(s, float)
    ZEV_SS_METHOD_POOLED. PartialCovariance: from covariance and
    partial_classification (ZEV_SS_PARTIAL_COV, _PARTIAL_COR), method
    ZEV_SS_METHOD_PARTIAL. MahDistance: ZEV_SS_MAHDIST, method
-   ZEV_SS_METHOD_MAHDIST, inputs set by __vqsdSSEditMahDistance. See
-   docs/stats.md. The others (StreamQuantiles, RobustCovariance,
-   OutliersDetection, MissingValues, CorParametrization) are not built yet:
-   they return ZEV_SS_NOT_BUILT and write nothing. */
+   ZEV_SS_METHOD_MAHDIST, inputs set by __vqsdSSEditMahDistance.
+   CorParametrization: the nearest correlation matrix to correlation
+   (ZEV_SS_PARAMTR_COR), method ZEV_SS_METHOD_NEAREST_COR. See docs/stats.md.
+   The others (StreamQuantiles, RobustCovariance, OutliersDetection,
+   MissingValues) are not built yet: they return ZEV_SS_NOT_BUILT and write
+   nothing. */
 #define ZEV_SS_COMPUTE(name)                                                                  \
   ZEV_API int _vqsdSS##name(zev_ss_task task, int64_t mask, int64_t method,                  \
                             const zev_threading* threading);                                 \

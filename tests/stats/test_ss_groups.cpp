@@ -263,3 +263,56 @@ TEST(SsMahDistance, DirectFormRangeMaskAndThreads) {
 }
 
 }  // namespace
+
+namespace {
+
+// The example of the alternating-projections paper: the nearest correlation
+// matrix to [[1 1 0] [1 1 1] [0 1 1]] has 0.7607 off the diagonal next to it
+// and 0.1573 in the corners (four digits as published).
+TEST(SsCorParametrization, PublishedExampleAndFixedPoint) {
+  const int32_t p = 3, full = ZEV_SS_MATRIX_STORAGE_FULL, upper = ZEV_SS_MATRIX_STORAGE_U_PACKED;
+  double C[9] = {1, 1, 0, 1, 1, 1, 0, 1, 1}, X[6] = {};
+  Task t;
+  ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 0), 0);
+  ASSERT_EQ(__vqsdSSEditMtxParametrz(t, C, &full, X, &upper), 0);
+  ASSERT_EQ(_vqsdSSCorParametrization(t, ZEV_SS_PARAMTR_COR, ZEV_SS_METHOD_NEAREST_COR, nullptr), 0);
+  const double want[6] = {1, 0.7607, 0.1573, 1, 0.7607, 1};
+  for (int k = 0; k < 6; ++k) EXPECT_NEAR(X[k], want[k], 6e-5) << k;
+  // The result is positive semidefinite: its determinant and its leading
+  // minor are not negative.
+  const double a = X[1], b = X[2], c = X[4];
+  EXPECT_GE(1 + 2 * a * b * c - a * a - b * b - c * c, -1e-12);
+  // A valid correlation matrix is its own nearest one.
+  double R[9] = {1, 0.3, -0.2, 0.3, 1, 0.5, -0.2, 0.5, 1}, Y[9] = {};
+  ASSERT_EQ(__vqsdSSEditMtxParametrz(t, R, &full, Y, &full), 0);
+  ASSERT_EQ(_vqsdSSCorParametrization(t, ZEV_SS_PARAMTR_COR, ZEV_SS_METHOD_NEAREST_COR, nullptr), 0);
+  for (int k = 0; k < 9; ++k) EXPECT_NEAR(Y[k], R[k], 1e-14) << k;
+}
+
+TEST(SsCorParametrization, Statuses) {
+  const int32_t p = 2, full = 0, bad_form = 3;
+  double C[4] = {1, 0, 0, 1}, X[4] = {-7, -7, -7, -7};
+  struct Case {
+    double* cor;
+    const int32_t* cor_form;
+    double* out;
+    uint64_t method;
+    int status;
+  };
+  const Case cases[] = {
+      {nullptr, &full, X, ZEV_SS_METHOD_NEAREST_COR, ZEV_SS_ERROR_BAD_COR_ADDR},
+      {C, nullptr, X, ZEV_SS_METHOD_NEAREST_COR, ZEV_SS_ERROR_BAD_STORAGE_ADDR},
+      {C, &full, nullptr, ZEV_SS_METHOD_NEAREST_COR, ZEV_SS_ERROR_BAD_PARAMTR_COR_ADDR},
+      {C, &bad_form, X, ZEV_SS_METHOD_NEAREST_COR, ZEV_SS_ERROR_STORAGE_NOT_SUPPORTED},
+      {C, &full, X, 0x2, ZEV_SS_ERROR_METHOD_NOT_SUPPORTED},
+  };
+  for (const Case& c : cases) {
+    Task t;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 0), 0);
+    ASSERT_EQ(__vqsdSSEditMtxParametrz(t, c.cor, c.cor_form, c.out, &full), 0);
+    EXPECT_EQ(_vqsdSSCorParametrization(t, ZEV_SS_PARAMTR_COR, c.method, nullptr), c.status);
+    EXPECT_EQ(X[0], -7);
+  }
+}
+
+}  // namespace

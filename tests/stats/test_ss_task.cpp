@@ -297,8 +297,7 @@ TEST(SsTask, EntriesNotBuiltWriteNothing) {
   const Entry entries[] = {
       _vqsdSSStreamQuantiles,   _vqssSSStreamQuantiles,   _vqsdSSRobustCovariance,
       _vqssSSRobustCovariance,  _vqsdSSOutliersDetection, _vqssSSOutliersDetection,
-      _vqsdSSMissingValues,     _vqssSSMissingValues,     _vqsdSSCorParametrization,
-      _vqssSSCorParametrization};
+      _vqsdSSMissingValues,     _vqssSSMissingValues};
   const int32_t p = 1, n = 3, layout = 0x10000, one = 1;
   double x[3] = {3, 1, 2}, out[3] = {-7, -7, -7}, orders[1] = {0.5};
   Task t;
