@@ -2,6 +2,8 @@
 // and the reads and writes every compute entry shares.
 #pragma once
 
+#include <cmath>
+
 #include "stats/ss_task.h"
 
 namespace zev::ss {
@@ -46,6 +48,24 @@ void read_matrix(T* work, const T* src, Form f, int32_t p) {
     for (int32_t k = i; k < p; ++k)
       work[static_cast<int64_t>(i) * p + k] =
           f == kFull ? src[static_cast<int64_t>(i) * p + k] : src[packed_at(f, p, i, k)];
+}
+
+// Cholesky factor of the m by m matrix a (lower triangle in place, row major);
+// false when a is not positive definite.
+inline bool cholesky(double* a, int32_t m) {
+  for (int32_t j = 0; j < m; ++j) {
+    double s = a[static_cast<int64_t>(j) * m + j];
+    for (int32_t r = 0; r < j; ++r) s -= a[static_cast<int64_t>(j) * m + r] * a[static_cast<int64_t>(j) * m + r];
+    if (!(s > 0)) return false;
+    const double l = std::sqrt(s);
+    a[static_cast<int64_t>(j) * m + j] = l;
+    for (int32_t i = j + 1; i < m; ++i) {
+      double v = a[static_cast<int64_t>(i) * m + j];
+      for (int32_t r = 0; r < j; ++r) v -= a[static_cast<int64_t>(i) * m + r] * a[static_cast<int64_t>(j) * m + r];
+      a[static_cast<int64_t>(i) * m + j] = v / l;
+    }
+  }
+  return true;
 }
 
 }  // namespace zev::ss

@@ -20,24 +20,6 @@
 namespace zev::ss {
 namespace {
 
-// Cholesky factor of the m by m matrix a (lower triangle in place, row major);
-// false when a is not positive definite.
-bool cholesky(double* a, int32_t m) {
-  for (int32_t j = 0; j < m; ++j) {
-    double s = a[static_cast<int64_t>(j) * m + j];
-    for (int32_t r = 0; r < j; ++r) s -= a[static_cast<int64_t>(j) * m + r] * a[static_cast<int64_t>(j) * m + r];
-    if (!(s > 0)) return false;
-    const double l = std::sqrt(s);
-    a[static_cast<int64_t>(j) * m + j] = l;
-    for (int32_t i = j + 1; i < m; ++i) {
-      double v = a[static_cast<int64_t>(i) * m + j];
-      for (int32_t r = 0; r < j; ++r) v -= a[static_cast<int64_t>(i) * m + r] * a[static_cast<int64_t>(j) * m + r];
-      a[static_cast<int64_t>(i) * m + j] = v / l;
-    }
-  }
-  return true;
-}
-
 template <class T>
 int partial(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
   if (t == nullptr) return ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR;

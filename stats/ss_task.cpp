@@ -416,7 +416,6 @@ ZEV_API int __vqssSSEditMahDistance(zev_ss_task task, const void* first, const v
   }
 NOT_BUILT(StreamQuantiles)
 NOT_BUILT(RobustCovariance)
-NOT_BUILT(OutliersDetection)
 NOT_BUILT(MissingValues)
 #undef NOT_BUILT
 

@@ -101,6 +101,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_ERROR_BAD_MAHDIST_ADDR         (-4088) /* distance output missing */
 #define ZEV_SS_ERROR_BAD_MAHDIST_RANGE        (-4089) /* first/last outside 0 <= first <= last <= n */
 #define ZEV_SS_ERROR_NOT_POSITIVE_DEFINITE    (-4090) /* a matrix to factor is not positive definite */
+#define ZEV_SS_ERROR_BAD_OUTL_PARAMS          (-4091) /* outlier scheme not 0 or 1, alpha not in (0, 1), beta not in [0, 1) */
 
 /* What every compute entry that is not built yet returns (after a null task,
    which gives ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR); it writes nothing. */
@@ -238,6 +239,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_MDAD       0x200000000ULL
 #define ZEV_SS_MNAD       0x400000000ULL
 #define ZEV_SS_MAHDIST    0x800000000ULL /* MahDistance */
+#define ZEV_SS_OUTLIERS   0x1000000000ULL /* OutliersDetection */
 
 /* ---- method word of _vqsdSSBasic ---- */
 #define ZEV_SS_METHOD_FAST             0x1    /* raw sums, central quantities by expansion */
@@ -252,6 +254,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_METHOD_POOLED           0x1    /* _vqsdSSPooledCovariance: one-pass per group */
 #define ZEV_SS_METHOD_PARTIAL          0x1    /* _vqsdSSPartialCovariance: from covariance */
 #define ZEV_SS_METHOD_MAHDIST          0x1    /* _vqsdSSMahDistance */
+#define ZEV_SS_METHOD_BACON            0x1    /* _vqsdSSOutliersDetection */
 #define ZEV_SS_METHOD_NEAREST_COR      0x1    /* _vqsdSSCorParametrization: alternating projections */
 
 /* ---- tasks ----
@@ -342,10 +345,11 @@ ZEV_SS_NAMED_EDITORS(s, float)
    ZEV_SS_METHOD_PARTIAL. MahDistance: ZEV_SS_MAHDIST, method
    ZEV_SS_METHOD_MAHDIST, inputs set by __vqsdSSEditMahDistance.
    CorParametrization: the nearest correlation matrix to correlation
-   (ZEV_SS_PARAMTR_COR), method ZEV_SS_METHOD_NEAREST_COR. See docs/stats.md.
-   The others (StreamQuantiles, RobustCovariance, OutliersDetection,
-   MissingValues) are not built yet: they return ZEV_SS_NOT_BUILT and write
-   nothing. */
+   (ZEV_SS_PARAMTR_COR), method ZEV_SS_METHOD_NEAREST_COR. OutliersDetection:
+   outlier_weights 0 or 1 (ZEV_SS_OUTLIERS), method ZEV_SS_METHOD_BACON,
+   parameters scheme, alpha, beta. See docs/stats.md. The others
+   (StreamQuantiles, RobustCovariance, MissingValues) are not built yet: they
+   return ZEV_SS_NOT_BUILT and write nothing. */
 #define ZEV_SS_COMPUTE(name)                                                                  \
   ZEV_API int _vqsdSS##name(zev_ss_task task, int64_t mask, int64_t method,                  \
                             const zev_threading* threading);                                 \

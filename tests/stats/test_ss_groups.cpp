@@ -316,3 +316,69 @@ TEST(SsCorParametrization, Statuses) {
 }
 
 }  // namespace
+
+namespace {
+
+// Gaussian data with planted outliers far along one direction: BACON names
+// every planted one, and at alpha = 0.05 (split over n) almost nothing else.
+TEST(SsOutliers, FindsPlantedOutliersUnderBothSchemes) {
+  const int32_t p = 3, n = 1200;
+  std::vector<double> x = sstest::gaussian(p, n, 5, 1, 11);
+  std::vector<bool> planted(n, false);
+  for (int i = 7; i < n; i += 40) {  // 30 observations moved 12 standard deviations
+    planted[i] = true;
+    for (int j = 0; j < p; ++j) x[j * n + i] += (j == 1 ? -12 : 12) * (1 + j / 10.0);
+  }
+  for (double scheme : {0.0, 1.0}) {
+    const int32_t three = 3;
+    const double params[3] = {scheme, 0.05, 0};
+    std::vector<double> w(n, -7);
+    Task t;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &kRows, x.data(), nullptr, nullptr, 0), 0);
+    ASSERT_EQ(__vqsdSSEditOutDetect(t, &three, params, w.data()), 0);
+    ASSERT_EQ(_vqsdSSOutliersDetection(t, ZEV_SS_OUTLIERS, ZEV_SS_METHOD_BACON, nullptr), 0);
+    int missed = 0, false_alarms = 0;
+    for (int i = 0; i < n; ++i) {
+      ASSERT_TRUE(w[i] == 0 || w[i] == 1) << i;
+      missed += planted[i] && w[i] != 0;
+      false_alarms += !planted[i] && w[i] == 0;
+    }
+    EXPECT_EQ(missed, 0) << "scheme " << scheme;
+    EXPECT_LE(false_alarms, 2) << "scheme " << scheme;
+  }
+}
+
+TEST(SsOutliers, Statuses) {
+  const int32_t p = 2, n = 20, small = 9, three = 3, two = 2;
+  std::vector<double> x = sstest::gaussian(p, n, 0, 1, 5);
+  const double good[3] = {0, 0.05, 0}, bad_alpha[3] = {0, 0, 0}, bad_scheme[3] = {2, 0.05, 0};
+  double w[20];
+  struct Case {
+    const int32_t* count;
+    const double* params;
+    double* weights;
+    const int32_t* nobs;
+    int status;
+  };
+  const Case cases[] = {
+      {nullptr, good, w, &n, ZEV_SS_ERROR_BAD_OUTL_PARAM_N_ADDR},
+      {&three, nullptr, w, &n, ZEV_SS_ERROR_BAD_OUTL_PARAM_ADDR},
+      {&three, good, nullptr, &n, ZEV_SS_ERROR_BAD_OUTL_WEIGHTS_ADDR},
+      {&three, bad_alpha, w, &n, ZEV_SS_ERROR_BAD_OUTL_PARAMS},
+      {&three, bad_scheme, w, &n, ZEV_SS_ERROR_BAD_OUTL_PARAMS},
+      {&three, good, w, &small, ZEV_SS_ERROR_BAD_OBSERV_N},  // needs n > 4p + 1
+      {&two, bad_alpha, w, &n, 0},                            // count not 3: defaults
+  };
+  for (const Case& c : cases) {
+    std::fill(w, w + n, -7.0);
+    Task t;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, c.nobs, &kRows, x.data(), nullptr, nullptr, 0), 0);
+    ASSERT_EQ(__vqsdSSEditOutDetect(t, c.count, c.params, c.weights), 0);
+    EXPECT_EQ(_vqsdSSOutliersDetection(t, ZEV_SS_OUTLIERS, ZEV_SS_METHOD_BACON, nullptr), c.status);
+    if (c.status) {
+      EXPECT_EQ(w[0], -7);
+    }
+  }
+}
+
+}  // namespace
