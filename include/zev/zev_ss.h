@@ -77,8 +77,10 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_ERROR_BAD_MI_ESTIMATES_ADDR   (-4057)
 #define ZEV_SS_ERROR_BAD_MI_PRIOR_N_ADDR     (-4061)
 #define ZEV_SS_ERROR_BAD_MI_PRIOR_ADDR       (-4062)
+#define ZEV_SS_ERROR_STREAM_QUANT_PARAMS_N_MISSING  (-4064) /* at compute time */
 #define ZEV_SS_ERROR_BAD_STREAM_QUANT_PARAMS_ADDR   (-4065)
 #define ZEV_SS_ERROR_BAD_STREAM_QUANT_PARAMS_N_ADDR (-4066)
+#define ZEV_SS_ERROR_BAD_STREAM_QUANT_EPS           (-4067) /* epsilon outside (0, 1] */
 #define ZEV_SS_ERROR_BAD_STREAM_QUANT_ORDER_ADDR    (-4068)
 #define ZEV_SS_ERROR_BAD_STREAM_QUANT_ORDER         (-4069)
 #define ZEV_SS_ERROR_BAD_STREAM_QUANT_ADDR          (-4070)
@@ -240,6 +242,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_MNAD       0x400000000ULL
 #define ZEV_SS_MAHDIST    0x800000000ULL /* MahDistance */
 #define ZEV_SS_OUTLIERS   0x1000000000ULL /* OutliersDetection */
+#define ZEV_SS_STREAM_QUANTS 0x2000000000ULL /* StreamQuantiles */
 
 /* ---- method word of _vqsdSSBasic ---- */
 #define ZEV_SS_METHOD_FAST             0x1    /* raw sums, central quantities by expansion */
@@ -254,6 +257,8 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_METHOD_POOLED           0x1    /* _vqsdSSPooledCovariance: one-pass per group */
 #define ZEV_SS_METHOD_PARTIAL          0x1    /* _vqsdSSPartialCovariance: from covariance */
 #define ZEV_SS_METHOD_MAHDIST          0x1    /* _vqsdSSMahDistance */
+#define ZEV_SS_METHOD_STREAM           0x1    /* _vqsdSSStreamQuantiles: fold the block in */
+#define ZEV_SS_METHOD_STREAM_NEW       0x2    /* start a new series with this block */
 #define ZEV_SS_METHOD_BACON            0x1    /* _vqsdSSOutliersDetection */
 #define ZEV_SS_METHOD_NEAREST_COR      0x1    /* _vqsdSSCorParametrization: alternating projections */
 
@@ -347,9 +352,11 @@ ZEV_SS_NAMED_EDITORS(s, float)
    CorParametrization: the nearest correlation matrix to correlation
    (ZEV_SS_PARAMTR_COR), method ZEV_SS_METHOD_NEAREST_COR. OutliersDetection:
    outlier_weights 0 or 1 (ZEV_SS_OUTLIERS), method ZEV_SS_METHOD_BACON,
-   parameters scheme, alpha, beta. See docs/stats.md. The others
-   (StreamQuantiles, RobustCovariance, MissingValues) are not built yet: they
-   return ZEV_SS_NOT_BUILT and write nothing. */
+   parameters scheme, alpha, beta. StreamQuantiles: stream_quantiles
+   (ZEV_SS_STREAM_QUANTS, variable j's at [j*order_count + m]) within
+   epsilon*n ranks over all blocks of the series, method ZEV_SS_METHOD_STREAM
+   or _NEW. See docs/stats.md. The others (RobustCovariance, MissingValues)
+   are not built yet: they return ZEV_SS_NOT_BUILT and write nothing. */
 #define ZEV_SS_COMPUTE(name)                                                                  \
   ZEV_API int _vqsdSS##name(zev_ss_task task, int64_t mask, int64_t method,                  \
                             const zev_threading* threading);                                 \
@@ -370,6 +377,10 @@ ZEV_SS_COMPUTE(PooledCovariance)
 ZEV_SS_COMPUTE(CorParametrization)
 ZEV_SS_COMPUTE(MahDistance)
 #undef ZEV_SS_COMPUTE
+
+/* Releases the state StreamQuantiles keeps in the task (the task's deletion
+   calls it); the next StreamQuantiles call starts a new series. */
+ZEV_API void __vqsSQuantilesFreeBuffers(zev_ss_task task);
 
 /* ---- sorting and selection ----
    __vqsdQSort sorts a[0..n-1] ascending in place. __vqsdQSortSelect returns

@@ -1,5 +1,6 @@
 // Minmax, PooledCovariance, PartialCovariance and MahDistance against direct
 // long-double computations in the test, and their statuses.
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -378,6 +379,99 @@ TEST(SsOutliers, Statuses) {
     if (c.status) {
       EXPECT_EQ(w[0], -7);
     }
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// Rank distance of v from the rank 1 + q (n - 1) among sorted data: 0 when a
+// copy of v holds that rank.
+double rank_error(const std::vector<double>& sorted, double v, double q) {
+  const double r = 1 + q * double(sorted.size() - 1);
+  const double lo = double(std::lower_bound(sorted.begin(), sorted.end(), v) - sorted.begin()) + 1;
+  const double hi = double(std::upper_bound(sorted.begin(), sorted.end(), v) - sorted.begin());
+  if (hi < lo) return INFINITY;  // v is not one of the observations
+  return r < lo ? lo - r : (r > hi ? r - hi : 0);
+}
+
+TEST(SsStreamQuantiles, RankErrorWithinEpsilonOverBlocks) {
+  const int32_t p = 2, one = 1, nq = 7;
+  const double orders[nq] = {0, 0.001, 0.25, 0.5, 0.9, 0.999, 1};
+  const int64_t blocks[] = {50000, 1, 3, 99996, 50000};  // 200000 in all
+  std::mt19937_64 g(21);
+  std::normal_distribution<double> z;
+  for (double eps : {0.01, 0.001}) {
+    std::vector<double> all[2];
+    double out[2 * nq];
+    Task t;
+    const int32_t n0 = 1;
+    double dummy[2] = {0, 0};
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n0, &kRows, dummy, nullptr, nullptr, 0), 0);
+    ASSERT_EQ(__vqsdSSEditStreamQuantiles(t, &nq, orders, out, &one, &eps), 0);
+    bool first = true;
+    std::vector<double> x;
+    for (int64_t len : blocks) {
+      x.resize(2 * len);
+      for (int64_t i = 0; i < len; ++i) {
+        x[i] = z(g);                          // variable 0: Gaussian
+        x[len + i] = double(g() % 10);        // variable 1: heavily tied
+        all[0].push_back(x[i]);
+        all[1].push_back(x[len + i]);
+      }
+      const int32_t n = static_cast<int32_t>(len);
+      ASSERT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_OBSERV, x.data()), 0);
+      ASSERT_EQ(__vqsiSSEditTask(t, ZEV_SS_ED_OBSERV_N, &n), 0);
+      ASSERT_EQ(_vqsdSSStreamQuantiles(t, ZEV_SS_STREAM_QUANTS,
+                                       first ? ZEV_SS_METHOD_STREAM_NEW : ZEV_SS_METHOD_STREAM,
+                                       nullptr), 0);
+      first = false;
+      for (int j = 0; j < 2; ++j) {
+        std::vector<double> s = all[j];
+        std::sort(s.begin(), s.end());
+        for (int m = 0; m < nq; ++m)
+          ASSERT_LE(rank_error(s, out[j * nq + m], orders[m]), eps * double(s.size()))
+              << "eps " << eps << " var " << j << " order " << orders[m] << " n " << s.size();
+      }
+    }
+    // A released state starts a new series: the next block alone.
+    __vqsSQuantilesFreeBuffers(t);
+    ASSERT_EQ(_vqsdSSStreamQuantiles(t, ZEV_SS_STREAM_QUANTS, ZEV_SS_METHOD_STREAM, nullptr), 0);
+    std::vector<double> last(x.begin(), x.begin() + blocks[4]);
+    std::sort(last.begin(), last.end());
+    EXPECT_LE(rank_error(last, out[3], 0.5), eps * double(last.size()));
+  }
+}
+
+TEST(SsStreamQuantiles, Statuses) {
+  const int32_t p = 1, n = 4, one = 1, two = 2, nq = 1;
+  double x[4] = {1, 2, 3, 4}, out = -7;
+  const double eps = 0.1, eps_bad = 0, q = 0.5, q_bad = 1.5;
+  struct Case {
+    const int32_t* pcount;
+    const double* params;
+    const double* orders;
+    double* quantiles;
+    uint64_t method;
+    int status;
+  };
+  const Case cases[] = {
+      {nullptr, &eps, &q, &out, ZEV_SS_METHOD_STREAM, ZEV_SS_ERROR_STREAM_QUANT_PARAMS_N_MISSING},
+      {&two, &eps, &q, &out, ZEV_SS_METHOD_STREAM, ZEV_SS_ERROR_BAD_STREAM_QUANT_PARAMS_N_ADDR},
+      {&one, nullptr, &q, &out, ZEV_SS_METHOD_STREAM, ZEV_SS_ERROR_BAD_STREAM_QUANT_PARAMS_ADDR},
+      {&one, &eps_bad, &q, &out, ZEV_SS_METHOD_STREAM, ZEV_SS_ERROR_BAD_STREAM_QUANT_EPS},
+      {&one, &eps, nullptr, &out, ZEV_SS_METHOD_STREAM, ZEV_SS_ERROR_BAD_STREAM_QUANT_ORDER_ADDR},
+      {&one, &eps, &q_bad, &out, ZEV_SS_METHOD_STREAM, ZEV_SS_ERROR_BAD_STREAM_QUANT_ORDER},
+      {&one, &eps, &q, nullptr, ZEV_SS_METHOD_STREAM, ZEV_SS_ERROR_BAD_STREAM_QUANT_ADDR},
+      {&one, &eps, &q, &out, 0x4, ZEV_SS_ERROR_METHOD_NOT_SUPPORTED},
+  };
+  for (const Case& c : cases) {
+    Task t;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &kRows, x, nullptr, nullptr, 0), 0);
+    ASSERT_EQ(__vqsdSSEditStreamQuantiles(t, &nq, c.orders, c.quantiles, c.pcount, c.params), 0);
+    EXPECT_EQ(_vqsdSSStreamQuantiles(t, ZEV_SS_STREAM_QUANTS, c.method, nullptr), c.status);
+    EXPECT_EQ(out, -7);
   }
 }
 
