@@ -414,7 +414,6 @@ ZEV_API int __vqssSSEditMahDistance(zev_ss_task task, const void* first, const v
   ZEV_API int _vqssSS##name(zev_ss_task task, int64_t, int64_t, const zev_threading*) { \
     return not_built(task);                                                            \
   }
-NOT_BUILT(RobustCovariance)
 NOT_BUILT(MissingValues)
 #undef NOT_BUILT
 

@@ -104,6 +104,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_ERROR_BAD_MAHDIST_RANGE        (-4089) /* first/last outside 0 <= first <= last <= n */
 #define ZEV_SS_ERROR_NOT_POSITIVE_DEFINITE    (-4090) /* a matrix to factor is not positive definite */
 #define ZEV_SS_ERROR_BAD_OUTL_PARAMS          (-4091) /* outlier scheme not 0 or 1, alpha not in (0, 1), beta not in [0, 1) */
+#define ZEV_SS_ERROR_BAD_ROBUST_PARAMS        (-4092) /* MCD fraction not in [0.5, 1], starts not in [1, 1e6], seed negative */
 
 /* What every compute entry that is not built yet returns (after a null task,
    which gives ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR); it writes nothing. */
@@ -243,6 +244,8 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_MAHDIST    0x800000000ULL /* MahDistance */
 #define ZEV_SS_OUTLIERS   0x1000000000ULL /* OutliersDetection */
 #define ZEV_SS_STREAM_QUANTS 0x2000000000ULL /* StreamQuantiles */
+#define ZEV_SS_ROBUST_MEAN 0x4000000000ULL  /* RobustCovariance */
+#define ZEV_SS_ROBUST_COV  0x8000000000ULL
 
 /* ---- method word of _vqsdSSBasic ---- */
 #define ZEV_SS_METHOD_FAST             0x1    /* raw sums, central quantities by expansion */
@@ -259,6 +262,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_METHOD_MAHDIST          0x1    /* _vqsdSSMahDistance */
 #define ZEV_SS_METHOD_STREAM           0x1    /* _vqsdSSStreamQuantiles: fold the block in */
 #define ZEV_SS_METHOD_STREAM_NEW       0x2    /* start a new series with this block */
+#define ZEV_SS_METHOD_MCD              0x1    /* _vqsdSSRobustCovariance: minimum covariance determinant */
 #define ZEV_SS_METHOD_BACON            0x1    /* _vqsdSSOutliersDetection */
 #define ZEV_SS_METHOD_NEAREST_COR      0x1    /* _vqsdSSCorParametrization: alternating projections */
 
@@ -355,8 +359,10 @@ ZEV_SS_NAMED_EDITORS(s, float)
    parameters scheme, alpha, beta. StreamQuantiles: stream_quantiles
    (ZEV_SS_STREAM_QUANTS, variable j's at [j*order_count + m]) within
    epsilon*n ranks over all blocks of the series, method ZEV_SS_METHOD_STREAM
-   or _NEW. See docs/stats.md. The others (RobustCovariance, MissingValues)
-   are not built yet: they return ZEV_SS_NOT_BUILT and write nothing. */
+   or _NEW. RobustCovariance: robust_mean and robust_covariance
+   (ZEV_SS_ROBUST_MEAN, _COV), method ZEV_SS_METHOD_MCD, parameters fraction,
+   starts, seed. See docs/stats.md. MissingValues is not built yet: it
+   returns ZEV_SS_NOT_BUILT and writes nothing. */
 #define ZEV_SS_COMPUTE(name)                                                                  \
   ZEV_API int _vqsdSS##name(zev_ss_task task, int64_t mask, int64_t method,                  \
                             const zev_threading* threading);                                 \

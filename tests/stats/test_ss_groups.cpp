@@ -476,3 +476,75 @@ TEST(SsStreamQuantiles, Statuses) {
 }
 
 }  // namespace
+
+namespace {
+
+// x = m + A z for Gaussian z, 20% of the observations replaced by a tight
+// cluster far away: the MCD estimate recovers m and A A^T, where the
+// classical estimate does not.
+TEST(SsRobust, RecoversContaminatedNormal) {
+  const int32_t p = 3, n = 2000;
+  const double m[3] = {1, -2, 0.5}, A[3][3] = {{1, 0, 0}, {0.6, 0.8, 0}, {-0.3, 0.2, 1.5}};
+  std::mt19937_64 g(4);
+  std::normal_distribution<double> z;
+  std::vector<double> x(p * n);
+  for (int i = 0; i < n; ++i) {
+    const double zi[3] = {z(g), z(g), z(g)};
+    for (int a = 0; a < p; ++a) {
+      double v = m[a];
+      for (int b = 0; b < p; ++b) v += A[a][b] * zi[b];
+      x[a * n + i] = i % 5 == 0 ? 8 + 0.1 * zi[a] : v;  // every fifth observation an outlier
+    }
+  }
+  const int32_t form = ZEV_SS_MATRIX_STORAGE_FULL, three = 3;
+  const double params[3] = {0.5, 50, 7};
+  double mean[3], cov[9];
+  Task t;
+  ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &kRows, x.data(), nullptr, nullptr, 0), 0);
+  ASSERT_EQ(__vqsdSSEditRCov(t, &form, &three, params, mean, cov), 0);
+  ASSERT_EQ(_vqsdSSRobustCovariance(t, ZEV_SS_ROBUST_MEAN | ZEV_SS_ROBUST_COV, ZEV_SS_METHOD_MCD,
+                                    nullptr), 0);
+  for (int a = 0; a < p; ++a) {
+    EXPECT_NEAR(mean[a], m[a], 0.12) << a;
+    for (int b = 0; b < p; ++b) {
+      double s = 0;
+      for (int k = 0; k < p; ++k) s += A[a][k] * A[b][k];
+      EXPECT_NEAR(cov[a * p + b], s, 0.15 * std::sqrt(cov[a * p + a] * cov[b * p + b]) + 0.05)
+          << a << "," << b;
+    }
+  }
+}
+
+TEST(SsRobust, Statuses) {
+  const int32_t p = 2, n = 40, few = 3, three = 3, full = 0, bad_form = 5;
+  std::vector<double> x = sstest::gaussian(p, n, 0, 1, 9);
+  const double good[3] = {0.5, 5, 1}, bad[3] = {0.4, 5, 1};
+  double mean[2] = {-7, -7}, cov[4];
+  struct Case {
+    const int32_t* count;
+    const double* params;
+    const int32_t* form;
+    const int32_t* nobs;
+    uint64_t method;
+    int status;
+  };
+  const Case cases[] = {
+      {nullptr, good, &full, &n, ZEV_SS_METHOD_MCD, ZEV_SS_ERROR_BAD_ROBUST_PARAM_N_ADDR},
+      {&three, nullptr, &full, &n, ZEV_SS_METHOD_MCD, ZEV_SS_ERROR_BAD_ROBUST_PARAM_ADDR},
+      {&three, good, nullptr, &n, ZEV_SS_METHOD_MCD, ZEV_SS_ERROR_BAD_STORAGE_ADDR},
+      {&three, good, &bad_form, &n, ZEV_SS_METHOD_MCD, ZEV_SS_ERROR_STORAGE_NOT_SUPPORTED},
+      {&three, good, &full, &n, 0x2, ZEV_SS_ERROR_METHOD_NOT_SUPPORTED},
+      {&three, bad, &full, &n, ZEV_SS_METHOD_MCD, ZEV_SS_ERROR_BAD_ROBUST_PARAMS},
+      {&three, good, &full, &few, ZEV_SS_METHOD_MCD, ZEV_SS_ERROR_BAD_OBSERV_N},
+  };
+  for (const Case& c : cases) {
+    Task t;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, c.nobs, &kRows, x.data(), nullptr, nullptr, 0), 0);
+    ASSERT_EQ(__vqsdSSEditRCov(t, c.form, c.count, c.params, mean, cov), 0);
+    EXPECT_EQ(_vqsdSSRobustCovariance(t, ZEV_SS_ROBUST_MEAN | ZEV_SS_ROBUST_COV, c.method, nullptr),
+              c.status);
+    EXPECT_EQ(mean[0], -7);
+  }
+}
+
+}  // namespace

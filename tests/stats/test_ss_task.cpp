@@ -295,8 +295,7 @@ TEST(SsTask, NamedEditors) {
 TEST(SsTask, EntriesNotBuiltWriteNothing) {
   using Entry = int (*)(zev_ss_task, int64_t, int64_t, const zev_threading*);
   const Entry entries[] = {
-      _vqsdSSRobustCovariance, _vqssSSRobustCovariance, _vqsdSSMissingValues,
-      _vqssSSMissingValues};
+      _vqsdSSMissingValues, _vqssSSMissingValues};
   const int32_t p = 1, n = 3, layout = 0x10000, one = 1;
   double x[3] = {3, 1, 2}, out[3] = {-7, -7, -7}, orders[1] = {0.5};
   Task t;
