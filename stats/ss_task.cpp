@@ -178,10 +178,6 @@ struct F {
 };
 #define FLD(field, arg) F{offsetof(Rec, field), static_cast<const void*>(arg)}
 
-int not_built(zev_ss_task task) {
-  return task == nullptr ? ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR : ZEV_SS_NOT_BUILT;
-}
-
 }  // namespace
 }  // namespace zev::ss
 
@@ -406,15 +402,5 @@ ZEV_API int __vqssSSEditMahDistance(zev_ss_task task, const void* first, const v
 #undef D
 #undef CD
 
-// Compute entries whose computations are not built yet: they write nothing.
-#define NOT_BUILT(name)                                                                \
-  ZEV_API int _vqsdSS##name(zev_ss_task task, int64_t, int64_t, const zev_threading*) { \
-    return not_built(task);                                                            \
-  }                                                                                    \
-  ZEV_API int _vqssSS##name(zev_ss_task task, int64_t, int64_t, const zev_threading*) { \
-    return not_built(task);                                                            \
-  }
-NOT_BUILT(MissingValues)
-#undef NOT_BUILT
 
 }  // extern "C"

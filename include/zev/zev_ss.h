@@ -47,8 +47,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_ERROR_BAD_ORDER_STATS_ADDR    (-4024)
 #define ZEV_SS_ERROR_BAD_ROBUST_COV_ADDR     (-4027)
 #define ZEV_SS_ERROR_BAD_ROBUST_MEAN_ADDR    (-4028)
-/* Method bits this entry does not take, a request it cannot compute, and
-   every compute entry that is not built yet (see ZEV_SS_NOT_BUILT below). */
+/* Method bits this entry does not take, or a request it cannot compute. */
 #define ZEV_SS_ERROR_METHOD_NOT_SUPPORTED    (-4029)
 #define ZEV_SS_ERROR_BAD_GROUP_ADDR          (-4030) /* group_indices or group_flags missing at compute time */
 #define ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR    (-4031)
@@ -69,12 +68,14 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_ERROR_BAD_PARTIAL_COR_ADDR    (-4047)
 #define ZEV_SS_ERROR_BAD_MI_PARAMS_ADDR      (-4048)
 #define ZEV_SS_ERROR_BAD_MI_PARAMS_N_ADDR    (-4049)
+#define ZEV_SS_ERROR_BAD_MI_PARAMS_N         (-4050) /* missing_parameter_count other than 5 */
 #define ZEV_SS_ERROR_BAD_MI_INIT_ESTIMATES_N_ADDR (-4052)
 #define ZEV_SS_ERROR_BAD_MI_INIT_ESTIMATES_ADDR   (-4053)
 #define ZEV_SS_ERROR_BAD_MI_SIMUL_VALS_ADDR  (-4054)
 #define ZEV_SS_ERROR_BAD_MI_SIMUL_VALS_N_ADDR (-4055)
 #define ZEV_SS_ERROR_BAD_MI_ESTIMATES_N_ADDR (-4056)
 #define ZEV_SS_ERROR_BAD_MI_ESTIMATES_ADDR   (-4057)
+#define ZEV_SS_ERROR_MI_NO_OUTPUT            (-4060) /* neither simulated_values nor estimates */
 #define ZEV_SS_ERROR_BAD_MI_PRIOR_N_ADDR     (-4061)
 #define ZEV_SS_ERROR_BAD_MI_PRIOR_ADDR       (-4062)
 #define ZEV_SS_ERROR_STREAM_QUANT_PARAMS_N_MISSING  (-4064) /* at compute time */
@@ -105,10 +106,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_ERROR_NOT_POSITIVE_DEFINITE    (-4090) /* a matrix to factor is not positive definite */
 #define ZEV_SS_ERROR_BAD_OUTL_PARAMS          (-4091) /* outlier scheme not 0 or 1, alpha not in (0, 1), beta not in [0, 1) */
 #define ZEV_SS_ERROR_BAD_ROBUST_PARAMS        (-4092) /* MCD fraction not in [0.5, 1], starts not in [1, 1e6], seed negative */
-
-/* What every compute entry that is not built yet returns (after a null task,
-   which gives ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR); it writes nothing. */
-#define ZEV_SS_NOT_BUILT ZEV_SS_ERROR_METHOD_NOT_SUPPORTED
+#define ZEV_SS_ERROR_BAD_MI_PARAMS            (-4093) /* EM iterations not in [1, 1e6], tolerance not positive, DA iterations or sets not in [0, 1e6], seed negative */
 
 /* ---- parameter identifiers ----
    Integers behind pointers are int32_t, or int64_t when the task was made with
@@ -246,6 +244,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_STREAM_QUANTS 0x2000000000ULL /* StreamQuantiles */
 #define ZEV_SS_ROBUST_MEAN 0x4000000000ULL  /* RobustCovariance */
 #define ZEV_SS_ROBUST_COV  0x8000000000ULL
+#define ZEV_SS_MISSING_VALS 0x10000000000ULL /* MissingValues */
 
 /* ---- method word of _vqsdSSBasic ---- */
 #define ZEV_SS_METHOD_FAST             0x1    /* raw sums, central quantities by expansion */
@@ -262,6 +261,7 @@ typedef struct zev_ss_task_rec* zev_ss_task;
 #define ZEV_SS_METHOD_MAHDIST          0x1    /* _vqsdSSMahDistance */
 #define ZEV_SS_METHOD_STREAM           0x1    /* _vqsdSSStreamQuantiles: fold the block in */
 #define ZEV_SS_METHOD_STREAM_NEW       0x2    /* start a new series with this block */
+#define ZEV_SS_METHOD_EM_DA            0x1    /* _vqsdSSMissingValues: EM, then data augmentation */
 #define ZEV_SS_METHOD_MCD              0x1    /* _vqsdSSRobustCovariance: minimum covariance determinant */
 #define ZEV_SS_METHOD_BACON            0x1    /* _vqsdSSOutliersDetection */
 #define ZEV_SS_METHOD_NEAREST_COR      0x1    /* _vqsdSSCorParametrization: alternating projections */
@@ -361,8 +361,9 @@ ZEV_SS_NAMED_EDITORS(s, float)
    epsilon*n ranks over all blocks of the series, method ZEV_SS_METHOD_STREAM
    or _NEW. RobustCovariance: robust_mean and robust_covariance
    (ZEV_SS_ROBUST_MEAN, _COV), method ZEV_SS_METHOD_MCD, parameters fraction,
-   starts, seed. See docs/stats.md. MissingValues is not built yet: it
-   returns ZEV_SS_NOT_BUILT and writes nothing. */
+   starts, seed. MissingValues: EM estimate, then data augmentation
+   (ZEV_SS_MISSING_VALS), method ZEV_SS_METHOD_EM_DA, missing values are
+   NaN. See docs/stats.md. */
 #define ZEV_SS_COMPUTE(name)                                                                  \
   ZEV_API int _vqsdSS##name(zev_ss_task task, int64_t mask, int64_t method,                  \
                             const zev_threading* threading);                                 \

@@ -412,6 +412,7 @@ TEST(SsStreamQuantiles, RankErrorWithinEpsilonOverBlocks) {
     ASSERT_EQ(__vqsdSSEditStreamQuantiles(t, &nq, orders, out, &one, &eps), 0);
     bool first = true;
     std::vector<double> x;
+    int32_t n = 0;  // the task keeps a pointer to it
     for (int64_t len : blocks) {
       x.resize(2 * len);
       for (int64_t i = 0; i < len; ++i) {
@@ -420,7 +421,7 @@ TEST(SsStreamQuantiles, RankErrorWithinEpsilonOverBlocks) {
         all[0].push_back(x[i]);
         all[1].push_back(x[len + i]);
       }
-      const int32_t n = static_cast<int32_t>(len);
+      n = static_cast<int32_t>(len);
       ASSERT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_OBSERV, x.data()), 0);
       ASSERT_EQ(__vqsiSSEditTask(t, ZEV_SS_ED_OBSERV_N, &n), 0);
       ASSERT_EQ(_vqsdSSStreamQuantiles(t, ZEV_SS_STREAM_QUANTS,
@@ -544,6 +545,105 @@ TEST(SsRobust, Statuses) {
     EXPECT_EQ(_vqsdSSRobustCovariance(t, ZEV_SS_ROBUST_MEAN | ZEV_SS_ROBUST_COV, c.method, nullptr),
               c.status);
     EXPECT_EQ(mean[0], -7);
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// Normal data with 15% of the values missing completely at random: EM finds
+// the mean and covariance of the full sample closely (the information lost is
+// small), the imputed values follow their variables' distribution, and the
+// data-augmentation estimates scatter round the EM estimate.
+TEST(SsMissing, EmAndDataAugmentationRecoverTheSample) {
+  const int32_t p = 3, n = 3000, five = 5, zero = 0;
+  const std::vector<double> full = sstest::gaussian(p, n, 2, 1, 17);
+  std::vector<double> x = full;
+  std::mt19937_64 g(5);
+  int64_t nmiss = 0;
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < p; ++j)
+      if (g() % 100 < 15 && j != static_cast<int>(i % p)) x[j * n + i] = NAN, ++nmiss;
+  const int32_t sets = 3, da = 20, per = p * (p + 3) / 2;
+  const double params[5] = {200, 1e-10, da, sets, 1};
+  const int32_t sim_n = static_cast<int32_t>(sets * nmiss), est_n = sets * da * per;
+  std::vector<double> sim(sim_n), est(est_n);
+  Task t;
+  ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &kRows, x.data(), nullptr, nullptr, 0), 0);
+  ASSERT_EQ(__vqsdSSEditMissingVals(t, &five, params, &zero, nullptr, &zero, nullptr, &sim_n,
+                                    sim.data(), &est_n, est.data()), 0);
+  ASSERT_EQ(_vqsdSSMissingValues(t, ZEV_SS_MISSING_VALS, ZEV_SS_METHOD_EM_DA, nullptr), 0);
+  // The full sample's mean and covariance, for comparison.
+  double mean[3] = {}, cov[3][3] = {};
+  for (int j = 0; j < p; ++j) {
+    for (int i = 0; i < n; ++i) mean[j] += full[j * n + i] / n;
+  }
+  for (int a = 0; a < p; ++a)
+    for (int b = 0; b < p; ++b)
+      for (int i = 0; i < n; ++i)
+        cov[a][b] += (full[a * n + i] - mean[a]) * (full[b * n + i] - mean[b]) / (n - 1);
+  // The average of the DA estimates over the last half of every chain.
+  std::vector<double> avg(per, 0);
+  int count = 0;
+  for (int s = 0; s < sets; ++s)
+    for (int it = da / 2; it < da; ++it, ++count)
+      for (int k = 0; k < per; ++k) avg[k] += est[(s * da + it) * per + k];
+  for (auto& v : avg) v /= count;
+  for (int a = 0; a < p; ++a) EXPECT_NEAR(avg[a], mean[a], 0.06) << a;
+  int k = p;
+  for (int a = 0; a < p; ++a)
+    for (int b = a; b < p; ++b, ++k) EXPECT_NEAR(avg[k], cov[a][b], 0.1) << a << "," << b;
+  // Imputed values of each variable have about its mean and spread.
+  for (int s = 0; s < sets; ++s) {
+    double sum = 0, sum2 = 0;
+    for (int64_t m = 0; m < nmiss; ++m) sum += sim[s * nmiss + m], sum2 += sim[s * nmiss + m] * sim[s * nmiss + m];
+    EXPECT_TRUE(std::isfinite(sum) && std::isfinite(sum2)) << s;
+  }
+  for (int i = 0, m = 0; i < n; ++i)  // the first set, variable by variable
+    for (int j = 0; j < p; ++j)
+      if (std::isnan(x[j * n + i])) {
+        ASSERT_LT(std::fabs(sim[m++] - mean[j]), 6 * std::sqrt(cov[j][j])) << i << "," << j;
+      }
+}
+
+TEST(SsMissing, Statuses) {
+  const int32_t p = 2, n = 10, four = 4, five = 5, zero = 0, one = 1;
+  std::vector<double> x = sstest::gaussian(p, n, 0, 1, 2);
+  x[3] = NAN;
+  const double good[5] = {10, 1e-8, 2, 1, 0}, bad[5] = {0, 1e-8, 2, 1, 0};
+  double sim[4] = {-7, -7, -7, -7}, est[20];
+  struct Case {
+    const int32_t* count;
+    const double* params;
+    const int32_t* prior_count;
+    const int32_t* sim_count;
+    double* sim_out;
+    double* est_out;
+    int status;
+  };
+  const Case cases[] = {
+      {nullptr, good, &zero, &four, sim, est, ZEV_SS_ERROR_BAD_MI_PARAMS_N_ADDR},
+      {&four, good, &zero, &four, sim, est, ZEV_SS_ERROR_BAD_MI_PARAMS_N},
+      {&five, nullptr, &zero, &four, sim, est, ZEV_SS_ERROR_BAD_MI_PARAMS_ADDR},
+      {&five, good, nullptr, &four, sim, est, ZEV_SS_ERROR_BAD_MI_PRIOR_N_ADDR},
+      {&five, good, &one, &four, sim, est, ZEV_SS_ERROR_BAD_MI_PRIOR_ADDR},
+      {&five, bad, &zero, &four, sim, est, ZEV_SS_ERROR_BAD_MI_PARAMS},
+      {&five, good, &zero, &four, nullptr, nullptr, ZEV_SS_ERROR_MI_NO_OUTPUT},
+      {&five, good, &zero, &one, sim, nullptr, 0},  // one missing value, one set: room for 1 is enough
+      {&five, good, &zero, &zero, sim, nullptr, ZEV_SS_ERROR_BAD_MI_SIMUL_VALS_N_ADDR},
+  };
+  for (const Case& c : cases) {
+    sim[0] = -7;
+    Task t;
+    const int32_t est_n = 20;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &kRows, x.data(), nullptr, nullptr, 0), 0);
+    ASSERT_EQ(__vqsdSSEditMissingVals(t, c.count, c.params, &zero, nullptr, c.prior_count, nullptr,
+                                      c.sim_count, c.sim_out, &est_n, c.est_out), 0);
+    EXPECT_EQ(_vqsdSSMissingValues(t, ZEV_SS_MISSING_VALS, ZEV_SS_METHOD_EM_DA, nullptr), c.status);
+    if (c.status) {
+      EXPECT_EQ(sim[0], -7);
+    }
   }
 }
 

@@ -292,22 +292,4 @@ TEST(SsTask, NamedEditors) {
   }
 }
 
-TEST(SsTask, EntriesNotBuiltWriteNothing) {
-  using Entry = int (*)(zev_ss_task, int64_t, int64_t, const zev_threading*);
-  const Entry entries[] = {
-      _vqsdSSMissingValues, _vqssSSMissingValues};
-  const int32_t p = 1, n = 3, layout = 0x10000, one = 1;
-  double x[3] = {3, 1, 2}, out[3] = {-7, -7, -7}, orders[1] = {0.5};
-  Task t;
-  ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &layout, x, nullptr, nullptr, 0), 0);
-  ASSERT_EQ(__vqsdSSEditQuantiles(t.t, &one, orders, out, out + 1, &layout), 0);
-  for (Entry e : entries) {
-    EXPECT_EQ(e(t.t, ~int64_t{0}, 1, nullptr), ZEV_SS_NOT_BUILT);
-    EXPECT_EQ(e(nullptr, 1, 1, nullptr), ZEV_SS_ERROR_NULL_TASK_DESCRIPTOR);
-  }
-  EXPECT_EQ(out[0], -7);
-  EXPECT_EQ(out[1], -7);
-  EXPECT_EQ(x[0], 3);
-}
-
 }  // namespace
