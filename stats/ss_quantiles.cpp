@@ -98,18 +98,48 @@ T select(int64_t n, T* a, int64_t k) {
   return a[k];
 }
 
-// The quantile of order q of the n values in buf: t = q*(n - 1), k = floor(t),
-// f = t - k; (1 - f)*x(k) + f*x(k + 1), with k + 1 held at n - 1.
+// The interpolation of the quantile of order q of n values: t = q*(n - 1),
+// k = floor(t), f = t - k; (1 - f)*x(k) + f*x(k + 1), with k + 1 held at
+// n - 1.
+struct Place {
+  int64_t k, k1;
+};
 template <class T>
-T quantile(T* buf, int64_t n, T q, bool sorted) {
+Place place(int64_t n, T q, T* f) {
   const T t = q * T(n - 1);
   int64_t k = static_cast<int64_t>(t);
   if (k > n - 1) k = n - 1;
-  const T f = t - T(k);
-  const int64_t k1 = std::min(k + 1, n - 1);
-  const T a = sorted ? buf[k] : select(n, buf, k);
-  const T b = sorted ? buf[k1] : select(n, buf, k1);
-  return a * (T(1) - f) + f * b;
+  *f = t - T(k);
+  return {k, std::min(k + 1, n - 1)};
+}
+
+// The quantiles of the orders taken in ascending order (`rank` lists the
+// order numbers so), from unsorted values: each selection leaves everything
+// from x(k) on at or above it, so the next, larger k is selected in buf[k..n)
+// only, and x(k + 1) is the least of buf[k + 1..n).
+template <class T>
+void quantiles_by_selection(T* buf, int64_t n, const T* orders, const int32_t* rank,
+                            int32_t count, T* out) {
+  int64_t lo = 0;
+  for (int32_t r = 0; r < count; ++r) {
+    const int32_t m = rank[r];
+    T f;
+    const Place at = place(n, orders[m], &f);
+    const T a = select(n - lo, buf + lo, at.k - lo);
+    T b = a;
+    if (at.k1 != at.k) b = *std::min_element(buf + at.k + 1, buf + n);
+    out[m] = a * (T(1) - f) + f * b;
+    lo = at.k;
+  }
+}
+
+// One quantile of unsorted values (buf is rearranged).
+template <class T>
+T quantile(T* buf, int64_t n, T q) {
+  T out;
+  const int32_t first = 0;
+  quantiles_by_selection(buf, n, &q, &first, 1, &out);
+  return out;
 }
 
 template <class T>
@@ -124,6 +154,7 @@ struct QuantileJob {
   bool want_quantiles, want_stats;
   int32_t order_count;
   const T* orders;
+  const int32_t* rank;  // order numbers by ascending order
   T* quantiles;
   T* stats;
   bool stats_var_major;
@@ -143,10 +174,18 @@ void quantile_body(int64_t index, int thread, int, void* context) {
       else c->stats[i * c->p + j] = buf[i];
     }
   }
-  if (c->want_quantiles)
-    for (int32_t m = 0; m < c->order_count; ++m)
-      c->quantiles[static_cast<int64_t>(j) * c->order_count + m] =
-          quantile(buf, c->n, c->orders[m], c->want_stats);
+  if (c->want_quantiles) {
+    T* out = c->quantiles + static_cast<int64_t>(j) * c->order_count;
+    if (c->want_stats) {
+      for (int32_t m = 0; m < c->order_count; ++m) {
+        T f;
+        const Place at = place(c->n, c->orders[m], &f);
+        out[m] = buf[at.k] * (T(1) - f) + f * buf[at.k1];
+      }
+    } else {
+      quantiles_by_selection(buf, c->n, c->orders, c->rank, c->order_count, out);
+    }
+  }
 }
 
 template <class T>
@@ -187,11 +226,15 @@ int quantiles(Rec* t, uint64_t mask, uint64_t method, const zev_threading* th) {
   int32_t count = 0;
   int32_t* vars = variable_list(t, in, p, &count);
   T* buffers = alloc<T>(threads * n);
-  if (vars == nullptr || buffers == nullptr) {
+  Buffer<int32_t> rank(order_count);
+  if (vars == nullptr || buffers == nullptr || rank.failed()) {
     release(vars);
     release(buffers);
     return ZEV_SS_ERROR_MEM_FAILURE;
   }
+  const T* orders = static_cast<const T*>(t->quantile_orders);
+  for (int32_t m = 0; m < order_count; ++m) rank[m] = m;
+  std::stable_sort(rank.p, rank.p + order_count, [&](int32_t a, int32_t b) { return orders[a] < orders[b]; });
   QuantileJob<T> job{t,
                      static_cast<const T*>(t->observations),
                      n,
@@ -202,7 +245,8 @@ int quantiles(Rec* t, uint64_t mask, uint64_t method, const zev_threading* th) {
                      want_q,
                      want_s,
                      order_count,
-                     static_cast<const T*>(t->quantile_orders),
+                     orders,
+                     rank.p,
                      static_cast<T*>(t->quantiles),
                      static_cast<T*>(t->order_statistics),
                      want_s && ((in.value(t->order_statistics_storage) & ZEV_SS_MATRIX_STORAGE_ROWS) ||
@@ -434,7 +478,7 @@ void mad_body(int64_t index, int thread, int, void* context) {
     buf[i] = c->var_major ? c->x[static_cast<int64_t>(j) * c->n + i] : c->x[i * c->p + j];
   T centre;
   if (c->median) {
-    centre = quantile(buf, c->n, T(0.5), false);
+    centre = quantile(buf, c->n, T(0.5));
   } else if (c->user_mean) {
     centre = c->mean[j];
   } else if (int s = mean_of(buf, c->w, c->n, &centre); s < 0) {
@@ -444,7 +488,7 @@ void mad_body(int64_t index, int thread, int, void* context) {
   for (int64_t i = 0; i < c->n; ++i) buf[i] = buf[i] > centre ? buf[i] - centre : centre - buf[i];
   T result;
   if (c->median) {
-    result = quantile(buf, c->n, T(0.5), false);
+    result = quantile(buf, c->n, T(0.5));
   } else if (int s = mean_of(buf, c->w, c->n, &result); s < 0) {
     c->status = s;
     return;

@@ -113,6 +113,34 @@ int main(int argc, char** argv) {
            bytes / t / 1e9, t_loop / t, cpu_best * 1e3, c_loop / cpu_best, status);
   }
 
+  // Quantiles of three orders by selection, and streaming quantiles within
+  // 0.001 n ranks, over the variable-contiguous layout, serial.
+  {
+    const int32_t nq = 3, one = 1, n32 = static_cast<int32_t>(n), layout = 0x10000;
+    const double orders[3] = {0.1, 0.5, 0.9}, eps = 0.001;
+    std::vector<double> q(static_cast<size_t>(p) * nq);
+    int status = 0;
+    auto run = [&](bool stream) {
+      sstest::Task t;
+      int32_t pp = p;
+      __vqsdSSNewTask(&t.t, &pp, &n32, &layout, rows.data(), nullptr, nullptr, 0);
+      if (stream) {
+        __vqsdSSEditStreamQuantiles(t.t, &nq, orders, q.data(), &one, &eps);
+        status = _vqsdSSStreamQuantiles(t.t, ZEV_SS_STREAM_QUANTS, ZEV_SS_METHOD_STREAM_NEW,
+                                        zev_threading_serial());
+      } else {
+        __vqsdSSEditQuantiles(t.t, &nq, orders, q.data(), nullptr, nullptr);
+        status = _vqsdSSQuantiles(t.t, ZEV_SS_QUANTS, 0x1, zev_threading_serial());
+      }
+    };
+    for (bool stream : {false, true}) {
+      double t = seconds_of([&] { run(stream); }, 3);
+      printf("%s %8.1f %6.2f   %5.2f    | %7.1f   %5.2f  (status %d)\n",
+             stream ? "stream quantiles, eps 0.001   " : "quantiles 0.1 0.5 0.9, select ", t * 1e3,
+             bytes / t / 1e9, t_loop / t, cpu_best * 1e3, c_loop / cpu_best, status);
+    }
+  }
+
   // Accuracy at this size: one-pass, serial.
   for (double center : {10.0, 1e9}) {
     std::vector<double> x = sstest::gaussian(p, n, center, 1.0, 11);
