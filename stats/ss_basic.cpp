@@ -693,18 +693,9 @@ int basic(Rec* t, uint64_t mask, uint64_t method, const zev_threading* threading
 }  // namespace
 }  // namespace zev::ss
 
-extern "C" {
+ZEV_SS_COMPUTE_ENTRIES(Basic, basic)
 
-ZEV_API int _vqsdSSBasic(zev_ss_task task, int64_t mask, int64_t method,
-                         const zev_threading* threading) {
-  return zev::ss::basic<double>(task, static_cast<uint64_t>(mask), static_cast<uint64_t>(method),
-                                threading);
-}
-ZEV_API int _vqssSSBasic(zev_ss_task task, int64_t mask, int64_t method,
-                         const zev_threading* threading) {
-  return zev::ss::basic<float>(task, static_cast<uint64_t>(mask), static_cast<uint64_t>(method),
-                               threading);
-}
+extern "C" {
 
 ZEV_API void zev_ss_dMergePartial(int32_t p, const int32_t* variables, int32_t count,
                                   zev_ss_dpartial* a, const zev_ss_dpartial* b) {

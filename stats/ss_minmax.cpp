@@ -113,13 +113,4 @@ int minmax(Rec* t, uint64_t mask, uint64_t method, const zev_threading* th) {
 }  // namespace
 }  // namespace zev::ss
 
-extern "C" {
-ZEV_API int _vqsdSSMinmax(zev_ss_task task, int64_t mask, int64_t method,
-                          const zev_threading* threading) {
-  return zev::ss::minmax<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSMinmax(zev_ss_task task, int64_t mask, int64_t method,
-                          const zev_threading* threading) {
-  return zev::ss::minmax<float>(task, mask, method, threading);
-}
-}
+ZEV_SS_COMPUTE_ENTRIES(Minmax, minmax)

@@ -354,13 +354,4 @@ int missing(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
 }  // namespace
 }  // namespace zev::ss
 
-extern "C" {
-ZEV_API int _vqsdSSMissingValues(zev_ss_task task, int64_t mask, int64_t method,
-                                 const zev_threading* threading) {
-  return zev::ss::missing<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSMissingValues(zev_ss_task task, int64_t mask, int64_t method,
-                                 const zev_threading* threading) {
-  return zev::ss::missing<float>(task, mask, method, threading);
-}
-}
+ZEV_SS_COMPUTE_ENTRIES(MissingValues, missing)

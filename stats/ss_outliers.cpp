@@ -183,13 +183,4 @@ int outliers(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
 }  // namespace
 }  // namespace zev::ss
 
-extern "C" {
-ZEV_API int _vqsdSSOutliersDetection(zev_ss_task task, int64_t mask, int64_t method,
-                                     const zev_threading* threading) {
-  return zev::ss::outliers<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSOutliersDetection(zev_ss_task task, int64_t mask, int64_t method,
-                                     const zev_threading* threading) {
-  return zev::ss::outliers<float>(task, mask, method, threading);
-}
-}
+ZEV_SS_COMPUTE_ENTRIES(OutliersDetection, outliers)

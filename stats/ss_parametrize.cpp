@@ -139,13 +139,4 @@ int parametrize(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
 }  // namespace
 }  // namespace zev::ss
 
-extern "C" {
-ZEV_API int _vqsdSSCorParametrization(zev_ss_task task, int64_t mask, int64_t method,
-                                      const zev_threading* threading) {
-  return zev::ss::parametrize<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSCorParametrization(zev_ss_task task, int64_t mask, int64_t method,
-                                      const zev_threading* threading) {
-  return zev::ss::parametrize<float>(task, mask, method, threading);
-}
-}
+ZEV_SS_COMPUTE_ENTRIES(CorParametrization, parametrize)

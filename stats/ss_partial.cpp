@@ -166,21 +166,5 @@ int distance(Rec* t, uint64_t mask, uint64_t method, const zev_threading* th) {
 }  // namespace
 }  // namespace zev::ss
 
-extern "C" {
-ZEV_API int _vqsdSSPartialCovariance(zev_ss_task task, int64_t mask, int64_t method,
-                                     const zev_threading* threading) {
-  return zev::ss::partial<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSPartialCovariance(zev_ss_task task, int64_t mask, int64_t method,
-                                     const zev_threading* threading) {
-  return zev::ss::partial<float>(task, mask, method, threading);
-}
-ZEV_API int _vqsdSSMahDistance(zev_ss_task task, int64_t mask, int64_t method,
-                               const zev_threading* threading) {
-  return zev::ss::distance<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSMahDistance(zev_ss_task task, int64_t mask, int64_t method,
-                               const zev_threading* threading) {
-  return zev::ss::distance<float>(task, mask, method, threading);
-}
-}
+ZEV_SS_COMPUTE_ENTRIES(PartialCovariance, partial)
+ZEV_SS_COMPUTE_ENTRIES(MahDistance, distance)

@@ -158,13 +158,4 @@ int pooled(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
 }  // namespace
 }  // namespace zev::ss
 
-extern "C" {
-ZEV_API int _vqsdSSPooledCovariance(zev_ss_task task, int64_t mask, int64_t method,
-                                    const zev_threading* threading) {
-  return zev::ss::pooled<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSPooledCovariance(zev_ss_task task, int64_t mask, int64_t method,
-                                    const zev_threading* threading) {
-  return zev::ss::pooled<float>(task, mask, method, threading);
-}
-}
+ZEV_SS_COMPUTE_ENTRIES(PooledCovariance, pooled)

@@ -572,37 +572,10 @@ ZEV_API float __vqssQSortSelect(int64_t n, float* a, int64_t k) {
   return zev::ss::select(n, a, k);
 }
 
-ZEV_API int _vqsdSSQuantiles(zev_ss_task task, int64_t mask, int64_t method,
-                             const zev_threading* threading) {
-  return zev::ss::quantiles<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSQuantiles(zev_ss_task task, int64_t mask, int64_t method,
-                             const zev_threading* threading) {
-  return zev::ss::quantiles<float>(task, mask, method, threading);
-}
-ZEV_API int _vqsdSSWMedian(zev_ss_task task, int64_t mask, int64_t method,
-                           const zev_threading* threading) {
-  return zev::ss::wmedian<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSWMedian(zev_ss_task task, int64_t mask, int64_t method,
-                           const zev_threading* threading) {
-  return zev::ss::wmedian<float>(task, mask, method, threading);
-}
-ZEV_API int _vqsdSSMAD(zev_ss_task task, int64_t mask, int64_t method,
-                       const zev_threading* threading) {
-  return zev::ss::mad<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSMAD(zev_ss_task task, int64_t mask, int64_t method,
-                       const zev_threading* threading) {
-  return zev::ss::mad<float>(task, mask, method, threading);
-}
-ZEV_API int _vqsdSSSort(zev_ss_task task, int64_t mask, int64_t method,
-                        const zev_threading* threading) {
-  return zev::ss::sort<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSSort(zev_ss_task task, int64_t mask, int64_t method,
-                        const zev_threading* threading) {
-  return zev::ss::sort<float>(task, mask, method, threading);
-}
 
 }  // extern "C"
+
+ZEV_SS_COMPUTE_ENTRIES(Quantiles, quantiles)
+ZEV_SS_COMPUTE_ENTRIES(WMedian, wmedian)
+ZEV_SS_COMPUTE_ENTRIES(MAD, mad)
+ZEV_SS_COMPUTE_ENTRIES(Sort, sort)

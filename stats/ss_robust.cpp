@@ -257,13 +257,4 @@ int robust(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
 }  // namespace
 }  // namespace zev::ss
 
-extern "C" {
-ZEV_API int _vqsdSSRobustCovariance(zev_ss_task task, int64_t mask, int64_t method,
-                                    const zev_threading* threading) {
-  return zev::ss::robust<double>(task, mask, method, threading);
-}
-ZEV_API int _vqssSSRobustCovariance(zev_ss_task task, int64_t mask, int64_t method,
-                                    const zev_threading* threading) {
-  return zev::ss::robust<float>(task, mask, method, threading);
-}
-}
+ZEV_SS_COMPUTE_ENTRIES(RobustCovariance, robust)

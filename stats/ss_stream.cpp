@@ -217,12 +217,6 @@ ZEV_API void __vqsSQuantilesFreeBuffers(zev_ss_task task) {
   zev::ss::free_state(static_cast<zev::ss::StreamState*>(task->stream_state));
   task->stream_state = nullptr;
 }
-ZEV_API int _vqsdSSStreamQuantiles(zev_ss_task task, int64_t mask, int64_t method,
-                                   const zev_threading* threading) {
-  return zev::ss::stream<double>(task, mask, method, threading);
 }
-ZEV_API int _vqssSSStreamQuantiles(zev_ss_task task, int64_t mask, int64_t method,
-                                   const zev_threading* threading) {
-  return zev::ss::stream<float>(task, mask, method, threading);
-}
-}
+
+ZEV_SS_COMPUTE_ENTRIES(StreamQuantiles, stream)

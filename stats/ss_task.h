@@ -216,3 +216,15 @@ inline int32_t* variable_list(const Rec* t, const IntRead& in, int32_t p, int32_
 }
 
 }  // namespace zev::ss
+
+// Defines the compute entries _vqsdSS<name> and _vqssSS<name> over
+// zev::ss::fn<double> and zev::ss::fn<float>; used at file scope.
+#define ZEV_SS_COMPUTE_ENTRIES(name, fn)                                                     \
+  extern "C" ZEV_API int _vqsdSS##name(zev_ss_task task, int64_t mask, int64_t method,       \
+                                       const zev_threading* threading) {                     \
+    return zev::ss::fn<double>(task, mask, method, threading);                               \
+  }                                                                                           \
+  extern "C" ZEV_API int _vqssSS##name(zev_ss_task task, int64_t mask, int64_t method,       \
+                                       const zev_threading* threading) {                     \
+    return zev::ss::fn<float>(task, mask, method, threading);                                \
+  }
