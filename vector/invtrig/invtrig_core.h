@@ -374,8 +374,9 @@ inline __m128d atan_ep_d(__m128d x) {
   const __m128d y = recip_d<E>(_mm_min_pd(_mm_max_pd(a, d1(1.0)), d1(0x1p100)));
   const __m128d t = select(big, y, a);
   const __m128d p = _mm_mul_pd(t, estrin(kD.atan_ep.c, _mm_mul_pd(t, t)));
-  const __m128d r = finish<Level::EP, Pi>(_mm_and_pd(big, d1(Angles<Pi>::half.hi)), _mm_setzero_pd(), p,
-                                          _mm_setzero_pd(), _mm_and_pd(big, sign_d()));
+  __m128d r = finish<Level::EP, Pi>(_mm_and_pd(big, d1(Angles<Pi>::half.hi)), _mm_setzero_pd(), p,
+                                    _mm_setzero_pd(), _mm_and_pd(big, sign_d()));
+  r = select(_mm_cmpeq_pd(a, d1(1.0)), d1(Angles<Pi>::quarter.hi), r);  // |x| = 1: pi/4 (1/4) exactly
   return _mm_or_pd(r, _mm_and_pd(x, sign_d()));
 }
 
@@ -500,7 +501,7 @@ inline __m128 atan_f(__m128 x) {
   __m128 y = E::rcp(d);
   y = _mm_mul_ps(y, _mm_sub_ps(f1(2.0f), _mm_mul_ps(d, y)));
   if constexpr (L != Level::EP) y = _mm_mul_ps(y, _mm_sub_ps(f1(2.0f), _mm_mul_ps(d, y)));
-  const __m128 p = atan_poly_f<L, Pi>(select(big, y, a));
+  const __m128 p = select(_mm_cmpeq_ps(a, f1(1.0f)), f1(Pi ? 0.25f : 0.785398185f), atan_poly_f<L, Pi>(select(big, y, a)));
   const __m128 c = _mm_and_ps(big, f1(Pi ? 0.5f : 1.57079637f));
   const __m128 r = _mm_add_ps(c, _mm_xor_ps(p, _mm_and_ps(big, sign_f())));
   return _mm_or_ps(r, _mm_and_ps(x, sign_f()));
