@@ -175,9 +175,9 @@ struct Unary : Blocks<T, kBlk<T>> {
         special = asin_special(x);
         if constexpr (L == Level::HA) {
           if constexpr (F == Fn::Asin)
-            return widened(x, [](__m128d v) { return asin_d<E, Level::LA, Pi>(v); });
+            return widened(x, [](__m128d v) { return asin_d<E, Level::EP, Pi>(v); });
           else
-            return widened(x, [](__m128d v) { return acos_d<E, Level::LA, Pi>(v); });
+            return widened(x, [](__m128d v) { return acos_d<E, Level::EP, Pi>(v); });
         } else if constexpr (F == Fn::Asin) {
           return asin_f<E, L, Pi>(x);
         } else {

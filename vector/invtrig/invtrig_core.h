@@ -491,8 +491,9 @@ inline __m128 atan_poly_f(__m128 t) {
   return _mm_add_ps(lead, _mm_mul_ps(_mm_mul_ps(t, z), estrin(FConst<Pi>::atan_q.c, z)));
 }
 
-// atan in float: t = a up to 1, else 1/a from the estimate with Newton steps
-// y (2 - d y): two at LA (the rounding of t stays near half an ulp), one at EP.
+// atan in float: t = a up to 1, else 1/a from the estimate with one Newton
+// step y (2 - d y): t within 1.5^2 2^-24 plus its roundings, which pi/2 - atan t
+// (at least pi/4) halves.
 template <class E, Level L, bool Pi>
 inline __m128 atan_f(__m128 x) {
   const __m128 a = abs_f(x);
@@ -500,7 +501,6 @@ inline __m128 atan_f(__m128 x) {
   const __m128 d = _mm_max_ps(a, f1(1.0f));
   __m128 y = E::rcp(d);
   y = _mm_mul_ps(y, _mm_sub_ps(f1(2.0f), _mm_mul_ps(d, y)));
-  if constexpr (L != Level::EP) y = _mm_mul_ps(y, _mm_sub_ps(f1(2.0f), _mm_mul_ps(d, y)));
   const __m128 p = select(_mm_cmpeq_ps(a, f1(1.0f)), f1(Pi ? 0.25f : 0.785398185f), atan_poly_f<L, Pi>(select(big, y, a)));
   const __m128 c = _mm_and_ps(big, f1(Pi ? 0.5f : 1.57079637f));
   const __m128 r = _mm_add_ps(c, _mm_xor_ps(p, _mm_and_ps(big, sign_f())));

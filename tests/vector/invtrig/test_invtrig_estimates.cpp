@@ -161,11 +161,11 @@ TEST(InvtrigEstimates, Single) {
   check<float>("sAtanpi LA", F::Atanpi, LA, atan_f<M, LA, true>);
   check<float>("sAtanpi EP", F::Atanpi, EP, atan_f<M, EP, true>);
   // HA: the double arithmetic on the widened lanes.
-  check<float>("sAsin HA", F::Asin, HA, [](__m128 x) { return widened(x, asin_d<M, LA, false>); });
-  check<float>("sAcos HA", F::Acos, HA, [](__m128 x) { return widened(x, acos_d<M, LA, false>); });
+  check<float>("sAsin HA", F::Asin, HA, [](__m128 x) { return widened(x, asin_d<M, EP, false>); });
+  check<float>("sAcos HA", F::Acos, HA, [](__m128 x) { return widened(x, acos_d<M, EP, false>); });
   check<float>("sAtan HA", F::Atan, HA, [](__m128 x) { return widened(x, atan_ep_d<M, false>); });
-  check<float>("sAsinpi HA", F::Asinpi, HA, [](__m128 x) { return widened(x, asin_d<M, LA, true>); });
-  check<float>("sAcospi HA", F::Acospi, HA, [](__m128 x) { return widened(x, acos_d<M, LA, true>); });
+  check<float>("sAsinpi HA", F::Asinpi, HA, [](__m128 x) { return widened(x, asin_d<M, EP, true>); });
+  check<float>("sAcospi HA", F::Acospi, HA, [](__m128 x) { return widened(x, acos_d<M, EP, true>); });
   check<float>("sAtanpi HA", F::Atanpi, HA, [](__m128 x) { return widened(x, atan_ep_d<M, true>); });
 }
 
