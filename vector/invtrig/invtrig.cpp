@@ -168,7 +168,7 @@ struct Unary : Blocks<T, kBlk<T>> {
       if constexpr (F == Fn::Atan) {
         special = atan_special(x);
         if constexpr (L == Level::HA)
-          return widened(x, [](__m128d v) { return atan_ep_d<E, Pi>(v); });
+          return widened(x, [](__m128d v) { return atan_ep_d<E, Pi, true>(v); });
         else
           return atan_f<E, L, Pi>(x);
       } else {

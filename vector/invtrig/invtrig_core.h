@@ -367,12 +367,16 @@ inline __m128d recip_d(__m128d d) {
   y = _mm_mul_pd(y, _mm_sub_pd(d1(2.0), _mm_mul_pd(d, y)));
   return _mm_mul_pd(y, _mm_sub_pd(d1(2.0), _mm_mul_pd(d, y)));
 }
-template <class E, bool Pi>
+// Div: t = min(a, 1)/max(a, 1) by one division instead (single HA).
+template <class E, bool Pi, bool Div = false>
 inline __m128d atan_ep_d(__m128d x) {
   const __m128d a = abs_d(x);
   const __m128d big = _mm_cmpgt_pd(a, d1(1.0));
-  const __m128d y = recip_d<E>(_mm_min_pd(_mm_max_pd(a, d1(1.0)), d1(0x1p100)));
-  const __m128d t = select(big, y, a);
+  __m128d t;
+  if constexpr (Div)
+    t = _mm_div_pd(_mm_min_pd(a, d1(1.0)), _mm_max_pd(a, d1(1.0)));
+  else
+    t = select(big, recip_d<E>(_mm_min_pd(_mm_max_pd(a, d1(1.0)), d1(0x1p100))), a);
   const __m128d p = _mm_mul_pd(t, estrin(kD.atan_ep.c, _mm_mul_pd(t, t)));
   __m128d r = finish<Level::EP, Pi>(_mm_and_pd(big, d1(Angles<Pi>::half.hi)), _mm_setzero_pd(), p,
                                     _mm_setzero_pd(), _mm_and_pd(big, sign_d()));

@@ -163,10 +163,10 @@ TEST(InvtrigEstimates, Single) {
   // HA: the double arithmetic on the widened lanes.
   check<float>("sAsin HA", F::Asin, HA, [](__m128 x) { return widened(x, asin_d<M, EP, false>); });
   check<float>("sAcos HA", F::Acos, HA, [](__m128 x) { return widened(x, acos_d<M, EP, false>); });
-  check<float>("sAtan HA", F::Atan, HA, [](__m128 x) { return widened(x, atan_ep_d<M, false>); });
+  check<float>("sAtan HA", F::Atan, HA, [](__m128 x) { return widened(x, atan_ep_d<M, false, true>); });
   check<float>("sAsinpi HA", F::Asinpi, HA, [](__m128 x) { return widened(x, asin_d<M, EP, true>); });
   check<float>("sAcospi HA", F::Acospi, HA, [](__m128 x) { return widened(x, acos_d<M, EP, true>); });
-  check<float>("sAtanpi HA", F::Atanpi, HA, [](__m128 x) { return widened(x, atan_ep_d<M, true>); });
+  check<float>("sAtanpi HA", F::Atanpi, HA, [](__m128 x) { return widened(x, atan_ep_d<M, true, true>); });
 }
 
 TEST(InvtrigEstimates, Double) {
