@@ -139,6 +139,9 @@ inline constexpr double kAtanQS[] = {-0.333330423, 0.199919209,   -0.141975284, 
 inline constexpr double kAtanES[] = {0.999775231, -0.325505346, 0.154571936, -0.043525815};
 inline constexpr double kPiD = 3.14159265358979323846;
 inline constexpr float kInvPiF = 0.318309873f;
+// 1/pi cut to 12 bits (1304 2^-12), and the rest.
+inline constexpr float kInvPiHi = 0.318359375f;
+inline constexpr float kInvPiLo = static_cast<float>(1.0 / kPiD - 0.318359375);
 
 struct DConst {
   CoefD<4> corr;
@@ -447,7 +450,10 @@ inline __m128d atan2_d(__m128d yv, __m128d xv) {
 // asin and acos at LA and EP, the double arithmetic above in float: the
 // correction (1 + e/2)^(-1/2) to e^2 (LA) or e (EP), the estimate forced to 0
 // below u = 2^-32 (only u = 0 among single inputs). The half-turn forms
-// multiply the leading term by 1/pi and use P/pi.
+// multiply the leading term by 1/pi and use P/pi; on the outer branch the
+// leading term S is cut to 12 bits and multiplied by 1/pi cut to 12 bits, an
+// exact product v that the branch angle takes without a rounding (1/2 - v is
+// exact near x = 1/2, where the result falls to 1/6), the rest going into q.
 template <class E, Level L, bool Pi>
 struct AsinF {
   __m128 outer, v, q;
@@ -464,7 +470,22 @@ struct AsinF {
     const __m128 p = L == Level::EP ? estrin(FConst<Pi>::asin_p_ep.c, z) : estrin(FConst<Pi>::asin_p.c, z);
     const __m128 lead = select(outer, s, a);
     q = _mm_mul_ps(_mm_mul_ps(lead, z), p);
-    v = Pi ? _mm_mul_ps(lead, f1(kInvPiF)) : lead;
+    if constexpr (Pi) {
+      // The split on the outer branch only, where S is at least 2^-12 and
+      // its rest stays normal.
+      const __m128 lh = _mm_and_ps(s, _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(0xFFFFF000u))));
+      const __m128 qo =
+          _mm_add_ps(_mm_add_ps(_mm_mul_ps(lh, f1(kInvPiLo)), _mm_mul_ps(_mm_sub_ps(s, lh), f1(kInvPiF))), q);
+      v = select(outer, _mm_mul_ps(lh, f1(kInvPiHi)), _mm_mul_ps(a, f1(kInvPiF)));
+      q = select(outer, qo, q);
+    } else {
+      v = lead;
+    }
+  }
+  // C + (fl ? -(v + q) : v + q); with Pi, C + (fl ? -v : v) first, exactly.
+  __m128 join(__m128 c, __m128 fl) const {
+    if constexpr (Pi) return _mm_add_ps(_mm_add_ps(c, _mm_xor_ps(v, fl)), _mm_xor_ps(q, fl));
+    return _mm_add_ps(c, _mm_xor_ps(_mm_add_ps(v, q), fl));
   }
 };
 
@@ -472,7 +493,7 @@ template <class E, Level L, bool Pi>
 inline __m128 asin_f(__m128 x) {
   const AsinF<E, L, Pi> w(abs_f(x));
   const __m128 c = _mm_and_ps(w.outer, f1(Pi ? 0.5f : 1.57079637f));
-  const __m128 r = _mm_add_ps(c, _mm_xor_ps(_mm_add_ps(w.v, w.q), _mm_and_ps(w.outer, sign_f())));
+  const __m128 r = w.join(c, _mm_and_ps(w.outer, sign_f()));
   return _mm_or_ps(r, _mm_and_ps(x, sign_f()));
 }
 
@@ -482,7 +503,7 @@ inline __m128 acos_f(__m128 x) {
   const __m128 neg = _mm_cmplt_ps(x, _mm_setzero_ps());
   const __m128 c = select(w.outer, _mm_and_ps(neg, f1(Pi ? 1.0f : 3.14159274f)), f1(Pi ? 0.5f : 1.57079637f));
   const __m128 fl = _mm_xor_ps(_mm_and_ps(x, sign_f()), _mm_andnot_ps(w.outer, sign_f()));
-  return _mm_add_ps(c, _mm_xor_ps(_mm_add_ps(w.v, w.q), fl));
+  return w.join(c, fl);
 }
 
 // atan t for t in [0, 1] in float: t + t z Q(z) (LA) or t E(z) (EP), with the

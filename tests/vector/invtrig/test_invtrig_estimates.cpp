@@ -10,6 +10,7 @@
 #include <xmmintrin.h>
 
 #include <cmath>
+#include <cstdio>
 #include <algorithm>
 #include <cstring>
 #include <functional>
@@ -118,6 +119,7 @@ void check(const char* name, F f, Level level, Eval<T> eval) {
   const double bound = ep ? (sizeof(T) == 4 ? 0x1p-11 : 0x1p-26) : (level == Level::HA ? 1.0 : 4.0);
   mpfr_t mx, y;
   mpfr_inits2(200, mx, y, (mpfr_ptr)0);
+  double overall = 0;
   for (const Place& pl : kPlaces)
     for (bool flush : {false, true}) {
       EstimateBias b(pl.bias, pl.scattered);
@@ -140,10 +142,15 @@ void check(const char* name, F f, Level level, Eval<T> eval) {
         const double e = error<T>(f, xs[i], got[i], ep, flush, mx, y);
         if (!(e <= worst)) worst = e, at = xs[i];
       }
+      overall = std::max(overall, worst);
       EXPECT_LE(worst, bound) << name << " bias " << pl.bias << (pl.scattered ? " scattered" : "") << " flush "
                               << flush << " at " << std::hexfloat << static_cast<double>(at);
     }
   mpfr_clears(mx, y, (mpfr_ptr)0);
+  if (ep)
+    printf("%-22s worst 2^%.2f relative\n", name, std::log2(overall));
+  else
+    printf("%-22s worst %.3f ulp\n", name, overall);
 }
 
 constexpr Level LA = Level::LA, HA = Level::HA, EP = Level::EP;
