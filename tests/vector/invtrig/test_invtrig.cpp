@@ -360,6 +360,10 @@ double err(Ref1 f, T x, T got, bool relative) {
   mpfr_inits2(200, mx, y, d, (mpfr_ptr)0);
   mpfr_set_d(mx, x, MPFR_RNDN);
   f(y, mx, MPFR_RNDN);
+  if (mpfr_zero_p(y)) {
+    mpfr_clears(mx, y, d, (mpfr_ptr)0);
+    return got == 0 ? 0.0 : INFINITY;
+  }
   mpfr_set_d(d, got, MPFR_RNDN);
   mpfr_sub(d, d, y, MPFR_RNDN);
   if (relative)
