@@ -52,6 +52,9 @@ double ref_log1p(double x) { return std::log1p(x); }
 double ref_inv(double x) { return 1.0 / x; }
 double ref_sqrt(double x) { return std::sqrt(x); }
 double ref_invsqrt(double x) { return 1.0 / std::sqrt(x); }  // 1/sqrt(-0) = -inf
+double ref_asinpi(double x) { return std::asin(x) / M_PI; }
+double ref_acospi(double x) { return std::acos(x) / M_PI; }
+double ref_atanpi(double x) { return std::atan(x) / M_PI; }
 
 #define ZEV_LEVELS(r) {_vqm##r##_21, _vqm##r##_HA, _vqm##r##_11}
 const Func kFuncs[] = {
@@ -70,6 +73,12 @@ const Func kFuncs[] = {
     {"sInv", ref_inv, ZEV_LEVELS(sInv), false, 1, Class::Exact},
     {"sSqrt", ref_sqrt, ZEV_LEVELS(sSqrt), false, -1, Class::Exact},
     {"sInvSqrt", ref_invsqrt, ZEV_LEVELS(sInvSqrt), false, -1, Class::Exact},
+    {"sAsin", ::asin, ZEV_LEVELS(sAsin), false, 1, Class::Exact},
+    {"sAcos", ::acos, ZEV_LEVELS(sAcos), false, -1, Class::Exact},
+    {"sAtan", ::atan, ZEV_LEVELS(sAtan), false, 1, Class::Exact},
+    {"sAsinpi", ref_asinpi, ZEV_LEVELS(sAsinpi), false, 1, Class::Exact},
+    {"sAcospi", ref_acospi, ZEV_LEVELS(sAcospi), false, -1, Class::Exact},
+    {"sAtanpi", ref_atanpi, ZEV_LEVELS(sAtanpi), false, 1, Class::Exact},
 };
 #undef ZEV_LEVELS
 const char* kLevel[3] = {"LA", "HA", "EP"};
