@@ -70,6 +70,12 @@ const Func kFuncs[] = {
     {"sInv", ref_inv, ZEV_LEVELS(sInv), false, 1, Class::Exact},
     {"sSqrt", ref_sqrt, ZEV_LEVELS(sSqrt), false, -1, Class::Exact},
     {"sInvSqrt", ref_invsqrt, ZEV_LEVELS(sInvSqrt), false, -1, Class::Exact},
+    {"sSinh", ::sinh, ZEV_LEVELS(sSinh), false, 1, Class::Zero},
+    {"sCosh", ::cosh, ZEV_LEVELS(sCosh), false, 0, Class::Plain},
+    {"sTanh", ::tanh, ZEV_LEVELS(sTanh), false, 1, Class::Zero},
+    {"sAsinh", ::asinh, ZEV_LEVELS(sAsinh), false, 1, Class::Zero},
+    {"sAcosh", ::acosh, ZEV_LEVELS(sAcosh), false, -1, Class::Zero},
+    {"sAtanh", ::atanh, ZEV_LEVELS(sAtanh), false, 1, Class::Zero},
 };
 #undef ZEV_LEVELS
 const char* kLevel[3] = {"LA", "HA", "EP"};

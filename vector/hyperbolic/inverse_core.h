@@ -4,7 +4,8 @@
 //
 // asinh a = log(a + sqrt(a^2 + 1)), acosh x = log(x + sqrt((x - 1)(x + 1))),
 // the argument of the logarithm held as a sum of two doubles:
-//   q = a^2 + 1, or t^2 + 2t with t = x - 1 (exact), as qh + ql (Dekker);
+//   q = a^2 + 1, or t^2 + 2t with t = x - 1 (exact), as qh + ql, the square
+//   from the split mask's 12-bit head;
 //   y = the estimate of 1/sqrt(qh), cut to 12 significant bits by the split
 //   mask, so y^2 is exact; qh = qhh + qhl with qhh of 12 bits, so qhh y^2 is
 //   exact and e = 1 - q y^2 = (1 - qhh y^2) - (qhl + ql) y^2 has its first
@@ -69,6 +70,13 @@ inline constexpr InvConst kInv = {
     .p5 = __m128d{-945.0 / 42240, -945.0 / 42240},
 };
 
+// v^2 as hi + lo: hi = vh^2 exact for vh, v cut to 12 significant bits by the
+// split mask, and lo = (v - vh)(v + vh), a term below 2^-10 of hi rounded once.
+inline DD square(__m128d v) {
+  const __m128d vh = _mm_and_pd(v, kInv.split);
+  return {_mm_mul_pd(vh, vh), _mm_mul_pd(_mm_sub_pd(v, vh), _mm_add_pd(v, vh))};
+}
+
 // sqrt(qh + ql) as hi + lo, qh in [2^-52, 2^61].
 template <class E, bool Fitted>
 inline DD sqrt_dd(__m128d qh, __m128d ql) {
@@ -113,11 +121,11 @@ struct AsinhD {
     // Special lanes compute on 2 instead, so that nothing below raises a flag.
     const __m128d a = _mm_or_pd(_mm_and_pd(special, c.two), _mm_andnot_pd(special, ax));
     const __m128d am = _mm_min_pd(a, c.lim);
-    const DD p = two_prod(am, am);
+    const DD p = square(am);
     const DD q = fast_two_sum(_mm_max_pd(c.one, p.hi), _mm_min_pd(c.one, p.hi));
     const DD root = sqrt_dd<E, false>(q.hi, _mm_add_pd(q.lo, p.lo));
     const __m128d y = log_of_sum(am, root, a, _mm_cmpge_pd(a, c.lim));
-    const __m128d z = p.hi;
+    const __m128d z = _mm_add_pd(p.hi, p.lo);
     __m128d s = _mm_add_pd(c.p4, _mm_mul_pd(z, c.p5));
     s = _mm_add_pd(c.p3, _mm_mul_pd(z, s));
     s = _mm_add_pd(c.p2, _mm_mul_pd(z, s));
@@ -137,7 +145,7 @@ struct AcoshD {
     const __m128d xs = _mm_or_pd(_mm_and_pd(special, c.two), _mm_andnot_pd(special, x));
     const __m128d xm = _mm_min_pd(xs, c.lim);
     const __m128d t = _mm_sub_pd(xm, c.one);  // exact
-    const DD p = two_prod(t, t);
+    const DD p = square(t);
     const __m128d t2 = _mm_add_pd(t, t);
     const DD q = two_sum(t2, p.hi);
     const DD root = sqrt_dd<E, true>(q.hi, _mm_add_pd(q.lo, p.lo));
