@@ -79,6 +79,12 @@ const Func kFuncs[] = {
     {"sAsinpi", ref_asinpi, ZEV_LEVELS(sAsinpi), false, 1, Class::Exact},
     {"sAcospi", ref_acospi, ZEV_LEVELS(sAcospi), false, -1, Class::Exact},
     {"sAtanpi", ref_atanpi, ZEV_LEVELS(sAtanpi), false, 1, Class::Exact},
+    {"sSinh", ::sinh, ZEV_LEVELS(sSinh), false, 1, Class::Zero},
+    {"sCosh", ::cosh, ZEV_LEVELS(sCosh), false, 0, Class::Plain},
+    {"sTanh", ::tanh, ZEV_LEVELS(sTanh), false, 1, Class::Zero},
+    {"sAsinh", ::asinh, ZEV_LEVELS(sAsinh), false, 1, Class::Zero},
+    {"sAcosh", ::acosh, ZEV_LEVELS(sAcosh), false, -1, Class::Zero},
+    {"sAtanh", ::atanh, ZEV_LEVELS(sAtanh), false, 1, Class::Zero},
 };
 #undef ZEV_LEVELS
 const char* kLevel[3] = {"LA", "HA", "EP"};

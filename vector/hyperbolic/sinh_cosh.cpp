@@ -1,0 +1,321 @@
+// Sinh and Cosh in double and single.
+//
+// Both exponentials come from one reduction: a = |x| = k ln2 + r with k a
+// multiple of 1/16 (dSinh) or 1/128 (dCosh and the single rows), so that
+// e^a = P e^r and e^-a = M e^-r with P = 2^m plus[j] and M = 2^-m minus[j]
+// read from one table row and scaled by integer arithmetic on the exponent.
+// Then
+//   sinh a = (P - M) cosh r + (P + M) sinh r,   cosh a = P e^r + M e^-r,
+// summed from the small terms to the large. Lanes past the scale's range, NaN
+// and infinities go to the scalar function, which scales in two steps.
+//
+// Measured worst errors: docs/accuracy_hyperbolic.md.
+#include <cfloat>
+#include <cmath>
+
+#include "vector/hyperbolic/hyp_common.h"
+#include "vector/shape.h"
+
+namespace zev::vk {
+namespace {
+
+using namespace hyp;
+
+// ---- dSinh -----------------------------------------------------------------------
+
+struct DSinhConst {
+  __m128d log2e, shift, l1, l2, s3, s5, s7, c2, c4, c6, c8;
+};
+alignas(16) const DSinhConst kDSinh = {
+    .log2e = dc(1.4426950408889634),         // log2 e: a in units of ln2
+    .shift = dc(422212465065984.0),          // 1.5 * 2^48, whose ulp is 1/16: k = m + j/16
+    .l1 = dc(0.69314718055829871),           // ln2, high 36 bits: k l1 is exact
+    .l2 = dc(1.6465949582897082e-12),        // ln2 - l1
+    .s3 = dc(0.16666666666671864),           // sinh r = r + r z (s3 + z (s5 + z s7)), z = r^2
+    .s5 = dc(0.0083333332691419189),         //
+    .s7 = dc(0.00019843655445827261),        //
+    .c2 = dc(0.5),                           // cosh r - 1 = z (c2 + z (c4 + z (c6 + z c8)))
+    .c4 = dc(0.041666666666648838),          //
+    .c6 = dc(0.0013888888970874393),         //
+    .c8 = dc(2.4801762009559563e-05),        //
+};
+
+// The lane range of the vector path, by the high word of |x|: from 2^-53 up
+// to about 669.775, where 2^m still fits the exponent field with room for
+// 2^-m. Zeros, denormals, tiny and large lanes, NaN and infinities go out.
+constexpr Range32 kDSinhRange = range32(0x3CA00000u, 0x4084EE33u);
+
+// sinh a for a >= 0. Full: the rounding error of P - M is carried (HA). Split
+// (the scalar function, a up to the overflow limit): P is scaled by 2^(m-2)
+// and M dropped (below 2^-1900 of the result); the caller multiplies by 4.
+// There A is 2^1000 times B r, so the plain sum is exact enough.
+template <bool Full, bool Split = false>
+inline __m128d sinh_abs(__m128d a) {
+  const DSinhConst& c = kDSinh;
+  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
+  const __m128d k = _mm_sub_pd(t, c.shift);
+  const __m128d r = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.l1)), _mm_mul_pd(k, c.l2));
+  unsigned j[2];
+  rows2(t, 15, j);
+  __m128d up, down;
+  pow2_pair<4>(t, up, down);
+  if constexpr (Split) {
+    up = _mm_castsi128_pd(_mm_sub_epi64(_mm_castpd_si128(up), _mm_set1_epi64x(2ll << 52)));
+    down = _mm_setzero_pd();
+  }
+  const SinhTable16& tab = sinhTable16;
+  const __m128d phi = _mm_mul_pd(fetch(tab.plusHi, j), up);
+  const __m128d plo = _mm_mul_pd(fetch(tab.plusLo, j), up);
+  const __m128d mhi = _mm_mul_pd(fetch(tab.minusHi, j), down);
+  const __m128d mlo = _mm_mul_pd(fetch(tab.minusLo, j), down);
+  const __m128d ahi = _mm_sub_pd(phi, mhi);
+  __m128d alo = _mm_sub_pd(plo, mlo);
+  if constexpr (Full) alo = _mm_add_pd(alo, _mm_sub_pd(_mm_sub_pd(phi, ahi), mhi));  // exact: phi >= mhi
+  const __m128d b = _mm_add_pd(phi, mhi);
+  const __m128d z = _mm_mul_pd(r, r);
+  const __m128d sr = _mm_mul_pd(_mm_mul_pd(r, z), _mm_add_pd(c.s3, _mm_mul_pd(z, _mm_add_pd(c.s5, _mm_mul_pd(z, c.s7)))));
+  __m128d cp = Full ? _mm_add_pd(c.c6, _mm_mul_pd(z, c.c8)) : c.c6;
+  cp = _mm_add_pd(c.c4, _mm_mul_pd(z, cp));
+  const __m128d cr = _mm_mul_pd(z, _mm_add_pd(c.c2, _mm_mul_pd(z, cp)));
+  if constexpr (Full && !Split) {
+    // Near a = ln2/32, where A and B r nearly cancel, every part of A + B r
+    // counts: B's rounding error, the product B r and the sum A + B r are
+    // carried exactly into the small terms.
+    const __m128d blo = _mm_add_pd(_mm_add_pd(_mm_sub_pd(phi, b), mhi), _mm_add_pd(plo, mlo));
+    const DD p = two_prod(b, r);
+    const DD s = two_sum(ahi, p.hi);
+    const __m128d tail = _mm_add_pd(
+        _mm_add_pd(_mm_add_pd(_mm_add_pd(s.lo, p.lo), _mm_mul_pd(blo, r)), alo),
+        _mm_add_pd(_mm_mul_pd(ahi, cr), _mm_mul_pd(b, sr)));
+    return _mm_add_pd(s.hi, tail);
+  } else {
+    // A + (low parts + A (cosh r - 1) + B (sinh r - r) + B r), smallest first.
+    const __m128d inner =
+        _mm_add_pd(_mm_add_pd(_mm_add_pd(alo, _mm_mul_pd(ahi, cr)), _mm_mul_pd(b, sr)), _mm_mul_pd(b, r));
+    return _mm_add_pd(ahi, inner);
+  }
+}
+
+// Scalar function of dSinh at every level.
+int dsinh_scalar(const double* in, double* out) {
+  const double x = *in;
+  const unsigned e = static_cast<unsigned>(ubits(x) >> 52) & 0x7FF;
+  if (e == 0x7FF) {
+    *out = x + x;
+    return 0;
+  }
+  if (e == 0) {
+    *out = x * 0x1p-1022 + x;  // a denormal or zero: itself, with underflow raised for a denormal
+    return 0;
+  }
+  if (e < 0x3CA) {
+    *out = x * 1.0;
+    return 0;
+  }
+  const double ax = std::fabs(x);
+  if (ax >= 710.475860073944) {
+    *out = x * DBL_MAX;  // an infinity of x's sign, with overflow raised
+    return 3;
+  }
+  const double y = lane([](__m128d v) { return sinh_abs<true, true>(v); }, ax) * 4.0;
+  *out = std::copysign(y, x);
+  return std::isinf(y) ? 3 : 0;
+}
+
+template <bool Full>
+struct DSinhP : Blocks<double, 8> {
+  static constexpr const char* kName = "vdSinh";
+  static __m128d eval(__m128d x, __m128d& special) {
+    special = _mm_castsi128_pd(outside(abs_high_words(x), kDSinhRange));
+    return _mm_or_pd(sinh_abs<Full>(abs_of(x)), sign_of(x));
+  }
+  static int scalar(const double* a, double* r) { return dsinh_scalar(a, r); }
+};
+
+// ---- dCosh -----------------------------------------------------------------------
+
+struct DCoshConst {
+  __m128d log2e, shift, l1, l2, c3, c4, c5, half;
+};
+alignas(16) const DCoshConst kDCosh = {
+    .log2e = dc(1.4426950408889634),      // log2 e
+    .shift = dc(52776558133248.0),        // 1.5 * 2^45, whose ulp is 1/128: k = m + j/128
+    .l1 = dc(0.69314718055829871),        // ln2, high 36 bits: k l1 is exact while 128 k < 2^17
+    .l2 = dc(1.6465949582897082e-12),     // ln2 - l1
+    .c3 = dc(0.16666666666667068),        // e^r - 1 = r + z/2 + c3 r^3 + c4 z^2 + c5 r^5
+    .c4 = dc(0.041666676847894581),       //
+    .c5 = dc(0.0083333338154500513),      //
+    .half = dc(0.5),                      //
+};
+
+// Lanes above about 707.69983 (high word 0x40861D99), NaN and infinities.
+constexpr I4 kDCoshBound = i4(0x40861D99);
+
+// cosh a for 0 <= a <= 707.7: P e^r + M e^-r with e^(+-r) - 1 = E +- O,
+// E and O the even and odd parts.
+inline __m128d cosh_abs(__m128d a) {
+  const DCoshConst& c = kDCosh;
+  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
+  const __m128d k = _mm_sub_pd(t, c.shift);
+  const __m128d r = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.l1)), _mm_mul_pd(k, c.l2));
+  unsigned j[2];
+  rows2(t, 127, j);
+  __m128d up, down;
+  pow2_pair<7>(t, up, down);
+  const double* r0 = coshTable128[j[0]];
+  const double* r1 = coshTable128[j[1]];
+  const __m128d phi = _mm_mul_pd(_mm_loadh_pd(_mm_load_sd(r0), r1), up);
+  const __m128d plo = _mm_mul_pd(_mm_loadh_pd(_mm_load_sd(r0 + 1), r1 + 1), up);
+  const __m128d m = _mm_mul_pd(_mm_loadh_pd(_mm_load_sd(r0 + 2), r1 + 2), down);
+  const __m128d z = _mm_mul_pd(r, r);
+  const __m128d ev = _mm_mul_pd(z, _mm_add_pd(c.half, _mm_mul_pd(z, c.c4)));
+  const __m128d od = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), _mm_add_pd(c.c3, _mm_mul_pd(z, c.c5))));
+  const DD s = fast_two_sum(phi, m);  // phi >= 0.5 >= m
+  const __m128d inner = _mm_add_pd(_mm_add_pd(_mm_add_pd(s.lo, plo), _mm_mul_pd(m, _mm_sub_pd(ev, od))),
+                                   _mm_mul_pd(phi, _mm_add_pd(od, ev)));
+  return _mm_add_pd(s.hi, inner);
+}
+
+// Scalar function of dCosh (coshScalarFull).
+int dcosh_scalar(const double* in, double* out) {
+  const double x = *in;
+  const unsigned e = static_cast<unsigned>(ubits(x) >> 52) & 0x7FF;
+  if (e == 0x7FF) {
+    *out = x * x;
+    return 0;
+  }
+  const double ax = std::fabs(x);
+  if (e < 0x3CA) {
+    *out = ax + 1.0;
+    return 0;
+  }
+  if (ax >= 710.475860073944) {
+    *out = overflow_d();
+    return 3;
+  }
+  if (ax > 707.0) {
+    // e^-a is below 2^-2000 of the result here: cosh a = sinh a, formed as
+    // (value 2^(m-2)) 4 so that no false overflow occurs.
+    const double y = lane([](__m128d v) { return sinh_abs<true, true>(v); }, ax) * 4.0;
+    *out = y;
+    return std::isinf(y) ? 3 : 0;
+  }
+  *out = lane(cosh_abs, ax);
+  return 0;
+}
+
+struct DCoshP : Blocks<double, 8> {
+  static constexpr const char* kName = "vdCosh";
+  static __m128d eval(__m128d x, __m128d& special) {
+    const __m128i hw = abs_high_words(x);
+    special = _mm_castsi128_pd(_mm_cmpgt_epi32(hw, iv(kDCoshBound)));
+    return cosh_abs(abs_of(x));
+  }
+  static int scalar(const double* a, double* r) { return dcosh_scalar(a, r); }
+};
+
+// ---- sSinh, sCosh ------------------------------------------------------------------
+//
+// In double, two lanes at a time, from the 128-row table: the double
+// arithmetic leaves errors far below a single's ulp, so the levels differ only
+// in the degree of the polynomials.
+
+struct SHypConst {
+  __m128d log2e, shift, l1, l2, s3, s5, c2, c4;
+};
+alignas(16) const SHypConst kSHyp = {
+    .log2e = dc(1.4426950408889634),  // log2 e
+    .shift = dc(52776558133248.0),    // 1.5 * 2^45: steps of 1/128
+    .l1 = dc(0.69314718055829871),    // ln2, high part
+    .l2 = dc(1.6465949582897082e-12), // ln2, low part
+    .s3 = dc(1.0 / 6.0),              // sinh r = r + r^3/6 + r^5/120, |r| <= ln2/256
+    .s5 = dc(1.0 / 120.0),            //
+    .c2 = dc(0.5),                    // cosh r - 1 = r^2/2 + r^4/24
+    .c4 = dc(1.0 / 24.0),             //
+};
+
+// |x| of a single above 89 (sinh and cosh overflow at 89.41599), NaN, infinities.
+constexpr I4 kSHypBound = i4(0x42B20000);
+
+// sinh a (Cosh false) or cosh a (Cosh true) for 0 <= a <= 89.5 in double.
+// Degree 5 at HA, 3 at LA, 1 at EP for sinh r; 4, 2, 2 for cosh r - 1.
+template <Level L, bool Cosh>
+inline __m128d sinhcosh_d(__m128d a) {
+  const SHypConst& c = kSHyp;
+  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
+  const __m128d k = _mm_sub_pd(t, c.shift);
+  const __m128d r = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.l1)), _mm_mul_pd(k, c.l2));
+  unsigned j[2];
+  rows2(t, 127, j);
+  __m128d up, down;
+  pow2_pair<7>(t, up, down);
+  const double* r0 = coshTable128[j[0]];
+  const double* r1 = coshTable128[j[1]];
+  __m128d p = _mm_loadh_pd(_mm_load_sd(r0), r1);
+  if constexpr (L == Level::HA) p = _mm_add_pd(p, _mm_loadh_pd(_mm_load_sd(r0 + 1), r1 + 1));
+  p = _mm_mul_pd(p, up);
+  const __m128d m = _mm_mul_pd(_mm_loadh_pd(_mm_load_sd(r0 + 2), r1 + 2), down);
+  const __m128d z = _mm_mul_pd(r, r);
+  __m128d sr = r;
+  if constexpr (L == Level::HA)
+    sr = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), _mm_add_pd(c.s3, _mm_mul_pd(z, c.s5))));
+  else if constexpr (L == Level::LA)
+    sr = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), c.s3));
+  const __m128d cr =
+      L == Level::HA ? _mm_mul_pd(z, _mm_add_pd(c.c2, _mm_mul_pd(z, c.c4))) : _mm_mul_pd(z, c.c2);
+  // sinh a = A cosh r + B sinh r with A = P - M, B = P + M; cosh swaps them.
+  const __m128d diff = _mm_sub_pd(p, m), sum = _mm_add_pd(p, m);
+  const __m128d aa = Cosh ? sum : diff, bb = Cosh ? diff : sum;
+  return _mm_add_pd(aa, _mm_add_pd(_mm_mul_pd(aa, cr), _mm_mul_pd(bb, sr)));
+}
+
+// Scalar functions of sSinh and sCosh, every level: the HA arithmetic, with
+// overflow and the IEEE results of NaN and infinities.
+template <bool Cosh>
+int shyp_scalar(const float* in, float* out) {
+  const float x = *in;
+  if (std::isnan(x) || std::isinf(x)) {
+    *out = Cosh ? x * x : x + x;
+    return 0;
+  }
+  const float ax = std::fabs(x);
+  if (ax > 89.5f) {
+    *out = Cosh ? overflow_f() : std::copysign(overflow_f(), x);
+    return 3;
+  }
+  const double y = lane([](__m128d v) { return sinhcosh_d<Level::HA, Cosh>(v); }, ax);
+  if (y > static_cast<double>(FLT_MAX) * (1.0 + 0x1p-25)) {  // rounds past the largest single
+    *out = Cosh ? overflow_f() : std::copysign(overflow_f(), x);
+    return 3;
+  }
+  *out = Cosh ? static_cast<float>(y) : std::copysign(static_cast<float>(y), x);
+  return 0;
+}
+
+template <Level L, bool Cosh>
+struct SHypP : Blocks<float, 16> {
+  static constexpr const char* kName = Cosh ? "vsCosh" : "vsSinh";
+  static __m128 eval(__m128 x, __m128& special) {
+    const __m128 ax = abs_of(x);
+    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), iv(kSHypBound)));
+    const __m128 y = narrow(sinhcosh_d<L, Cosh>(widen_lo(ax)), sinhcosh_d<L, Cosh>(widen_hi(ax)));
+    return Cosh ? y : _mm_or_ps(y, sign_of(x));
+  }
+  static int scalar(const float* a, float* r) { return shyp_scalar<Cosh>(a, r); }
+};
+
+}  // namespace
+}  // namespace zev::vk
+
+using namespace zev::vk;
+
+// dSinh: HA, and LA with EP; dCosh: one kernel; single rows: three each.
+ZEV_KERNELS(dSinh, ha, DSinhP<true>)
+ZEV_KERNELS(dSinh, laep, DSinhP<false>)
+ZEV_KERNELS(dCosh, lahaep, DCoshP)
+ZEV_KERNELS(sSinh, ha, SHypP<Level::HA, false>)
+ZEV_KERNELS(sSinh, la, SHypP<Level::LA, false>)
+ZEV_KERNELS(sSinh, ep, SHypP<Level::EP, false>)
+ZEV_KERNELS(sCosh, ha, SHypP<Level::HA, true>)
+ZEV_KERNELS(sCosh, la, SHypP<Level::LA, true>)
+ZEV_KERNELS(sCosh, ep, SHypP<Level::EP, true>)

@@ -1,0 +1,130 @@
+// Tanh in double and single: a piecewise polynomial, no division and no
+// exponential.
+//
+// The row of a = |x| comes from its high word: the exponent and three
+// significand bits (mask 0x7FFE0000), less the word of 0.1171875, clamped to
+// [0, 0x760000]; shifted right by 10 that is the row's byte offset, eight rows
+// of 128 bytes a binade from 0.125 up to 20. Row 0 holds [0, 0.125) and the
+// last row, 20 and beyond, the constant 1 (its scale 0 makes d = 0 whatever a
+// is). With d = a scale + negCentre (exact), tanh a = c0Hi + (c0Lo + d P(d)),
+// P of degree 9. HA forms the head c0Hi + c1 d as an exact sum.
+//
+// Lanes with a word above 0x7FE00000 (the top binade, infinities, NaN) go to
+// the scalar function. Tanh never reports a status.
+//
+// Measured worst errors: docs/accuracy_hyperbolic.md.
+#include <cmath>
+
+#include "vector/hyperbolic/hyp_common.h"
+#include "vector/shape.h"
+
+namespace zev::vk {
+namespace {
+
+using namespace hyp;
+
+struct TanhConst {
+  I4 rowmask, base, top, flag;
+};
+alignas(16) const TanhConst kTanh = {
+    .rowmask = i4(0x7FFE0000),  // exponent and three significand bits of the high word
+    .base = i4(0x3FBE0000),     // the word of 0.1171875: below it, row 0
+    .top = i4(0x00760000),      // 59 rows on: the last row, 20 and beyond
+    .flag = i4(0x7FE00000),     // words above it: the top binade, infinities, NaN
+};
+
+// Row pointers of the two lanes, and the special mask.
+inline void tanh_rows(__m128d ax, const double (*tab)[16], const double*& r0, const double*& r1, __m128d& special) {
+  const TanhConst& c = kTanh;
+  const __m128i w0 = _mm_and_si128(high_words(ax), iv(c.rowmask));
+  special = _mm_castsi128_pd(_mm_cmpgt_epi32(w0, iv(c.flag)));
+  __m128i w = _mm_sub_epi32(w0, iv(c.base));
+  w = _mm_andnot_si128(_mm_srai_epi32(w, 31), w);  // below 0.1171875: row 0
+  const __m128i over = _mm_cmpgt_epi32(w, iv(c.top));
+  w = _mm_or_si128(_mm_and_si128(over, iv(c.top)), _mm_andnot_si128(over, w));
+  const __m128i off = _mm_srli_epi32(w, 10);  // bytes: 128 a row
+  const char* base = reinterpret_cast<const char*>(tab);
+  r0 = reinterpret_cast<const double*>(base + _mm_cvtsi128_si32(off));
+  r1 = reinterpret_cast<const double*>(base + _mm_cvtsi128_si32(_mm_shuffle_epi32(off, _MM_SHUFFLE(3, 2, 3, 2))));
+}
+
+// Fields k and k + 1 of both rows, as a vector of field k and one of field k + 1.
+inline void fields(const double* r0, const double* r1, int k, __m128d& a, __m128d& b) {
+  const __m128d u = _mm_load_pd(r0 + k), v = _mm_load_pd(r1 + k);
+  a = _mm_unpacklo_pd(u, v);
+  b = _mm_unpackhi_pd(u, v);
+}
+
+// tanh a for a >= 0 below the top binade. Degree: that of the polynomial,
+// 10 (all of it), or less for the single kernels. Exact: HA's head.
+template <int Degree, bool Exact>
+inline __m128d tanh_abs(__m128d ax, const double (*tab)[16], __m128d& special) {
+  const double *r0, *r1;
+  tanh_rows(ax, tab, r0, r1, special);
+  __m128d c0lo, c0hi, negc, scale;
+  fields(r0, r1, kC0Lo, c0lo, c0hi);
+  fields(r0, r1, kNegCentre, negc, scale);
+  const __m128d d = _mm_add_pd(_mm_mul_pd(ax, scale), negc);
+  __m128d cf[12];
+  for (int k = kC1; k < kC1 + 10; k += 2) fields(r0, r1, k, cf[k - kC1 + 1], cf[k - kC1 + 2]);  // cf[i] = c_i
+  __m128d p = cf[Degree];
+  for (int i = Degree - 1; i >= 2; --i) p = _mm_add_pd(cf[i], _mm_mul_pd(d, p));
+  if constexpr (Exact) {
+    // c0Hi + c1 d as an exact sum (|c0Hi| >= |c1 d| but in row 0, where c0Hi is 0).
+    const __m128d h = _mm_mul_pd(cf[1], d);
+    const DD s = two_sum(c0hi, h);
+    return _mm_add_pd(s.hi, _mm_add_pd(_mm_add_pd(c0lo, s.lo), _mm_mul_pd(_mm_mul_pd(d, d), p)));
+  } else {
+    p = _mm_add_pd(cf[1], _mm_mul_pd(d, p));
+    return _mm_add_pd(c0hi, _mm_add_pd(c0lo, _mm_mul_pd(d, p)));
+  }
+}
+
+// Flagged lanes: NaN gives x + x; the rest (infinities, the top binade) the
+// entry of the two-entry table chosen by the sign of x.
+const double kTanhEnds[2] = {1.0, -1.0};
+
+template <class T>
+int tanh_scalar(const T* a, T* r) {
+  const T x = *a;
+  *r = std::isnan(x) ? x + x : static_cast<T>(kTanhEnds[std::signbit(x) ? 1 : 0]);
+  return 0;
+}
+
+template <bool Exact>
+struct DTanhP : Blocks<double, 8> {
+  static constexpr const char* kName = "vdTanh";
+  static __m128d eval(__m128d x, __m128d& special) {
+    const __m128d y = tanh_abs<10, Exact>(abs_of(x), Exact ? tanhTable : tanhTableLA, special);
+    return _mm_or_pd(y, sign_of(x));
+  }
+  static int scalar(const double* a, double* r) { return tanh_scalar(a, r); }
+};
+
+// Single: the same rows in double, two lanes at a time; the degree is what
+// the level needs (the EP kernel is the shortest). Single lanes above 2^126
+// share the double rule: the top binade and beyond go out.
+template <int Degree>
+struct STanhP : Blocks<float, 16> {
+  static constexpr const char* kName = "vsTanh";
+  static __m128 eval(__m128 x, __m128& special) {
+    const __m128 ax = abs_of(x);
+    __m128d s0, s1;
+    const __m128 y = narrow(tanh_abs<Degree, false>(widen_lo(ax), tanhTableLA, s0),
+                            tanh_abs<Degree, false>(widen_hi(ax), tanhTableLA, s1));
+    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x7F000000)));
+    return _mm_or_ps(y, sign_of(x));
+  }
+  static int scalar(const float* a, float* r) { return tanh_scalar(a, r); }
+};
+
+}  // namespace
+}  // namespace zev::vk
+
+using namespace zev::vk;
+
+ZEV_KERNELS(dTanh, ha, DTanhP<true>)
+ZEV_KERNELS(dTanh, laep, DTanhP<false>)
+ZEV_KERNELS(sTanh, ha, STanhP<10>)
+ZEV_KERNELS(sTanh, la, STanhP<8>)
+ZEV_KERNELS(sTanh, ep, STanhP<5>)
