@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/gamma_tables/e1_double.h"
 #include "zev/zev_vqm.h"
 
 namespace {
@@ -52,6 +53,8 @@ double ref_log1p(double x) { return std::log1p(x); }
 double ref_inv(double x) { return 1.0 / x; }
 double ref_sqrt(double x) { return std::sqrt(x); }
 double ref_invsqrt(double x) { return 1.0 / std::sqrt(x); }  // 1/sqrt(-0) = -inf
+double ref_lgamma(double x) { return ::lgamma(x); }
+double ref_tgamma(double x) { return ::tgamma(x); }
 
 #define ZEV_LEVELS(r) {_vqm##r##_21, _vqm##r##_HA, _vqm##r##_11}
 const Func kFuncs[] = {
@@ -70,6 +73,9 @@ const Func kFuncs[] = {
     {"sInv", ref_inv, ZEV_LEVELS(sInv), false, 1, Class::Exact},
     {"sSqrt", ref_sqrt, ZEV_LEVELS(sSqrt), false, -1, Class::Exact},
     {"sInvSqrt", ref_invsqrt, ZEV_LEVELS(sInvSqrt), false, -1, Class::Exact},
+    {"sLGamma", ref_lgamma, ZEV_LEVELS(sLGamma), true, -1, Class::Zero},
+    {"sTGamma", ref_tgamma, ZEV_LEVELS(sTGamma), true, -1, Class::Plain},
+    {"sExpInt1", zev::gammaref::e1_double, ZEV_LEVELS(sExpInt1), false, -1, Class::Plain},
 };
 #undef ZEV_LEVELS
 const char* kLevel[3] = {"LA", "HA", "EP"};

@@ -92,13 +92,13 @@ int sexpint1_scalar(const float* a, float* r) {
 }
 
 // The scalar functions of the EP kernels run under the vector kernels' own
-// guard (MXCSR), so they take the extended guard for themselves.
+// guard (MXCSR), so they take the extended format for themselves.
 int dexpint1_scalar_ep(const double* a, double* r) {
-  ExtGuard g;
+  ExtScope g;
   return dexpint1_scalar(a, r);
 }
 int sexpint1_scalar_ep(const float* a, float* r) {
-  ExtGuard g;
+  ExtScope g;
   return sexpint1_scalar(a, r);
 }
 
@@ -203,6 +203,7 @@ struct DExpInt1EP {
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr bool kSignedCount = true;  // a negative count is empty, as in the element loops
   static constexpr bool kPerBlock = true;
   static constexpr const char* kName = "vdExpInt1";
   static int scalar(const double* a, double* r) { return dexpint1_scalar_ep(a, r); }
@@ -221,6 +222,7 @@ struct SExpInt1EP {
   using V = __m128;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr bool kSignedCount = true;
   static constexpr bool kPerBlock = true;
   static constexpr const char* kName = "vsExpInt1";
   static int scalar(const float* a, float* r) { return sexpint1_scalar_ep(a, r); }

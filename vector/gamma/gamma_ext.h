@@ -38,8 +38,14 @@ class ExtGuard {
       changed_ = true;
     }
   }
+  // A caller's word that unmasks an exception would turn the flags raised
+  // inside (inexact, nearly always) into a trap at its next x87 instruction:
+  // they are cleared first.
   ~ExtGuard() {
-    if (changed_) x87_load_control(saved_);
+    if (changed_) {
+      if ((saved_ & kX87Masks) != kX87Masks) x87_clear_exceptions();
+      x87_load_control(saved_);
+    }
   }
   ExtGuard(const ExtGuard&) = delete;
   ExtGuard& operator=(const ExtGuard&) = delete;
@@ -47,6 +53,28 @@ class ExtGuard {
  private:
   uint16_t saved_ = 0;
   bool changed_ = false;
+};
+
+// The extended format for one scalar call inside a vector kernel (whose
+// guard set only the masks): the whole x87 environment is saved, the control
+// word set as above, and the saved environment loaded back at the end, so
+// the flags raised inside do not outlive the call (where the caller's word
+// unmasks them they would trap at its next x87 instruction).
+class ExtScope {
+ public:
+  ExtScope() {
+    __asm__ volatile("fnstenv %0" : "=m"(env_)::"memory");  // also masks every exception
+    const uint16_t cw = x87_control();
+    x87_load_control(static_cast<uint16_t>((cw & ~ExtGuard::kFields) | ExtGuard::kWanted));
+  }
+  ~ExtScope() { __asm__ volatile("fldenv %0" ::"m"(env_) : "memory"); }
+  ExtScope(const ExtScope&) = delete;
+  ExtScope& operator=(const ExtScope&) = delete;
+
+ private:
+  struct {
+    unsigned char bytes[28];
+  } env_;
 };
 
 // The policy of the element loops: every lane goes through the scalar
