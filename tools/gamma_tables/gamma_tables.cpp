@@ -239,6 +239,9 @@ int main() {
   std::printf("};\n\n// log((1 + s)/(1 - s)) = 2 sum s^(2j+1) / (2j+1): a[j] = 2 / (2j+1)\n");
   std::printf("alignas(16) const long double kLogAtanh[%d] = {\n", kLogTerms);
   for (int j = 0; j < kLogTerms; ++j) put_ld(M(2) / M(2 * j + 1));
+  std::printf("};\n\n// ln(1 + i/32), the centres of the logarithm's rows\n");
+  std::printf("alignas(16) const long double kLogC[33] = {\n");
+  for (int i = 0; i <= 32; ++i) put_ld(logm(M(1) + M(i / 32.0)));
   std::printf("};\n\n// exp(r) = sum r^k / k!\n");
   std::printf("alignas(16) const long double kExpTaylor[%d] = {\n", kExpTerms);
   for (int k = 0; k < kExpTerms; ++k) put_ld(M(1) / fact(k));

@@ -111,21 +111,50 @@ alignas(16) const long double kSinPi[13] = {
 };
 
 // log((1 + s)/(1 - s)) = 2 sum s^(2j+1) / (2j+1): a[j] = 2 / (2j+1)
-alignas(16) const long double kLogAtanh[14] = {
+alignas(16) const long double kLogAtanh[6] = {
     0x8p-2L,
     0xa.aaaaaaaaaaaaaabp-4L,
     0xc.ccccccccccccccdp-5L,
     0x9.249249249249249p-5L,
     0xe.38e38e38e38e38ep-6L,
     0xb.a2e8ba2e8ba2e8cp-6L,
-    0x9.d89d89d89d89d8ap-6L,
-    0x8.888888888888889p-6L,
-    0xf.0f0f0f0f0f0f0f1p-7L,
-    0xd.79435e50d79435ep-7L,
-    0xc.30c30c30c30c30cp-7L,
-    0xb.21642c8590b2164p-7L,
-    0xa.3d70a3d70a3d70ap-7L,
-    0x9.7b425ed097b425fp-7L,
+};
+
+// ln(1 + i/32), the centres of the logarithm's rows
+alignas(16) const long double kLogC[33] = {
+    0x0p+0L,
+    0xf.c14d873c1980268p-9L,
+    0xf.85186008b15330cp-8L,
+    0xb.78694572b5a5cdfp-7L,
+    0xf.1383b7157972f4fp-7L,
+    0x9.4aa97c0ffa91a6p-6L,
+    0xa.ff983853c9e9e44p-6L,
+    0xc.a92d4e7a2b5a3b2p-6L,
+    0xe.47fbe3cd4d10d61p-6L,
+    0xf.dc8c36af1f1546bp-6L,
+    0x8.b3ae55d5d30701dp-5L,
+    0x9.74715d708e984e1p-5L,
+    0xa.30c5e10e2f613e8p-5L,
+    0xa.e8dedfac04e5284p-5L,
+    0xb.9cebfb5de8034e7p-5L,
+    0xc.4d19c360a12d5adp-5L,
+    0xc.f991f65fcc25f96p-5L,
+    0xd.a27bbde647b1466p-5L,
+    0xe.47fbe3cd4d10d61p-5L,
+    0xe.ea350260e2505f7p-5L,
+    0xf.8947afd7837659bp-5L,
+    0x8.12a952d2e87f635p-4L,
+    0x8.5f39721295415b5p-4L,
+    0x8.aa61e97a6af4d4cp-4L,
+    0x8.f42faf3820681efp-4L,
+    0x9.3caf0944d88d75cp-4L,
+    0x9.83eb99a7885f0fep-4L,
+    0x9.c9f069ab150cd4ep-4L,
+    0xa.0ec7f4233957323p-4L,
+    0xa.527c2ed81f5d811p-4L,
+    0xa.9516932de2d5774p-4L,
+    0xa.d6a0261acf967d9p-4L,
+    0xb.17217f7d1cf79acp-4L,
 };
 
 // exp(r) = sum r^k / k!

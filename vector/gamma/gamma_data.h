@@ -7,7 +7,7 @@ namespace zev::vk::gammadata {
 
 inline constexpr int kStirlingTerms = 15;     // enough for x >= 8: first omitted term < 2^-76
 inline constexpr int kSinPiTerms = 13;        // sin(pi r), |r| <= 1/2: first omitted term < 2^-67
-inline constexpr int kLogTerms = 14;          // log m, m in [sqrt(1/2), sqrt(2)): < 2^-70 relative
+inline constexpr int kLogTerms = 6;           // 2 atanh s, |s| <= 2^-7: first omitted term < 2^-85 s
 inline constexpr int kExpTerms = 17;          // exp r, |r| <= ln2/2: first omitted term < 2^-68
 inline constexpr int kE1SeriesTerms = 32;     // E1 series for x < 2.5: first omitted term < 2^-80
 inline constexpr int kNegZeroIntervals = 16;  // zeros of lgamma in (-k-1, -k), k = 2 ... 17
@@ -34,6 +34,7 @@ extern const long double kLgNear2[18];
 extern const long double kStirling[kStirlingTerms];
 extern const long double kSinPi[kSinPiTerms];
 extern const long double kLogAtanh[kLogTerms];
+extern const long double kLogC[33];  // ln(1 + i/32)
 extern const long double kExpTaylor[kExpTerms];
 extern const long double kE1Series[kE1SeriesTerms];
 extern const ExtConsts kExt;

@@ -123,24 +123,33 @@ inline LD horner(const LD (&c)[N], LD z) {
   return p;
 }
 
+// The first N coefficients of c.
+template <int N, int M>
+inline LD horner_n(const LD (&c)[M], LD z) {
+  static_assert(N <= M);
+  LD p = c[N - 1];
+  for (int k = N - 2; k >= 0; --k) p = p * z + c[k];
+  return p;
+}
+
 // Nearest integer of |x| < 2^62, ties to even: 2^63 has unit spacing.
 inline LD nearest(LD x) {
   const LD big = 0x1p63L;
   return x < 0 ? -((-x + big) - big) : (x + big) - big;
 }
 
-// ln x for a positive normal long double: x = 2^e m, m in [sqrt(1/2), sqrt(2)),
-// s = (m - 1)/(m + 1), ln m = 2 atanh s. Within 2^-62 relative.
+// ln x for a positive normal long double: x = 2^e m, m in [1, 2), c = 1 + i/32
+// the nearest of 33 centres, s = (m - c)/(m + c) with |s| <= 2^-7 (m - c
+// exact), ln m = ln c + 2 atanh s to s^11. Within 2^-63 relative.
 inline LD log(LD x) {
-  int e = biased_exponent(x) - 16383;
-  LD m = x * pow2(-e);  // [1, 2)
-  if (m > 2 * kExt.sqrt_half) {
-    m *= 0.5L;
-    ++e;
-  }
-  const LD s = (m - 1) / (m + 1);
+  const int e = biased_exponent(x) - 16383;
+  const LD m = x * pow2(-e);  // [1, 2)
+  // The row by SSE on a double copy: (m - 1) 32 + 1/2 is exact there.
+  const int i = static_cast<int>((static_cast<double>(m) - 1.0) * 32.0 + 0.5);
+  const LD c = 1 + i * (1.0L / 32);
+  const LD s = (m - c) / (m + c);
   const LD p = s * horner(kLogAtanh, s * s);
-  return (e * kExt.ln2_hi) + (e * kExt.ln2_lo + p);
+  return (e * kExt.ln2_hi) + ((e * kExt.ln2_lo + kLogC[i]) + p);
 }
 
 // e^y for |y| < 11000: y = k ln2 + r, |r| <= ln2/2, Taylor to degree 16.
@@ -174,12 +183,11 @@ inline LD lg_12(LD y) {
 // From 512 on (the asymptotic branch) four terms of S are plenty.
 inline LD lg_stirling(LD x) {
   const LD r = 1 / x, z = r * r;
-  LD s;
-  if (x >= 512) {
-    s = ((kStirling[3] * z + kStirling[2]) * z + kStirling[1]) * z + kStirling[0];
-  } else {
-    s = horner(kStirling, z);
-  }
+  // Terms by range: the first one left out stays below 2^-70 of the result.
+  const LD s = x >= 512 ? horner_n<4>(kStirling, z)
+             : x >= 64  ? horner_n<6>(kStirling, z)
+             : x >= 16  ? horner_n<10>(kStirling, z)
+                        : horner_n<kStirlingTerms>(kStirling, z);
   return (x - 0.5L) * (log(x) - 1) + (kExt.half_ln_2pi_m1 + r * s);
 }
 
