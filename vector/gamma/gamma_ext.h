@@ -5,8 +5,9 @@
 // Every operation here is an x87 add, subtract, multiply or divide, rounded
 // to nearest at 64 bits under the guard's control word, so the results are
 // the same bits on every processor; the transcendental x87 instructions
-// (fyl2x, fsin), whose last bits are the vendor's own, are not used. Double
-// arithmetic on SSE is not used either: it would follow the caller's MXCSR.
+// (fyl2x, fsin), whose last bits differ between processor makers, are not
+// used. The one step on SSE (the logarithm's row) is exact, so the caller's
+// MXCSR, which these loops leave alone, cannot change it.
 #pragma once
 
 #include <cstdint>
@@ -23,8 +24,7 @@ using namespace gammadata;
 // The prologue of the element loops: unless the x87 control word already has
 // its six exception masks set, 64-bit precision and round to nearest, those
 // are loaded (the other bits kept) after clearing pending exceptions; the
-// epilogue loads the saved word back. MXCSR is not touched: nothing here runs
-// on SSE.
+// epilogue loads the saved word back. MXCSR is not touched.
 class ExtGuard {
  public:
   static constexpr uint16_t kFields = 0x0F3F;  // rounding, precision, exception masks
@@ -116,20 +116,17 @@ inline int biased_exponent(LD x) {
   return se & 0x7FFF;
 }
 
-template <int N>
-inline LD horner(const LD (&c)[N], LD z) {
-  LD p = c[N - 1];
-  for (int k = N - 2; k >= 0; --k) p = p * z + c[k];
-  return p;
-}
-
-// The first N coefficients of c.
+// c[0] + c[1] z + ... + c[N-1] z^(N-1): the first N of the coefficients.
 template <int N, int M>
 inline LD horner_n(const LD (&c)[M], LD z) {
   static_assert(N <= M);
   LD p = c[N - 1];
   for (int k = N - 2; k >= 0; --k) p = p * z + c[k];
   return p;
+}
+template <int N>
+inline LD horner(const LD (&c)[N], LD z) {
+  return horner_n<N>(c, z);
 }
 
 // Nearest integer of |x| < 2^62, ties to even: 2^63 has unit spacing.
