@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/gamma_tables/e1_double.h"
 #include "zev/zev_vqm.h"
 
 namespace {
@@ -55,6 +56,8 @@ double ref_invsqrt(double x) { return 1.0 / std::sqrt(x); }  // 1/sqrt(-0) = -in
 double ref_asinpi(double x) { return std::asin(x) / M_PI; }
 double ref_acospi(double x) { return std::acos(x) / M_PI; }
 double ref_atanpi(double x) { return std::atan(x) / M_PI; }
+double ref_lgamma(double x) { return ::lgamma(x); }
+double ref_tgamma(double x) { return ::tgamma(x); }
 
 #define ZEV_LEVELS(r) {_vqm##r##_21, _vqm##r##_HA, _vqm##r##_11}
 const Func kFuncs[] = {
@@ -85,6 +88,9 @@ const Func kFuncs[] = {
     {"sAsinh", ::asinh, ZEV_LEVELS(sAsinh), false, 1, Class::Zero},
     {"sAcosh", ::acosh, ZEV_LEVELS(sAcosh), false, -1, Class::Zero},
     {"sAtanh", ::atanh, ZEV_LEVELS(sAtanh), false, 1, Class::Zero},
+    {"sLGamma", ref_lgamma, ZEV_LEVELS(sLGamma), true, -1, Class::Zero},
+    {"sTGamma", ref_tgamma, ZEV_LEVELS(sTGamma), true, -1, Class::Plain},
+    {"sExpInt1", zev::gammaref::e1_double, ZEV_LEVELS(sExpInt1), false, -1, Class::Plain},
 };
 #undef ZEV_LEVELS
 const char* kLevel[3] = {"LA", "HA", "EP"};

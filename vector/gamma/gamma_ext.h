@@ -1,0 +1,238 @@
+// The extended-format (x87, 64-bit significand) pieces of the gamma and
+// exponential-integral scalar functions: the kernels' control-word guard, and
+// log, exp, sin(pi r), lgamma and gamma of long double arguments.
+//
+// Every operation here is an x87 add, subtract, multiply or divide, rounded
+// to nearest at 64 bits under the guard's control word, so the results are
+// the same bits on every processor; the transcendental x87 instructions
+// (fyl2x, fsin), whose last bits differ between processor makers, are not
+// used. The one step on SSE (the logarithm's row) is exact, so the caller's
+// MXCSR, which these loops leave alone, cannot change it.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "vector/gamma/gamma_data.h"
+#include "vector/shape.h"
+
+namespace zev::vk::gammax {
+
+using LD = long double;
+using namespace gammadata;
+
+// The prologue of the element loops: unless the x87 control word already has
+// its six exception masks set, 64-bit precision and round to nearest, those
+// are loaded (the other bits kept) after clearing pending exceptions; the
+// epilogue loads the saved word back. MXCSR is not touched.
+class ExtGuard {
+ public:
+  static constexpr uint16_t kFields = 0x0F3F;  // rounding, precision, exception masks
+  static constexpr uint16_t kWanted = 0x033F;  // nearest, 64-bit, all masked
+  ExtGuard() {
+    const uint16_t cw = x87_control();
+    if ((cw & kFields) != kWanted) {
+      saved_ = cw;
+      x87_clear_exceptions();
+      x87_load_control(static_cast<uint16_t>((cw & ~kFields) | kWanted));
+      changed_ = true;
+    }
+  }
+  // A caller's word that unmasks an exception would turn the flags raised
+  // inside (inexact, nearly always) into a trap at its next x87 instruction:
+  // they are cleared first.
+  ~ExtGuard() {
+    if (changed_) {
+      if ((saved_ & kX87Masks) != kX87Masks) x87_clear_exceptions();
+      x87_load_control(saved_);
+    }
+  }
+  ExtGuard(const ExtGuard&) = delete;
+  ExtGuard& operator=(const ExtGuard&) = delete;
+
+ private:
+  uint16_t saved_ = 0;
+  bool changed_ = false;
+};
+
+// The extended format for one scalar call inside a vector kernel (whose
+// guard set only the masks): the whole x87 environment is saved, the control
+// word set as above, and the saved environment loaded back at the end, so
+// the flags raised inside do not outlive the call (where the caller's word
+// unmasks them they would trap at its next x87 instruction).
+class ExtScope {
+ public:
+  ExtScope() {
+    __asm__ volatile("fnstenv %0" : "=m"(env_)::"memory");  // also masks every exception
+    const uint16_t cw = x87_control();
+    x87_load_control(static_cast<uint16_t>((cw & ~ExtGuard::kFields) | ExtGuard::kWanted));
+  }
+  ~ExtScope() { __asm__ volatile("fldenv %0" ::"m"(env_) : "memory"); }
+  ExtScope(const ExtScope&) = delete;
+  ExtScope& operator=(const ExtScope&) = delete;
+
+ private:
+  struct {
+    unsigned char bytes[28];
+  } env_;
+};
+
+// The policy of the element loops: every lane goes through the scalar
+// function F under the extended-format guard.
+template <class T_, int (*F)(const T_*, T_*)>
+struct ElementLoop {
+  using T = T_;
+  using V = typename Vec<T>::V;
+  using Guard = ExtGuard;
+  static constexpr int kBlock = 8;
+  static constexpr int kBlockI = 8;
+  static constexpr bool kSignedCount = true;
+  static constexpr bool kEveryLane = true;
+  static V eval(V x, V& special) {
+    special = Vec<T>::ones();
+    return x;
+  }
+  static int scalar(const T* a, T* r) { return F(a, r); }
+};
+
+// 2^k as a long double, |k| <= 16383, made from its bits.
+inline LD pow2(int k) {
+  const uint64_t m = 1ull << 63;
+  const uint16_t se = static_cast<uint16_t>(16383 + k);
+  unsigned char b[sizeof(LD)] = {};
+  memcpy(b, &m, 8);
+  memcpy(b + 8, &se, 2);
+  LD v;
+  memcpy(&v, b, sizeof(LD));
+  return v;
+}
+
+// Biased exponent of a positive normal long double.
+inline int biased_exponent(LD x) {
+  unsigned char b[sizeof(LD)];
+  memcpy(b, &x, sizeof(LD));
+  uint16_t se;
+  memcpy(&se, b + 8, 2);
+  return se & 0x7FFF;
+}
+
+// c[0] + c[1] z + ... + c[N-1] z^(N-1): the first N of the coefficients.
+template <int N, int M>
+inline LD horner_n(const LD (&c)[M], LD z) {
+  static_assert(N <= M);
+  LD p = c[N - 1];
+  for (int k = N - 2; k >= 0; --k) p = p * z + c[k];
+  return p;
+}
+template <int N>
+inline LD horner(const LD (&c)[N], LD z) {
+  return horner_n<N>(c, z);
+}
+
+// Nearest integer of |x| < 2^62, ties to even: 2^63 has unit spacing.
+inline LD nearest(LD x) {
+  const LD big = 0x1p63L;
+  return x < 0 ? -((-x + big) - big) : (x + big) - big;
+}
+
+// ln x for a positive normal long double: x = 2^e m, m in [1, 2), c = 1 + i/32
+// the nearest of 33 centres, s = (m - c)/(m + c) with |s| <= 2^-7 (m - c
+// exact), ln m = ln c + 2 atanh s to s^11. Within 2^-63 relative.
+inline LD log(LD x) {
+  const int e = biased_exponent(x) - 16383;
+  const LD m = x * pow2(-e);  // [1, 2)
+  // The row by SSE on a double copy: (m - 1) 32 + 1/2 is exact there.
+  const int i = static_cast<int>((static_cast<double>(m) - 1.0) * 32.0 + 0.5);
+  const LD c = 1 + i * (1.0L / 32);
+  const LD s = (m - c) / (m + c);
+  const LD p = s * horner(kLogAtanh, s * s);
+  return (e * kExt.ln2_hi) + ((e * kExt.ln2_lo + kLogC[i]) + p);
+}
+
+// e^y for |y| < 11000: y = k ln2 + r, |r| <= ln2/2, Taylor to degree 16.
+// Within 2^-63 relative.
+inline LD exp(LD y) {
+  const LD k = nearest(y * kExt.inv_ln2);
+  const LD r = (y - k * kExt.ln2_hi) - k * kExt.ln2_lo;  // k ln2_hi exact
+  return horner(kExpTaylor, r) * pow2(static_cast<int>(k));
+}
+
+// sin(pi r) for 0 <= r <= 1/2.
+inline LD sinpi(LD r) { return r * horner(kSinPi, r * r); }
+
+// ---- lgamma and gamma of positive arguments -----------------------------------
+
+// lgamma(1 + t), t in [-0.125, 0.25).
+inline LD lg_near1(LD t) { return t * horner(kLgNear1, t); }
+// lgamma(1.5 + t), t in [-0.25, 0.25).
+inline LD lg_mid(LD t) { return horner(kLgMid, t); }
+// lgamma(2 + t), t in [-0.25, 0.25).
+inline LD lg_near2(LD t) { return t * horner(kLgNear2, t); }
+
+// lgamma(y), y in [0.875, 2.25).
+inline LD lg_12(LD y) {
+  if (y < 1.25L) return lg_near1(y - 1);
+  if (y < 1.75L) return lg_mid(y - 1.5L);
+  return lg_near2(y - 2);
+}
+
+// Stirling's series for x >= 8: (x - 1/2)(ln x - 1) + (ln(2 pi) - 1)/2 + S(1/x).
+// From 512 on (the asymptotic branch) four terms of S are plenty.
+inline LD lg_stirling(LD x) {
+  const LD r = 1 / x, z = r * r;
+  // Terms by range: the first one left out stays below 2^-70 of the result.
+  const LD s = x >= 512 ? horner_n<4>(kStirling, z)
+             : x >= 64  ? horner_n<6>(kStirling, z)
+             : x >= 16  ? horner_n<10>(kStirling, z)
+                        : horner_n<kStirlingTerms>(kStirling, z);
+  return (x - 0.5L) * (log(x) - 1) + (kExt.half_ln_2pi_m1 + r * s);
+}
+
+// lgamma of a positive long double x (x itself exact; x < 2^16384).
+inline LD lg_pos(LD x) {
+  if (x < 0.25L) return lg_near1(x) - log(x);          // lgamma(1 + x) - ln x
+  if (x < 0.875L) return lg_12(x + 1) - log(x);        // x + 1 exact
+  if (x < 2.25L) return lg_12(x);
+  if (x < 8) {
+    // lgamma(x - n) + ln((x - 1) ... (x - n)), x - n in [1.25, 2.25).
+    const int n = static_cast<int>(static_cast<double>(x - 1.25L));
+    LD p = x - 1;
+    for (int j = 2; j <= n; ++j) p *= x - j;
+    return lg_12(x - n) + log(p);
+  }
+  return lg_stirling(x);
+}
+
+// gamma(y), y in [1, 2): e^lgamma(y), |lgamma(y)| < 0.13.
+inline LD gamma_12(LD y) { return exp(lg_12(y)); }
+
+// The product (x - 1)(x - 2) ... (x - n) on four chains.
+inline LD falling(LD x, int n) {
+  LD p[4] = {1, 1, 1, 1};
+  int j = 1;
+  for (; j + 3 <= n; j += 4) {
+    p[0] *= x - j;
+    p[1] *= x - (j + 1);
+    p[2] *= x - (j + 2);
+    p[3] *= x - (j + 3);
+  }
+  for (; j <= n; ++j) p[0] *= x - j;
+  return (p[0] * p[1]) * (p[2] * p[3]);
+}
+
+// The product x (x + 1) ... (x + n - 1) on four chains. Each x + j is formed
+// from x itself, so the factor nearest a pole keeps all its bits.
+inline LD rising(LD x, int n) {
+  LD p[4] = {1, 1, 1, 1};
+  int j = 0;
+  for (; j + 4 <= n; j += 4) {
+    p[0] *= x + j;
+    p[1] *= x + (j + 1);
+    p[2] *= x + (j + 2);
+    p[3] *= x + (j + 3);
+  }
+  for (; j < n; ++j) p[0] *= x + j;
+  return (p[0] * p[1]) * (p[2] * p[3]);
+}
+
+}  // namespace zev::vk::gammax
