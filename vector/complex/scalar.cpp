@@ -57,7 +57,9 @@ inline bool finite4(double a, double b, double c, double d) {
 }
 
 // Infinities of a product whose naive result is NaN in both parts, recovered
-// as in C's Annex G: an infinite operand makes an infinite result.
+// as in C's Annex G: an infinite operand makes an infinite result. (Annex G's
+// further recovery of products that overflowed has no case here: the callers
+// form products in a range where finite ones stay finite.)
 bool mul_recover(double a, double b, double c, double d, double& x, double& y) {
   bool re = false;
   if (std::isinf(a) || std::isinf(b)) {
@@ -66,10 +68,6 @@ bool mul_recover(double a, double b, double c, double d, double& x, double& y) {
   }
   if (std::isinf(c) || std::isinf(d)) {
     c = box(c), d = box(d), a = unnan(a), b = unnan(b);
-    re = true;
-  }
-  if (!re && (std::isinf(a * c) || std::isinf(b * d) || std::isinf(a * d) || std::isinf(b * c))) {
-    a = unnan(a), b = unnan(b), c = unnan(c), d = unnan(d);
     re = true;
   }
   if (!re) return false;

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "cref.h"
+#include "tools/ulp/complex_ref.h"
 #include "estimate_model.h"
 #include "fp.h"
 #include "guarded.h"
@@ -22,9 +22,9 @@
 namespace {
 
 using zevtest::bits;
-using zevtest::CError;
-using zevtest::CExact;
-using zevtest::COp;
+using zev::ulp::CError;
+using zev::ulp::CExact;
+using zev::ulp::COp;
 using zevtest::ModeScope;
 using C8 = zev_complex8;
 using C16 = zev_complex16;
@@ -148,7 +148,7 @@ void check_accuracy(const Row<C>& row, int level, size_t npts, uint64_t seed) {
   int fails = 0;
   for (size_t i = 0; i < npts && fails < 5; ++i) {
     x.compute(row.op, a[i].re, a[i].im, b[i].re, b[i].im);
-    const double wr = zevtest::rounded<R>(mpc_realref(x.v)), wi = zevtest::rounded<R>(mpc_imagref(x.v));
+    const double wr = zev::ulp::rounded<R>(mpc_realref(x.v)), wi = zev::ulp::rounded<R>(mpc_imagref(x.v));
     const double gr = r[i].re, gi = r[i].im;
     auto where = [&] {
       char s[256];
@@ -163,7 +163,7 @@ void check_accuracy(const Row<C>& row, int level, size_t npts, uint64_t seed) {
       if (std::isinf(wi) && !std::isinf(gi) && !std::isnan(wr)) ++fails, ADD_FAILURE() << where();
       continue;
     }
-    const CError e = zevtest::cerror<R>(x, gr, gi);
+    const CError e = zev::ulp::cerror<R>(x, gr, gi);
     if (level == 2) {
       const double bound = single ? 0x1p-11 : 0x1p-26;
       // Below the normal range EP is judged in absolute terms at the least normal.
@@ -550,7 +550,7 @@ void check_abs_model(double bias, bool scattered, bool flush) {
       for (int j = 0; j < 4; ++j) {
         if (mask >> j & 1) continue;  // the scalar function's lane
         x.compute(COp::Abs, in[j].re, in[j].im, 0, 0);
-        const double err = zevtest::part_ulps<R>(mpc_realref(x.v), out[j]);
+        const double err = zev::ulp::part_ulps<R>(mpc_realref(x.v), out[j]);
         worst = std::max(worst, err);
         ++checked;
         EXPECT_LE(err, 1.0) << "|" << double(in[j].re) << ", " << double(in[j].im) << "| = " << out[j];

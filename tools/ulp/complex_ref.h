@@ -1,4 +1,4 @@
-// The MPC reference of the complex arithmetic tests, and the error measures:
+// The MPC reference of the complex rows (ulp tool and tests), and the error measures:
 // each part in ulps of that part, and the normwise error |got - exact| /
 // |exact| in ulps of |exact| (subnormal spacing below the normal range).
 #pragma once
@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <limits>
 
-namespace zevtest {
+namespace zev::ulp {
 
 enum class COp { Add, Sub, Mul, MulByConj, Div, Conj, Abs };
 
@@ -125,4 +125,4 @@ CError cerror(const CExact& x, double gr, double gi) {
   return e;
 }
 
-}  // namespace zevtest
+}  // namespace zev::ulp
