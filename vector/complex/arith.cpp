@@ -88,7 +88,7 @@ inline constexpr MulConst kMul = {
     .s_abs = u4(0x7FFFFFFFu),
 };
 
-// zMul at HA and LA: exact products from split halves, a double sum for each
+// zMul at HA and LA: exact products from halves cut once by a mask, a double sum for each
 // part with Fast2Sum on the leading terms, low parts added from low to high,
 // so that cancellation cannot lose the result. Parts outside the range go to
 // the scalar function: zeros, subnormals, huge parts, infinities and NaN.
@@ -113,7 +113,8 @@ struct ZMulHA {
           _mm_or_si128(outside(abs_high_words(ar), kMul.z_ha), outside(abs_high_words(ai), kMul.z_ha)),
           _mm_or_si128(outside(abs_high_words(br), kMul.z_ha), outside(abs_high_words(bi), kMul.z_ha)));
       mask |= soa_mask(_mm_castsi128_pd(out)) << (2 * h);
-      const DD ac = two_prod(ar, br), bd = two_prod(ai, bi), ad = two_prod(ar, bi), bc = two_prod(ai, br);
+      const Halves xr = halves(ar), xi = halves(ai), yr = halves(br), yi = halves(bi);
+      const DD ac = prod(xr, yr), bd = prod(xi, yi), ad = prod(xr, yi), bc = prod(xi, yr);
       const V re = part(ac.hi, ac.lo, _mm_xor_pd(bd.hi, _mm_set1_pd(-0.0)), _mm_xor_pd(bd.lo, _mm_set1_pd(-0.0)));
       const V im = part(ad.hi, ad.lo, bc.hi, bc.lo);
       join_parts(re, im, r[2 * h], r[2 * h + 1]);

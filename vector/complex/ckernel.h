@@ -22,6 +22,7 @@
 
 #include <cstdint>
 
+#include "vector/common/exact.h"
 #include "vector/shape.h"
 
 namespace zev::vk::cx {
@@ -72,6 +73,29 @@ inline void split_parts(__m128 x0, __m128 x1, __m128& re, __m128& im) {
 inline void join_parts(__m128 re, __m128 im, __m128& x0, __m128& x1) {
   x0 = _mm_unpacklo_ps(re, im);
   x1 = _mm_unpackhi_ps(re, im);
+}
+
+// ---- exact products from halves cut once -----------------------------------------
+
+// A double cut by the mask 0xFFFFFFFFF8000000: a head of 26 significant bits
+// and the exact rest of at most 27. Cut once, an operand serves every product
+// it enters.
+struct Halves {
+  __m128d v, h, l;
+};
+inline Halves halves(__m128d v) {
+  const __m128d h = _mm_and_pd(v, _mm_castsi128_pd(_mm_set1_epi64x(static_cast<long long>(0xFFFFFFFFF8000000ull))));
+  return {v, h, _mm_sub_pd(v, h)};
+}
+// x y = hi + lo: hi rounded, lo its error; every partial product is exact but
+// the last (up to 54 bits), whose rounding is below 2^-100 of x y. Products
+// must stay clear of overflow and underflow (the kernels' range tests).
+inline DD prod(const Halves& x, const Halves& y) {
+  const __m128d p = _mm_mul_pd(x.v, y.v);
+  const __m128d e = _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(x.h, y.h), p), _mm_mul_pd(x.h, y.l)),
+                                          _mm_mul_pd(x.l, y.h)),
+                               _mm_mul_pd(x.l, y.l));
+  return {p, e};
 }
 
 // ---- the loop -----------------------------------------------------------------

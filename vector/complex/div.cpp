@@ -49,22 +49,23 @@ struct ZDiv {
                        _mm_or_si128(outside(abs_high_words(c), kDiv.z_safe), outside(abs_high_words(d), kDiv.z_safe)));
       mask |= soa_mask(_mm_castsi128_pd(out)) << (2 * h);
       // S + Sl = c^2 + d^2.
-      const DD cc = two_prod(c, c), dd = two_prod(d, d);
+      const Halves ha = halves(a), hb = halves(b), hc = halves(c), hd = halves(d);
+      const DD cc = prod(hc, hc), dd = prod(hd, hd);
       const DD s0 = two_sum(cc.hi, dd.hi);
       const DD s = fast_two_sum(s0.hi, _mm_add_pd(s0.lo, _mm_add_pd(cc.lo, dd.lo)));
       // y + yl = 1 / (S + Sl): one division, one step on the exact residual.
-      const V q = _mm_div_pd(kDiv.one.pd(), s.hi);
-      const DD qs = two_prod(q, s.hi);
-      const V res = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(kDiv.one.pd(), qs.hi), qs.lo), _mm_mul_pd(q, s.lo));
-      const V ql = _mm_mul_pd(q, res);
+      const Halves q = halves(_mm_div_pd(kDiv.one.pd(), s.hi));
+      const DD qs = prod(q, halves(s.hi));
+      const V res = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(kDiv.one.pd(), qs.hi), qs.lo), _mm_mul_pd(q.v, s.lo));
+      const V ql = _mm_mul_pd(q.v, res);
       // Numerators a c + b d and b c - a d as double sums, times y + yl.
       auto quot = [&](DD p, DD t) {
         const DD u = two_sum(p.hi, t.hi);
         const DD n = fast_two_sum(u.hi, _mm_add_pd(u.lo, _mm_add_pd(p.lo, t.lo)));
-        const DD h0 = two_prod(n.hi, q);
-        return _mm_add_pd(h0.hi, _mm_add_pd(h0.lo, _mm_add_pd(_mm_mul_pd(n.hi, ql), _mm_mul_pd(n.lo, q))));
+        const DD h0 = prod(halves(n.hi), q);
+        return _mm_add_pd(h0.hi, _mm_add_pd(h0.lo, _mm_add_pd(_mm_mul_pd(n.hi, ql), _mm_mul_pd(n.lo, q.v))));
       };
-      const DD ac = two_prod(a, c), bd = two_prod(b, d), bc = two_prod(b, c), ad = two_prod(a, d);
+      const DD ac = prod(ha, hc), bd = prod(hb, hd), bc = prod(hb, hc), ad = prod(ha, hd);
       const V re = quot(ac, bd);
       const V im = quot(bc, {_mm_xor_pd(ad.hi, kDiv.neg.pd()), _mm_xor_pd(ad.lo, kDiv.neg.pd())});
       join_parts(re, im, r[2 * h], r[2 * h + 1]);
