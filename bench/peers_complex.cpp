@@ -1,11 +1,12 @@
-// Complex Add, Sub, Mul, MulByConj, Div, Conj and Abs beside the peers a user
+// Complex Add, Sub, Mul, MulByConj, Div, Conj, Abs and Sqrt beside the peers a user
 // would pick instead, on arrays of n complex elements: a plain -O3 loop over
 // the parts (loop), a loop over std::complex operators (std_complex: with
 // g++ -O3, Mul and Div call libgcc's __muldc3 and __divdc3 for their
-// Annex G cases), and glibc's cabs and hypot for Abs.
+// Annex G cases), and glibc's cabs and hypot for Abs, csqrt for Sqrt.
 //
-//   zev_bench --benchmark_filter='^[cz](Add|Sub|Mul|MulByConj|Div|Conj|Abs)/'
+//   zev_bench --benchmark_filter='^[cz](Add|Sub|Mul|MulByConj|Div|Conj|Abs|Sqrt)/'
 #include <benchmark/benchmark.h>
+#include <bit>
 #include <dlfcn.h>
 
 #include <cmath>
@@ -21,6 +22,8 @@ int dll_cpu_version(void);
 // glibc's, declared here: C++ has no <complex.h> of C.
 double cabs(double _Complex);
 float cabsf(float _Complex);
+double _Complex csqrt(double _Complex);
+float _Complex csqrtf(float _Complex);
 }
 
 namespace zevbench {
@@ -83,6 +86,7 @@ void register_type(char p) {
   const std::string P(1, p);
   for (const char* f : {"Add", "Sub", "Mul", "MulByConj", "Div"}) add_ours_c(P + f, kBin);
   add_ours_c(P + "Conj", kUn);
+  add_ours_c(P + "Sqrt", kUn);
   add_ours_c(P + "Abs", kAbs);
   // Plain loops over the parts.
   add_c(P + "Add", "loop", ZEV_CLOOP2(R, C(a[i].real() + b[i].real(), a[i].imag() + b[i].imag())), kBin);
@@ -104,15 +108,20 @@ void register_type(char p) {
   add_c(P + "Div", "std_complex", ZEV_CLOOP2(R, a[i] / b[i]), kBin);
   add_c(P + "Conj", "std_complex", ZEV_CLOOP1(R, C, std::conj(a[i])), kUn);
   add_c(P + "Abs", "std_complex", ZEV_CLOOP1(R, R, std::abs(a[i])), kAbs);
+  add_c(P + "Sqrt", "std_complex", ZEV_CLOOP1(R, C, std::sqrt(a[i])), kUn);
   // glibc.
   if constexpr (sizeof(R) == 8) {
     add_c(P + "Abs", "glibc_cabs",
           ZEV_CLOOP1(R, R, cabs(reinterpret_cast<const double _Complex*>(a)[i])), kAbs);
     add_c(P + "Abs", "glibc_hypot", ZEV_CLOOP1(R, R, hypot(a[i].real(), a[i].imag())), kAbs);
+    add_c(P + "Sqrt", "glibc_csqrt",
+          ZEV_CLOOP1(R, C, std::bit_cast<C>(csqrt(reinterpret_cast<const double _Complex*>(a)[i]))), kUn);
   } else {
     add_c(P + "Abs", "glibc_cabs",
           ZEV_CLOOP1(R, R, cabsf(reinterpret_cast<const float _Complex*>(a)[i])), kAbs);
     add_c(P + "Abs", "glibc_hypot", ZEV_CLOOP1(R, R, hypotf(a[i].real(), a[i].imag())), kAbs);
+    add_c(P + "Sqrt", "glibc_csqrt",
+          ZEV_CLOOP1(R, C, std::bit_cast<C>(csqrtf(reinterpret_cast<const float _Complex*>(a)[i]))), kUn);
   }
 }
 

@@ -1,4 +1,4 @@
-// Complex arithmetic: Add, Sub, Mul, MulByConj, Div, Conj, Abs, against MPC.
+// Complex arithmetic and Sqrt: Add, Sub, Mul, MulByConj, Div, Conj, Abs, Sqrt, against MPC.
 //
 // A complex row is measured here rather than by the real runner: each part
 // in ulps of that part (judged at HA where the part is not below 2^-20 of
@@ -27,7 +27,7 @@ namespace {
 enum class CArity { Unary, Binary, Abs };
 CArity arity_of(const std::string& row) {
   const std::string f = row.substr(1);
-  return f == "Conj" ? CArity::Unary : f == "Abs" ? CArity::Abs : CArity::Binary;
+  return f == "Conj" || f == "Sqrt" ? CArity::Unary : f == "Abs" ? CArity::Abs : CArity::Binary;
 }
 
 struct CPoint {
@@ -42,6 +42,7 @@ COp op_of(const std::string& row) {
   if (f == "MulByConj") return COp::MulByConj;
   if (f == "Div") return COp::Div;
   if (f == "Conj") return COp::Conj;
+  if (f == "Sqrt") return COp::Sqrt;
   return COp::Abs;
 }
 
@@ -265,8 +266,8 @@ std::vector<LevelResult> measure(const FuncDesc& fd, const Options& opt, const E
 
 #define ROW(name) {.row = name, .measure = measure}
 Registrar reg({
-    ROW("zAdd"), ROW("zSub"), ROW("zMul"), ROW("zMulByConj"), ROW("zDiv"), ROW("zConj"), ROW("zAbs"),
-    ROW("cAdd"), ROW("cSub"), ROW("cMul"), ROW("cMulByConj"), ROW("cDiv"), ROW("cConj"), ROW("cAbs"),
+    ROW("zAdd"), ROW("zSub"), ROW("zMul"), ROW("zMulByConj"), ROW("zDiv"), ROW("zConj"), ROW("zAbs"), ROW("zSqrt"),
+    ROW("cAdd"), ROW("cSub"), ROW("cMul"), ROW("cMulByConj"), ROW("cDiv"), ROW("cConj"), ROW("cAbs"), ROW("cSqrt"),
 });
 
 }  // namespace

@@ -56,12 +56,12 @@ template <class C> struct Row {
 const Row<C16> kZRows[] = {
     ROW_Z(BIN, zAdd, COp::Add), ROW_Z(BIN, zSub, COp::Sub),         ROW_Z(BIN, zMul, COp::Mul),
     ROW_Z(BIN, zMulByConj, COp::MulByConj), ROW_Z(BIN, zDiv, COp::Div), ROW_Z(UN, zConj, COp::Conj),
-    ROW_Z(ABS, zAbs, COp::Abs),
+    ROW_Z(ABS, zAbs, COp::Abs), ROW_Z(UN, zSqrt, COp::Sqrt),
 };
 const Row<C8> kCRows[] = {
     ROW_C(BIN, cAdd, COp::Add), ROW_C(BIN, cSub, COp::Sub),         ROW_C(BIN, cMul, COp::Mul),
     ROW_C(BIN, cMulByConj, COp::MulByConj), ROW_C(BIN, cDiv, COp::Div), ROW_C(UN, cConj, COp::Conj),
-    ROW_C(ABS, cAbs, COp::Abs),
+    ROW_C(ABS, cAbs, COp::Abs), ROW_C(UN, cSqrt, COp::Sqrt),
 };
 
 // Runs one entry on n elements; Abs results go to the real part.
@@ -257,6 +257,29 @@ const Special kSpecials[] = {
     {"cAbs", kInf, kNaN, 0, 0, kInf, 0, 0},
     {"cAbs", 0x1p-149, 0.0, 0, 0, 0x1p-149, 0, 0},
     {"cAbs", -3.0, 4.0, 0, 0, 5.0, 0, 0},
+    // Sqrt: Annex G's csqrt, the cut along the negative real axis.
+    {"zSqrt", 0.0, 0.0, 0, 0, 0.0, 0.0, 0},
+    {"zSqrt", -0.0, -0.0, 0, 0, 0.0, -0.0, 0},
+    {"zSqrt", -4.0, 0.0, 0, 0, 0.0, 2.0, 0},
+    {"zSqrt", -4.0, -0.0, 0, 0, 0.0, -2.0, 0},
+    {"zSqrt", 4.0, -0.0, 0, 0, 2.0, -0.0, 0},
+    {"zSqrt", 0.0, 2.0, 0, 0, 1.0, 1.0, 0},
+    {"zSqrt", kNaN, kInf, 0, 0, kInf, kInf, 0},
+    {"zSqrt", 1.0, -kInf, 0, 0, kInf, -kInf, 0},
+    {"zSqrt", -kInf, 1.0, 0, 0, 0.0, kInf, 0},
+    {"zSqrt", -kInf, -1.0, 0, 0, 0.0, -kInf, 0},
+    {"zSqrt", kInf, -1.0, 0, 0, kInf, -0.0, 0},
+    {"zSqrt", kInf, kNaN, 0, 0, kInf, kNaN, 0},
+    {"zSqrt", -kInf, kNaN, 0, 0, kNaN, kInf, 0},
+    {"zSqrt", kNaN, 1.0, 0, 0, kNaN, kNaN, 0},
+    {"zSqrt", 1.0, kNaN, 0, 0, kNaN, kNaN, 0},
+    {"zSqrt", kMax, kMax, 0, 0, 1.4730945569055652e154, 6.1017574412827024e153, 0},  // no overflow inside
+    {"zSqrt", 0x1p-1074, 0.0, 0, 0, 0x1p-537, 0.0, 0},
+    {"zSqrt", -0x1p-1074, 0.0, 0, 0, 0.0, 0x1p-537, 0},
+    {"cSqrt", -4.0, -0.0, 0, 0, 0.0, -2.0, 0},
+    {"cSqrt", -kInf, kNaN, 0, 0, kNaN, kInf, 0},
+    {"cSqrt", 0x1p-148, -0.0, 0, 0, 0x1p-74, -0.0, 0},
+    {"cSqrt", 0.0, -8.0, 0, 0, 2.0, -2.0, 0},
     // Conj: bits move, the sign of the imaginary part flips.
     {"zConj", kNaN, -0.0, 0, 0, kNaN, 0.0, 0},
     {"zConj", kInf, kInf, 0, 0, kInf, -kInf, 0},
