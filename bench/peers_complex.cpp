@@ -1,10 +1,11 @@
-// Complex Add, Sub, Mul, MulByConj, Div, Conj, Abs and Sqrt beside the peers a user
+// Complex Add, Sub, Mul, MulByConj, Div, Conj, Abs, Sqrt and Arg beside the peers a user
 // would pick instead, on arrays of n complex elements: a plain -O3 loop over
 // the parts (loop), a loop over std::complex operators (std_complex: with
 // g++ -O3, Mul and Div call libgcc's __muldc3 and __divdc3 for their
-// Annex G cases), and glibc's cabs and hypot for Abs, csqrt for Sqrt.
+// Annex G cases), and glibc's cabs and hypot for Abs, csqrt for Sqrt, carg
+// and atan2 for Arg.
 //
-//   zev_bench --benchmark_filter='^[cz](Add|Sub|Mul|MulByConj|Div|Conj|Abs|Sqrt)/'
+//   zev_bench --benchmark_filter='^[cz](Add|Sub|Mul|MulByConj|Div|Conj|Abs|Sqrt|Arg)/'
 #include <benchmark/benchmark.h>
 #include <bit>
 #include <dlfcn.h>
@@ -24,6 +25,7 @@ double cabs(double _Complex);
 float cabsf(float _Complex);
 double _Complex csqrt(double _Complex);
 float _Complex csqrtf(float _Complex);
+float cargf(float _Complex);
 }
 
 namespace zevbench {
@@ -87,6 +89,7 @@ void register_type(char p) {
   for (const char* f : {"Add", "Sub", "Mul", "MulByConj", "Div"}) add_ours_c(P + f, kBin);
   add_ours_c(P + "Conj", kUn);
   add_ours_c(P + "Sqrt", kUn);
+  add_ours_c(P + "Arg", kAbs);
   add_ours_c(P + "Abs", kAbs);
   // Plain loops over the parts.
   add_c(P + "Add", "loop", ZEV_CLOOP2(R, C(a[i].real() + b[i].real(), a[i].imag() + b[i].imag())), kBin);
@@ -122,6 +125,8 @@ void register_type(char p) {
     add_c(P + "Abs", "glibc_hypot", ZEV_CLOOP1(R, R, hypotf(a[i].real(), a[i].imag())), kAbs);
     add_c(P + "Sqrt", "glibc_csqrt",
           ZEV_CLOOP1(R, C, std::bit_cast<C>(csqrtf(reinterpret_cast<const float _Complex*>(a)[i]))), kUn);
+    add_c(P + "Arg", "glibc_carg", ZEV_CLOOP1(R, R, cargf(reinterpret_cast<const float _Complex*>(a)[i])), kAbs);
+    add_c(P + "Arg", "glibc_atan2", ZEV_CLOOP1(R, R, atan2f(a[i].imag(), a[i].real())), kAbs);
   }
 }
 

@@ -13,7 +13,7 @@
 
 namespace zev::ulp {
 
-enum class COp { Add, Sub, Mul, MulByConj, Div, Conj, Abs, Sqrt };
+enum class COp { Add, Sub, Mul, MulByConj, Div, Conj, Abs, Sqrt, Arg };
 
 template <class R> struct CFormat {
   static constexpr int p = sizeof(R) == 4 ? 24 : 53;
@@ -52,6 +52,10 @@ struct CExact {
       case COp::Div: mpc_div(v, a, b, MPC_RNDNN); break;
       case COp::Conj: mpc_conj(v, a, MPC_RNDNN); break;
       case COp::Sqrt: mpc_sqrt(v, a, MPC_RNDNN); break;
+      case COp::Arg:
+        mpc_arg(mpc_realref(v), a, MPFR_RNDN);
+        mpfr_set_zero(mpc_imagref(v), 1);
+        break;
       case COp::Abs:
         mpc_abs(mpc_realref(v), a, MPFR_RNDN);
         mpfr_set_zero(mpc_imagref(v), 1);

@@ -1,4 +1,4 @@
-// Complex arithmetic and Sqrt: Add, Sub, Mul, MulByConj, Div, Conj, Abs, Sqrt, against MPC.
+// Complex rows against MPC: Add, Sub, Mul, MulByConj, Div, Conj, Abs, Sqrt, Arg.
 //
 // A complex row is measured here rather than by the real runner: each part
 // in ulps of that part (judged at HA where the part is not below 2^-20 of
@@ -24,10 +24,10 @@ namespace {
 
 // The complex arities, measured here through FuncDesc::measure: an arity of
 // the runner's would add cases to every switch of the real runner.
-enum class CArity { Unary, Binary, Abs };
+enum class CArity { Unary, Binary, Real };
 CArity arity_of(const std::string& row) {
   const std::string f = row.substr(1);
-  return f == "Conj" || f == "Sqrt" ? CArity::Unary : f == "Abs" ? CArity::Abs : CArity::Binary;
+  return f == "Conj" || f == "Sqrt" ? CArity::Unary : f == "Abs" || f == "Arg" ? CArity::Real : CArity::Binary;
 }
 
 struct CPoint {
@@ -43,6 +43,7 @@ COp op_of(const std::string& row) {
   if (f == "Div") return COp::Div;
   if (f == "Conj") return COp::Conj;
   if (f == "Sqrt") return COp::Sqrt;
+  if (f == "Arg") return COp::Arg;
   return COp::Abs;
 }
 
@@ -183,7 +184,7 @@ void measure_level(const FuncDesc& fd, const std::vector<CPoint>& p, void* fn, v
   std::string at_norm, at_part;
   for (int i = 0; i < n; ++i) {
     const CPoint& q = p[i];
-    const double gr = got[2 * i], gi = op == COp::Abs ? 0.0 : got[2 * i + 1];
+    const double gr = got[2 * i], gi = arity_of(fd.row) == CArity::Real ? 0.0 : got[2 * i + 1];
     x.compute(op, q.ar, q.ai, q.br, q.bi);
     const double wr = rounded<R>(mpc_realref(x.v)), wi = rounded<R>(mpc_imagref(x.v));
     ++res.points;
@@ -267,7 +268,7 @@ std::vector<LevelResult> measure(const FuncDesc& fd, const Options& opt, const E
 #define ROW(name) {.row = name, .measure = measure}
 Registrar reg({
     ROW("zAdd"), ROW("zSub"), ROW("zMul"), ROW("zMulByConj"), ROW("zDiv"), ROW("zConj"), ROW("zAbs"), ROW("zSqrt"),
-    ROW("cAdd"), ROW("cSub"), ROW("cMul"), ROW("cMulByConj"), ROW("cDiv"), ROW("cConj"), ROW("cAbs"), ROW("cSqrt"),
+    ROW("cAdd"), ROW("cSub"), ROW("cMul"), ROW("cMulByConj"), ROW("cDiv"), ROW("cConj"), ROW("cAbs"), ROW("cSqrt"), ROW("cArg"),
 });
 
 }  // namespace
