@@ -18,14 +18,15 @@ int cdiv_full(const zev_complex8* a, const zev_complex8* b, zev_complex8* r);
 int zabs_full(const zev_complex16* a, double* r);
 int cabs_full(const zev_complex8* a, float* r);
 
-// Add and Sub: a part that went infinite from finite inputs is an overflow.
+// Add and Sub: a part that went infinite while no input part is infinite is
+// an overflow.
 template <class C>
 inline int addsub_full(const C* a, const C* b, C* r, bool sub) {
   const auto br = sub ? -b->re : b->re, bi = sub ? -b->im : b->im;
   r->re = a->re + br;
   r->im = a->im + bi;
-  const bool in_finite = std::isfinite(a->re) && std::isfinite(a->im) && std::isfinite(b->re) && std::isfinite(b->im);
-  return in_finite && (std::isinf(r->re) || std::isinf(r->im)) ? 3 : 0;
+  const bool in_inf = std::isinf(a->re) || std::isinf(a->im) || std::isinf(b->re) || std::isinf(b->im);
+  return !in_inf && (std::isinf(r->re) || std::isinf(r->im)) ? 3 : 0;
 }
 
 }  // namespace zev::vk::cx

@@ -245,6 +245,7 @@ const Special kSpecials[] = {
     {"zAdd", kInf, 1.0, 1.0, 1.0, kInf, 2.0, 0},
     {"zSub", kInf, 1.0, kInf, 1.0, kNaN, 0.0, 0},
     {"zSub", -kMax, 0.0, kMax, 0.0, -kInf, 0.0, 3},
+    {"zAdd", kNaN, kMax, 1.0, kMax, kNaN, kInf, 3},  // no input part infinite
     {"cAdd", 3e38, 1.0, 3e38, 1.0, kInf, 2.0, 3},
     {"cSub", kInf, 1.0, kInf, 1.0, kNaN, 0.0, 0},
     // Abs: an infinite part wins over NaN; overflow of finite inputs.
