@@ -24,8 +24,16 @@ inline __m128d all_ones_exp(__m128d x) {
   const __m128i e = _mm_and_si128(high_words(x), _mm_set1_epi32(0x7FF00000));
   return _mm_castsi128_pd(_mm_cmpeq_epi32(e, _mm_set1_epi32(0x7FF00000)));
 }
-inline unsigned elem_mask_all(const __m128 (&m)[2]) { return elem_mask(m[0]) | (elem_mask(m[1]) << 2); }
-inline unsigned elem_mask_all(const __m128d (&m)[4]) { return elem_mask(m[0], m[1]) | (elem_mask(m[2], m[3]) << 2); }
+// The elements flagged in a block's lane masks; the common case, no lane,
+// costs one test.
+inline unsigned elem_mask_all(const __m128 (&m)[2]) {
+  if (_mm_movemask_ps(_mm_or_ps(m[0], m[1])) == 0) return 0;
+  return elem_mask(m[0]) | (elem_mask(m[1]) << 2);
+}
+inline unsigned elem_mask_all(const __m128d (&m)[4]) {
+  if (_mm_movemask_pd(_mm_or_pd(_mm_or_pd(m[0], m[1]), _mm_or_pd(m[2], m[3]))) == 0) return 0;
+  return elem_mask(m[0], m[1]) | (elem_mask(m[2], m[3]) << 2);
+}
 
 // ---- Add and Sub ---------------------------------------------------------------
 

@@ -109,8 +109,7 @@ struct CLoop {
   using Out = std::conditional_t<real_out<P>(), R, C>;
   static constexpr int NI = cins<P>();
   static constexpr int NV = kVecs<R>;  // input vectors a block
-  static constexpr int NR = real_out<P>() ? NV / 2 : NV;                     // result vectors a block
-  static constexpr int kOutParts = real_out<P>() ? 1 : 2;
+  static constexpr int NR = real_out<P>() ? NV / 2 : NV;  // result vectors a block
 
   struct Io {
     const C* a;
@@ -128,53 +127,55 @@ struct CLoop {
     if constexpr (real_out<P>()) {
       C tmp{io.r[i * io.ir], 0};
       const C* a = io.a;
-      vqm_report_zi_of(st, static_cast<int>(i), a, io.ia, a, io.ia, &tmp, 0, &tmp, 0, io.name);
+      report_strided(st, static_cast<int>(i), a, io.ia, a, io.ia, &tmp, 0, &tmp, 0, io.name);
       io.r[i * io.ir] = tmp.re;
     } else {
       const C* b = NI == 2 ? io.b : io.a;
       const int ib = NI == 2 ? io.ib : io.ia;
       if (io.ia == 1 && ib == 1 && io.ir == 1)
-        vqm_report_of(st, static_cast<int>(i), io.a, b, io.r, io.r, io.name);
+        report_plain(st, static_cast<int>(i), io.a, b, io.r, io.r, io.name);
       else
-        vqm_report_zi_of(st, static_cast<int>(i), io.a, io.ia, b, ib, io.r, io.ir, io.r, io.ir, io.name);
+        report_strided(st, static_cast<int>(i), io.a, io.ia, b, ib, io.r, io.ir, io.r, io.ir, io.name);
     }
   }
-  static void vqm_report_of(int st, int i, const zev_complex16* a, const zev_complex16* b, zev_complex16* r1,
+  static void report_plain(int st, int i, const zev_complex16* a, const zev_complex16* b, zev_complex16* r1,
                             zev_complex16* r2, const char* n) {
     vqm_report_z(st, i, a, b, r1, r2, n);
   }
-  static void vqm_report_of(int st, int i, const zev_complex8* a, const zev_complex8* b, zev_complex8* r1,
+  static void report_plain(int st, int i, const zev_complex8* a, const zev_complex8* b, zev_complex8* r1,
                             zev_complex8* r2, const char* n) {
     vqm_report_c(st, i, a, b, r1, r2, n);
   }
-  static void vqm_report_zi_of(int st, int i, const zev_complex16* a, int ia, const zev_complex16* b, int ib,
+  static void report_strided(int st, int i, const zev_complex16* a, int ia, const zev_complex16* b, int ib,
                                zev_complex16* r1, int ir1, zev_complex16* r2, int ir2, const char* n) {
     vqm_report_zi(st, i, a, ia, b, ib, r1, ir1, r2, ir2, n);
   }
-  static void vqm_report_zi_of(int st, int i, const zev_complex8* a, int ia, const zev_complex8* b, int ib,
+  static void report_strided(int st, int i, const zev_complex8* a, int ia, const zev_complex8* b, int ib,
                                zev_complex8* r1, int ir1, zev_complex8* r2, int ir2, const char* n) {
     vqm_report_ci(st, i, a, ia, b, ib, r1, ir1, r2, ir2, n);
   }
 
   // One block from element i; g elements are real (g < 4 only in the tail,
   // or in every block of a strided call, which moves element by element).
+  // `acc` is the caller's copy of the arrays, kept in registers across its
+  // loop; `io`, whose address the callout takes, serves the callout only.
   template <bool Whole>
-  __attribute__((always_inline)) static void block(const Io& io, long i, int g) {
+  __attribute__((always_inline)) static void block(const Io acc, const Io& io, long i, int g) {
     constexpr int L = W::kLanes;
     V x[NV], y[NV], z[NR];
     alignas(16) C ina[kElems], inb[kElems];
     if constexpr (Whole) {
-      const R* pa = reinterpret_cast<const R*>(io.a + i);
+      const R* pa = reinterpret_cast<const R*>(acc.a + i);
       for (int k = 0; k < NV; ++k) x[k] = W::load(pa + k * L);
       if constexpr (NI == 2) {
-        const R* pb = reinterpret_cast<const R*>(io.b + i);
+        const R* pb = reinterpret_cast<const R*>(acc.b + i);
         for (int k = 0; k < NV; ++k) y[k] = W::load(pb + k * L);
       }
     } else {
       const C fill{static_cast<R>(kFiller), static_cast<R>(kFiller)};
       for (int e = 0; e < kElems; ++e) {
-        ina[e] = e < g ? io.a[(i + e) * io.ia] : fill;
-        if constexpr (NI == 2) inb[e] = e < g ? io.b[(i + e) * io.ib] : fill;
+        ina[e] = e < g ? acc.a[(i + e) * acc.ia] : fill;
+        if constexpr (NI == 2) inb[e] = e < g ? acc.b[(i + e) * acc.ib] : fill;
       }
       for (int k = 0; k < NV; ++k) {
         x[k] = W::load_aligned(reinterpret_cast<const R*>(ina) + k * L);
@@ -206,11 +207,11 @@ struct CLoop {
       }
     }
     if constexpr (Whole) {
-      R* pr = reinterpret_cast<R*>(io.r + i);
+      R* pr = reinterpret_cast<R*>(acc.r + i);
       for (int k = 0; k < NR; ++k) W::store(pr + k * L, z[k]);
     } else {
       for (int k = 0; k < NR; ++k) W::store_aligned(reinterpret_cast<R*>(res) + k * L, z[k]);
-      for (int e = 0; e < g; ++e) io.r[(i + e) * io.ir] = res[e];
+      for (int e = 0; e < g; ++e) acc.r[(i + e) * acc.ir] = res[e];
     }
   }
 
@@ -219,11 +220,12 @@ struct CLoop {
     if (n <= 0) return;
     long i = 0;
     const long whole = n & ~(kElems - 1);
+    const Io acc = io;
     if (unit)
-      for (; i < whole; i += kElems) block<true>(io, i, kElems);
+      for (; i < whole; i += kElems) block<true>(acc, io, i, kElems);
     else
-      for (; i < whole; i += kElems) block<false>(io, i, kElems);
-    if (i < n) block<false>(io, i, static_cast<int>(n - i));
+      for (; i < whole; i += kElems) block<false>(acc, io, i, kElems);
+    if (i < n) block<false>(acc, io, i, static_cast<int>(n - i));
   }
 };
 
