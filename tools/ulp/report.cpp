@@ -69,6 +69,7 @@ void print_result(const LevelResult& r, FILE* out) {
           worst_text(r).c_str(), r.points);
   fprintf(out, " at %s -> %s, want %s%s\n", input_text(r, w.in).c_str(), format_value(w.got, single).c_str(),
           format_value(w.want, single).c_str(), w.strided ? " (strided)" : "");
+  if (!r.note.empty()) fprintf(out, "    %s\n", r.note.c_str());
   if (!r.strided_entry.empty())
     fprintf(out, "    and %s on the same inputs: %ld of the points\n", r.strided_entry.c_str(), r.strided_points);
   if (r.special_mismatches) {

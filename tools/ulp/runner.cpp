@@ -428,11 +428,13 @@ void measure_level(const FuncDesc& fd, const std::vector<Point>& pts, const std:
 bool LevelResult::pass() const {
   if (state != State::Measured) return true;
   if (special_mismatches || crosstalk_failures || outside_writes) return false;
+  if (part_bound > 0 && worst_part > part_bound) return false;
   if (bits_bound) return correct_bits(worst_rel, format_of(row[0] == 's')) >= bound;
   return worst_ulp <= bound;
 }
 
 std::vector<LevelResult> measure_function(const FuncDesc& fd, const Options& opt, const Env& env) {
+  if (fd.measure) return fd.measure(fd, opt, env);
   const bool single = fd.row[0] == 's';
   const Format f = format_of(single);
   std::vector<LevelResult> out(3);

@@ -45,6 +45,10 @@ class Rng {
 // `single` tells the target precision; results are rounded to it by the caller.
 using PairGen = void (*)(Rng& rng, bool single, double& a, double& b);
 
+struct LevelResult;
+struct Options;
+struct Env;
+
 // A family file fills these with designated initializers; every member has a
 // default, so a row names only what it needs.
 struct FuncDesc {
@@ -59,6 +63,8 @@ struct FuncDesc {
   int work_bits = 0;        // precision of the reference; 0 means 128
   PairGen pair = nullptr;   // binary only: a generator of related pairs
   double bound_la = 4.0, bound_ha = 1.0;  // ulp bounds of LA and HA
+  // A family that measures its rows itself (complex: each part and normwise).
+  std::vector<LevelResult> (*measure)(const FuncDesc&, const Options&, const Env&) = nullptr;
 };
 
 // Every funcs_<family>.cpp holds one of these at namespace scope.
@@ -156,6 +162,8 @@ struct LevelResult {
   std::vector<Example> crosstalk_examples;
   long outside_writes = 0;   // calls that wrote outside r[0..n-1] (or between strided results)
   std::string outside_example;  // the first such call: its length, offsets or strides
+  double worst_part = 0.0, part_bound = 0.0;  // complex rows: worst part in ulps of that part, and its bound
+  std::string note;          // a line of the family's own, printed under the result
   std::string strided_entry; // _vqm<row>I..., measured on the same points when built
   long strided_points = 0;
   bool pass() const;

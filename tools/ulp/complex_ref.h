@@ -1,0 +1,133 @@
+// The MPC reference of the complex rows (ulp tool and tests), and the error measures:
+// each part in ulps of that part, and the normwise error |got - exact| /
+// |exact| in ulps of |exact| (subnormal spacing below the normal range).
+#pragma once
+
+#include <mpc.h>
+#include <mpfr.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace zev::ulp {
+
+enum class COp { Add, Sub, Mul, MulByConj, Div, Conj, Abs, Sqrt, Arg };
+
+template <class R> struct CFormat {
+  static constexpr int p = sizeof(R) == 4 ? 24 : 53;
+  static constexpr int emin = sizeof(R) == 4 ? -125 : -1021;  // mpfr exponent of the least normal
+};
+
+// The exact (or 256-bit) value of op(a, b), with a and b given as parts.
+struct CExact {
+  mpc_t v;
+  mpfr_t abs;  // |v|
+  CExact() {
+    mpc_init2(v, 256);
+    mpfr_init2(abs, 256);
+  }
+  ~CExact() {
+    mpc_clear(v);
+    mpfr_clear(abs);
+  }
+  CExact(const CExact&) = delete;
+  CExact& operator=(const CExact&) = delete;
+
+  void compute(COp op, double ar, double ai, double br, double bi) {
+    mpc_t a, b;
+    mpc_init2(a, 64);
+    mpc_init2(b, 64);
+    mpc_set_d_d(a, ar, ai, MPC_RNDNN);
+    mpc_set_d_d(b, br, bi, MPC_RNDNN);
+    switch (op) {
+      case COp::Add: mpc_add(v, a, b, MPC_RNDNN); break;
+      case COp::Sub: mpc_sub(v, a, b, MPC_RNDNN); break;
+      case COp::Mul: mpc_mul(v, a, b, MPC_RNDNN); break;
+      case COp::MulByConj:
+        mpc_conj(b, b, MPC_RNDNN);
+        mpc_mul(v, a, b, MPC_RNDNN);
+        break;
+      case COp::Div: mpc_div(v, a, b, MPC_RNDNN); break;
+      case COp::Conj: mpc_conj(v, a, MPC_RNDNN); break;
+      case COp::Sqrt: mpc_sqrt(v, a, MPC_RNDNN); break;
+      case COp::Arg:
+        mpc_arg(mpc_realref(v), a, MPFR_RNDN);
+        mpfr_set_zero(mpc_imagref(v), 1);
+        break;
+      case COp::Abs:
+        mpc_abs(mpc_realref(v), a, MPFR_RNDN);
+        mpfr_set_zero(mpc_imagref(v), 1);
+        break;
+    }
+    mpc_abs(abs, v, MPFR_RNDN);
+    mpc_clear(a);
+    mpc_clear(b);
+  }
+};
+
+// A part of the exact value correctly rounded to R, as a double.
+template <class R>
+double rounded(mpfr_srcptr x) {
+  if constexpr (sizeof(R) == 4) {
+    return static_cast<double>(mpfr_get_flt(x, MPFR_RNDN));
+  } else {
+    // mpfr_get_d rounds once to double, a subnormal included.
+    return mpfr_get_d(x, MPFR_RNDN);
+  }
+}
+
+// Error of `got` against the exact x, in ulps of the format at x's exponent.
+template <class R>
+double part_ulps(mpfr_srcptr x, double got) {
+  mpfr_t g;
+  mpfr_init2(g, 320);
+  mpfr_set_d(g, got, MPFR_RNDN);
+  mpfr_sub(g, g, x, MPFR_RNDN);
+  const long e = mpfr_zero_p(x) ? CFormat<R>::emin : std::max<long>(mpfr_get_exp(x), CFormat<R>::emin);
+  mpfr_mul_2si(g, g, CFormat<R>::p - e, MPFR_RNDN);
+  const double err = std::fabs(mpfr_get_d(g, MPFR_RNDN));
+  mpfr_clear(g);
+  return err;
+}
+
+struct CError {
+  double re = 0, im = 0;  // each part in ulps of that part
+  double norm = 0;        // |got - exact| in ulps of |exact|
+  double rel = 0;         // |got - exact| / |exact|
+  bool re_small = false, im_small = false;  // part below 2^-20 |exact|
+};
+
+template <class R>
+CError cerror(const CExact& x, double gr, double gi) {
+  CError e;
+  e.re = part_ulps<R>(mpc_realref(x.v), gr);
+  e.im = part_ulps<R>(mpc_imagref(x.v), gi);
+  mpfr_t d, t;
+  mpfr_inits2(320, d, t, (mpfr_ptr)0);
+  mpfr_set_d(d, gr, MPFR_RNDN);
+  mpfr_sub(d, d, mpc_realref(x.v), MPFR_RNDN);
+  mpfr_set_d(t, gi, MPFR_RNDN);
+  mpfr_sub(t, t, mpc_imagref(x.v), MPFR_RNDN);
+  mpfr_hypot(d, d, t, MPFR_RNDN);
+  const long ex = mpfr_zero_p(x.abs) ? CFormat<R>::emin : std::max<long>(mpfr_get_exp(x.abs), CFormat<R>::emin);
+  mpfr_mul_2si(t, d, CFormat<R>::p - ex, MPFR_RNDN);
+  e.norm = mpfr_get_d(t, MPFR_RNDN);
+  if (mpfr_zero_p(x.abs)) {
+    e.rel = mpfr_zero_p(d) ? 0.0 : std::numeric_limits<double>::infinity();
+  } else {
+    mpfr_div(t, d, x.abs, MPFR_RNDN);
+    e.rel = mpfr_get_d(t, MPFR_RNDN);
+  }
+  auto small = [&](mpfr_srcptr p) {
+    if (mpfr_zero_p(p)) return true;
+    return mpfr_get_exp(p) < mpfr_get_exp(x.abs) - 20;
+  };
+  e.re_small = small(mpc_realref(x.v));
+  e.im_small = small(mpc_imagref(x.v));
+  mpfr_clears(d, t, (mpfr_ptr)0);
+  return e;
+}
+
+}  // namespace zev::ulp

@@ -1,0 +1,235 @@
+// Complex Add, Sub, Conj, Mul and MulByConj, single and double.
+//
+// Each kernel's vector path is trusted only where a range test proves it
+// exact to its level; any other element goes to the scalar function, which
+// alone reports a status.
+#include <emmintrin.h>
+
+#include "vector/common/consts.h"
+#include "vector/common/exact.h"
+#include "vector/common/range.h"
+#include "vector/complex/ckernel.h"
+#include "vector/complex/scalar.h"
+#include "vector/vops.h"
+
+namespace zev::vk::cx {
+namespace {
+
+// Lanes whose exponent field is all ones (an infinity or a NaN).
+inline __m128 all_ones_exp(__m128 x) {
+  const __m128i e = _mm_and_si128(bits(x), _mm_set1_epi32(0x7F800000));
+  return _mm_castsi128_ps(_mm_cmpeq_epi32(e, _mm_set1_epi32(0x7F800000)));
+}
+inline __m128d all_ones_exp(__m128d x) {
+  const __m128i e = _mm_and_si128(high_words(x), _mm_set1_epi32(0x7FF00000));
+  return _mm_castsi128_pd(_mm_cmpeq_epi32(e, _mm_set1_epi32(0x7FF00000)));
+}
+// The elements flagged in a block's lane masks; the common case, no lane,
+// costs one test.
+inline unsigned elem_mask_all(const __m128 (&m)[2]) {
+  if (_mm_movemask_ps(_mm_or_ps(m[0], m[1])) == 0) return 0;
+  return elem_mask(m[0]) | (elem_mask(m[1]) << 2);
+}
+inline unsigned elem_mask_all(const __m128d (&m)[4]) {
+  if (_mm_movemask_pd(_mm_or_pd(_mm_or_pd(m[0], m[1]), _mm_or_pd(m[2], m[3]))) == 0) return 0;
+  return elem_mask(m[0], m[1]) | (elem_mask(m[2], m[3]) << 2);
+}
+
+// ---- Add and Sub ---------------------------------------------------------------
+
+// HA and LA: one IEEE operation a part; an element with an infinite or NaN
+// part goes to the scalar function, which reports an overflow of finite
+// inputs. EP: no test.
+template <class R_, bool Sub, bool Test>
+struct AddSub {
+  using R = R_;
+  using C = typename CplxOf<R>::type;
+  using V = typename Vec<R>::V;
+  static constexpr int N = kVecs<R>;
+  static constexpr bool kCallout = Test;
+  static constexpr const char* kName = sizeof(R) == 4 ? (Sub ? "vcSub" : "vcAdd") : (Sub ? "vzSub" : "vzAdd");
+  static unsigned eval(const V (&a)[N], const V (&b)[N], V (&r)[N]) {
+    V m[N];
+    for (int k = 0; k < N; ++k) {
+      r[k] = Sub ? sub(a[k], b[k]) : add(a[k], b[k]);
+      if constexpr (Test) m[k] = all_ones_exp(r[k]);
+    }
+    if constexpr (Test) return elem_mask_all(m); else return 0;
+  }
+  static int scalar(const C* a, const C* b, C* r) { return addsub_full(a, b, r, Sub); }
+};
+
+// ---- Conj ----------------------------------------------------------------------
+
+template <class R_>
+struct ConjP {
+  using R = R_;
+  using C = typename CplxOf<R>::type;
+  using V = typename Vec<R>::V;
+  static constexpr int N = kVecs<R>;
+  static constexpr int kIn = 1;
+  static constexpr bool kCallout = false;
+  static constexpr const char* kName = sizeof(R) == 4 ? "vcConj" : "vzConj";
+  static unsigned eval(const V (&a)[N], const V (&)[N], V (&r)[N]) {
+    const V sign = sizeof(R) == 4 ? V(_mm_castsi128_ps(_mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0)))
+                                  : V(_mm_castsi128_pd(_mm_set_epi64x(INT64_MIN, 0)));
+    for (int k = 0; k < N; ++k) r[k] = xor_(a[k], sign);
+    return 0;
+  }
+  static int scalar(const C*, const C*, C*) { return 0; }
+};
+
+// ---- Mul and MulByConj ------------------------------------------------------------
+
+struct MulConst {
+  Range32 z_ha;       // double parts within [2^-459, 2^510.5]: no product over- or underflows
+  C2 d_cancel;        // 2^-20: EP cancellation bound, double
+  C4 s_cancel;        // 2^-10: EP cancellation bound, single
+  C2 d_abs;           // sign-clear mask, double
+  C4 s_abs;           // sign-clear mask, single
+};
+inline constexpr MulConst kMul = {
+    .z_ha = range32(0x23400000u, 0x5FD6A09Du),
+    .d_cancel = q2(0x3EB0000000000000ull),
+    .s_cancel = u4(0x3A800000u),
+    .d_abs = q2(0x7FFFFFFFFFFFFFFFull),
+    .s_abs = u4(0x7FFFFFFFu),
+};
+
+// zMul at HA and LA: exact products from halves cut once by a mask, a double sum for each
+// part with Fast2Sum on the leading terms, low parts added from low to high,
+// so that cancellation cannot lose the result. Parts outside the range go to
+// the scalar function: zeros, subnormals, huge parts, infinities and NaN.
+template <bool Conj>
+struct ZMulHA {
+  using R = double;
+  using C = zev_complex16;
+  using V = __m128d;
+  static constexpr const char* kName = Conj ? "vzMulByConj" : "vzMul";
+  static V part(V ph, V pl, V qh, V ql) {  // (ph + pl) + (qh + ql)
+    const DD s = two_sum(ph, qh);
+    return _mm_add_pd(s.hi, _mm_add_pd(s.lo, _mm_add_pd(pl, ql)));
+  }
+  static unsigned eval(const V (&a)[4], const V (&b)[4], V (&r)[4]) {
+    unsigned mask = 0;
+    for (int h = 0; h < 2; ++h) {
+      V ar, ai, br, bi;
+      split_parts(a[2 * h], a[2 * h + 1], ar, ai);
+      split_parts(b[2 * h], b[2 * h + 1], br, bi);
+      if (Conj) bi = _mm_xor_pd(bi, _mm_set1_pd(-0.0));
+      const __m128i out = _mm_or_si128(
+          _mm_or_si128(outside(abs_high_words(ar), kMul.z_ha), outside(abs_high_words(ai), kMul.z_ha)),
+          _mm_or_si128(outside(abs_high_words(br), kMul.z_ha), outside(abs_high_words(bi), kMul.z_ha)));
+      mask |= soa_mask(_mm_castsi128_pd(out)) << (2 * h);
+      const Halves xr = halves(ar), xi = halves(ai), yr = halves(br), yi = halves(bi);
+      const DD ac = prod(xr, yr), bd = prod(xi, yi), ad = prod(xr, yi), bc = prod(xi, yr);
+      const V re = part(ac.hi, ac.lo, _mm_xor_pd(bd.hi, _mm_set1_pd(-0.0)), _mm_xor_pd(bd.lo, _mm_set1_pd(-0.0)));
+      const V im = part(ad.hi, ad.lo, bc.hi, bc.lo);
+      join_parts(re, im, r[2 * h], r[2 * h + 1]);
+    }
+    return mask;
+  }
+  static int scalar(const C* a, const C* b, C* r) { return zmul_full(a, b, r, Conj); }
+};
+
+// EP, both precisions: plain products, and an element whose part p - q or
+// p + q is not above max(|p|, |q|) times the cancellation bound (a loss of
+// more bits than EP keeps; also zero, infinite and NaN parts) goes to the
+// scalar function.
+template <class R_, bool Conj>
+struct MulEP {
+  using R = R_;
+  using C = typename CplxOf<R>::type;
+  using V = typename Vec<R>::V;
+  static constexpr int N = kVecs<R>;
+  static constexpr const char* kName = sizeof(R) == 4 ? (Conj ? "vcMulByConj" : "vcMul")
+                                                      : (Conj ? "vzMulByConj" : "vzMul");
+  static V vabs(V x) {
+    if constexpr (sizeof(R) == 4) return and_(x, kMul.s_abs.ps()); else return and_(x, kMul.d_abs.pd());
+  }
+  static V bound() {
+    if constexpr (sizeof(R) == 4) return kMul.s_cancel.ps(); else return kMul.d_cancel.pd();
+  }
+  // Flagged where not (max(|p|, |q|) * bound < |s|): NaN compares false.
+  static V lossy(V p, V q, V s) {
+    V m;
+    if constexpr (sizeof(R) == 4) m = _mm_max_ps(vabs(p), vabs(q)); else m = _mm_max_pd(vabs(p), vabs(q));
+    const V ok = cmplt(mul(m, bound()), vabs(s));
+    return andnot(ok, Vec<R>::ones());
+  }
+  static unsigned eval(const V (&a)[N], const V (&b)[N], V (&r)[N]) {
+    unsigned mask = 0;
+    for (int h = 0; h < N / 2; ++h) {
+      V ar, ai, br, bi;
+      split_parts(a[2 * h], a[2 * h + 1], ar, ai);
+      split_parts(b[2 * h], b[2 * h + 1], br, bi);
+      if (Conj) bi = xor_(bi, Vec<R>::set1(R(-0.0)));
+      const V ac = mul(ar, br), bd = mul(ai, bi), ad = mul(ar, bi), bc = mul(ai, br);
+      const V re = sub(ac, bd), im = add(ad, bc);
+      mask |= soa_mask(or_(lossy(ac, bd, re), lossy(ad, bc, im))) << (h * Vec<R>::kLanes);
+      join_parts(re, im, r[2 * h], r[2 * h + 1]);
+    }
+    return mask;
+  }
+  static int scalar(const C* a, const C* b, C* r) {
+    if constexpr (sizeof(R) == 4) return cmul_full(a, b, r, Conj); else return zmul_full(a, b, r, Conj);
+  }
+};
+
+// cMul at HA and LA: the products and sums in double, one rounding to single.
+// Products of singles are exact in double, so no cancellation can arise; an
+// element whose single result is infinite or NaN goes to the scalar function,
+// which reports an overflow of finite inputs.
+template <bool Conj>
+struct CMulHA {
+  using R = float;
+  using C = zev_complex8;
+  using V = __m128;
+  static constexpr const char* kName = Conj ? "vcMulByConj" : "vcMul";
+  static unsigned eval(const V (&a)[2], const V (&b)[2], V (&r)[2]) {
+    V m[2];
+    for (int k = 0; k < 2; ++k) {
+      // Two elements a vector: (re0, im0, re1, im1).
+      __m128d out[2];
+      for (int e = 0; e < 2; ++e) {
+        const __m128 as = e ? _mm_movehl_ps(a[k], a[k]) : a[k];
+        const __m128 bs = e ? _mm_movehl_ps(b[k], b[k]) : b[k];
+        const __m128d x = _mm_cvtps_pd(as), y = _mm_cvtps_pd(bs);  // (a, b), (c, d)
+        const __m128d yr = _mm_unpacklo_pd(y, y);                  // (c, c)
+        __m128d yi = _mm_unpackhi_pd(y, y);                        // (d, d)
+        if (!Conj) yi = _mm_xor_pd(yi, _mm_set_pd(0.0, -0.0));    // (-d, d)
+        else yi = _mm_xor_pd(yi, _mm_set_pd(-0.0, 0.0));          // (d, -d)
+        const __m128d xs = _mm_shuffle_pd(x, x, 1);                // (b, a)
+        out[e] = _mm_add_pd(_mm_mul_pd(x, yr), _mm_mul_pd(xs, yi));
+      }
+      r[k] = _mm_movelh_ps(_mm_cvtpd_ps(out[0]), _mm_cvtpd_ps(out[1]));
+      m[k] = all_ones_exp(r[k]);
+    }
+    return elem_mask_all(m);
+  }
+  static int scalar(const C* a, const C* b, C* r) { return cmul_full(a, b, r, Conj); }
+};
+
+}  // namespace
+}  // namespace zev::vk::cx
+
+using namespace zev::vk::cx;
+
+ZEV_CKERNELS(zAdd, laha, AddSub<double, false, true>)
+ZEV_CKERNELS(zAdd, ep, AddSub<double, false, false>)
+ZEV_CKERNELS(cAdd, laha, AddSub<float, false, true>)
+ZEV_CKERNELS(cAdd, ep, AddSub<float, false, false>)
+ZEV_CKERNELS(zSub, laha, AddSub<double, true, true>)
+ZEV_CKERNELS(zSub, ep, AddSub<double, true, false>)
+ZEV_CKERNELS(cSub, laha, AddSub<float, true, true>)
+ZEV_CKERNELS(cSub, ep, AddSub<float, true, false>)
+ZEV_CKERNELS(zConj, lahaep, ConjP<double>)
+ZEV_CKERNELS(cConj, lahaep, ConjP<float>)
+ZEV_CKERNELS(zMul, laha, ZMulHA<false>)
+ZEV_CKERNELS(zMul, ep, MulEP<double, false>)
+ZEV_CKERNELS(zMulByConj, laha, ZMulHA<true>)
+ZEV_CKERNELS(zMulByConj, ep, MulEP<double, true>)
+ZEV_CKERNELS(cMul, laha, CMulHA<false>)
+ZEV_CKERNELS(cMul, ep, MulEP<float, false>)
+ZEV_CKERNELS(cMulByConj, laha, CMulHA<true>)
+ZEV_CKERNELS(cMulByConj, ep, MulEP<float, true>)
