@@ -334,15 +334,13 @@ class Ptrs {
 // (one uniform), else PTRS. At least one uniform, whatever mu is.
 inline double poisson_once(Uniforms& u, double mu) {
   if (!(mu < 10)) return Ptrs(mu)(u);
-  {
-    double f = std::exp(-mu), v = u.next(), k = 0;
-    while (v >= f && f > 0) {
-      v -= f;
-      k += 1;
-      f *= mu / k;
-    }
-    return k;
+  double f = std::exp(-mu), v = u.next(), k = 0;
+  while (v >= f && f > 0) {
+    v -= f;
+    k += 1;
+    f *= mu / k;
   }
+  return k;
 }
 
 // ---- Binomial, BTRS -----------------------------------------------------------

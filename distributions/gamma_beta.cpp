@@ -38,8 +38,11 @@ constexpr double factorial(int k) { return k <= 1 ? 1.0 : k * factorial(k - 1); 
 // 2^-60 relative for |v| < 1/4); e = e^v.
 inline double expm1_minus(double v, double e) {
   if (std::fabs(v) >= 0.25) return e - 1 - v;
-  double s = 1 / factorial(13);
-  for (int k = 12; k >= 2; --k) s = s * v + 1 / factorial(k);
+  constexpr double c[12] = {1 / factorial(2),  1 / factorial(3),  1 / factorial(4),  1 / factorial(5),
+                            1 / factorial(6),  1 / factorial(7),  1 / factorial(8),  1 / factorial(9),
+                            1 / factorial(10), 1 / factorial(11), 1 / factorial(12), 1 / factorial(13)};
+  double s = c[11];
+  for (int k = 10; k >= 0; --k) s = s * v + c[k];
   return s * v * v;
 }
 

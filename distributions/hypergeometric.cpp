@@ -37,7 +37,9 @@ class Hrua {
     const double sd = std::sqrt((pop - m) * m * p * (1 - p) / (pop - 1) + 0.5);
     h_ = kD1 * sd + kD2;
     mode_ = std::floor((m + 1) * (g + 1) / (pop + 2));
-    ln_pmode_ = hypergeometric_log_pmf(mode_, pop, g, m);
+    p_ = m / pop;
+    q_ = (pop - m) / pop;
+    ln_pmode_ = ln_part(mode_);
     end_ = std::fmin(std::fmin(m, g) + 1, std::floor(c_ + 16 * sd));
   }
   double operator()(Uniforms& u) const {
@@ -47,7 +49,7 @@ class Hrua {
       const double w = c_ + h_ * (y - 0.5) / x;
       if (!(w >= 0 && w < end_)) continue;
       const double z = std::floor(w);
-      const double tz = hypergeometric_log_pmf(z, pop_, g_, m_) - ln_pmode_;
+      const double tz = ln_part(z) - ln_pmode_;
       if (x * (4 - x) - 3 <= tz) return z;
       if (x * (x - tz) >= 1) continue;
       if (2 * std::log(x) <= tz) return z;
@@ -56,7 +58,12 @@ class Hrua {
   }
 
  private:
-  double pop_, g_, m_, c_, h_, mode_, ln_pmode_, end_;
+  // ln P(z) but for its term that does not depend on z.
+  double ln_part(double z) const {
+    return binomial_log_pmf(z, g_, p_, q_) + binomial_log_pmf(m_ - z, pop_ - g_, p_, q_);
+  }
+
+  double pop_, g_, m_, c_, h_, mode_, p_, q_, ln_pmode_, end_;
 };
 
 }  // namespace

@@ -267,7 +267,7 @@ TEST(Counts, InversionTakesOneUniformAVariate) {
     ASSERT_EQ(_vqsdRngUniform(0, b, n, u.data(), 0.0, 1.0), 0);
     for (int i = 0; i < n; ++i)
       for (int j : {i + 1, i + 7})
-        if (j < n && u[i] < u[j]) ASSERT_LE(x[i], x[j]) << which;
+        ASSERT_TRUE(j >= n || u[i] >= u[j] || x[i] <= x[j]) << which << " at " << i;
     unsigned wa, wb;
     _vqsiRngUniformBits(0, a, 1, &wa);
     _vqsiRngUniformBits(0, b, 1, &wb);
@@ -286,19 +286,27 @@ TEST(Counts, ParametersOutsideTheirDomainsAreSafe) {
   auto in_range = [&](int64_t lo, int64_t hi, const std::string& what) {
     ASSERT_TRUE(r.lead_intact()) << what;
     if (r[0] == INT_MAX && hi < INT_MAX) {
-      for (int i = 0; i < n; ++i) ASSERT_EQ(r[i], INT_MAX) << what;
+      for (int i = 0; i < n; ++i) {
+          ASSERT_EQ(r[i], INT_MAX) << what;
+        }
       return;
     }
-    for (int i = 0; i < n; ++i) ASSERT_TRUE(r[i] >= lo && r[i] <= hi) << what << " " << r[i];
+    for (int i = 0; i < n; ++i) {
+          ASSERT_TRUE(r[i] >= lo && r[i] <= hi) << what << " " << r[i];
+        }
   };
   for (int method : {0, kInv}) {
     for (double mu : {0.0, -0.0, 1e-300, 1e-6, 0x1p30, 0x1p30 + 1, 1e300, inf, -1.0, -inf, nan}) {
       ASSERT_EQ(_vqsiRngPoisson(method, s, n, r.data(), mu), 0);
       in_range(0, INT_MAX, name("Poisson", mu));
       if (mu == 0)
-        for (int i = 0; i < n; ++i) ASSERT_EQ(r[i], 0);
+        for (int i = 0; i < n; ++i) {
+          ASSERT_EQ(r[i], 0);
+        }
       if (!(mu >= 0 && mu <= 0x1p30))
-        for (int i = 0; i < n; ++i) ASSERT_EQ(r[i], INT_MAX);
+        for (int i = 0; i < n; ++i) {
+          ASSERT_EQ(r[i], INT_MAX);
+        }
       std::vector<double> v(n, mu);
       ASSERT_EQ(_vqsiRngPoissonV(method, s, n, r.data(), v.data()), 0);
       in_range(0, INT_MAX, name("PoissonV", mu));
@@ -308,9 +316,13 @@ TEST(Counts, ParametersOutsideTheirDomainsAreSafe) {
         ASSERT_EQ(_vqsiRngBinomial(method, s, n, r.data(), t, p), 0);
         in_range(0, t, name("Binomial", t, p));
         if (t >= 0 && p == 0)
-          for (int i = 0; i < n; ++i) ASSERT_EQ(r[i], 0);
+          for (int i = 0; i < n; ++i) {
+          ASSERT_EQ(r[i], 0);
+        }
         if (t >= 0 && p == 1)
-          for (int i = 0; i < n; ++i) ASSERT_EQ(r[i], t);
+          for (int i = 0; i < n; ++i) {
+          ASSERT_EQ(r[i], t);
+        }
       }
     const int32_t sizes[] = {0, 1, 2, 10, 1000, INT_MAX, -1, INT_MIN};
     for (int32_t pop : sizes)
@@ -327,9 +339,13 @@ TEST(Counts, ParametersOutsideTheirDomainsAreSafe) {
       ASSERT_EQ(_vqsiRngNegbinomial(0, s, n, r.data(), a, p), 0);
       in_range(0, INT_MAX, name("Negbinomial", a, p));
       if (!(a > 0 && a < inf && p > 0 && p <= 1))
-        for (int i = 0; i < n; ++i) ASSERT_EQ(r[i], INT_MAX);
+        for (int i = 0; i < n; ++i) {
+          ASSERT_EQ(r[i], INT_MAX);
+        }
       if (p == 1 && a > 0 && a < inf)
-        for (int i = 0; i < n; ++i) ASSERT_EQ(r[i], 0);
+        for (int i = 0; i < n; ++i) {
+          ASSERT_EQ(r[i], 0);
+        }
     }
 }
 
