@@ -17,7 +17,8 @@ int binomial_inverse(void* stream, int n, int32_t* r, double trials, double pm, 
       [=](double k) { return ratio * (trials - k) / (k + 1); },
       [=](double k) { return k / (ratio * (trials - k + 1)); });
   if (!flip) return invert(stream, n, r, table);
-  return invert(stream, n, r, [&](double u) { return trials - table(u); });
+  // Reflected on u too, so that the values still grow with u.
+  return invert(stream, n, r, [&](double u) { return trials - table(1 - u); });
 }
 
 // Tolerance of the sum of the multinomial probabilities about 1.

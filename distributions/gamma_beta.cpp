@@ -87,11 +87,10 @@ int rounds(void* stream, int n, double* out, double fallback, Prepare&& prepare,
 //           accepted when  w + 1 + ln 4.5 - 4.5 z >= 0  or  w >= ln z, with
 //           z = u1^2 u2 and w = a - ln 4 + (a + sqrt(2a-1)) v - y, written
 //           here as L - ln 4 - a (e^v - 1 - v) so that it holds its absolute
-//           accuracy for large a. Acceptance 0.73 (a = 1) to 0.89.
+//           accuracy for large a.
 //   a < 1:  Ahrens and Dieter's GS (1974): with b = 1 + a/e and p = b u1,
 //           x = p^(1/a) accepted when u2 <= e^-x, or for p > 1
-//           x = -ln((b - p)/a) accepted when u2 <= x^(a-1). Acceptance
-//           above 0.72.
+//           x = -ln((b - p)/a) accepted when u2 <= x^(a-1).
 int standard_gamma(void* stream, int n, double* out, double a) {
   if (a >= 1) {
     const double c = 1 / std::sqrt(2 * a - 1);
@@ -145,9 +144,9 @@ int gamma(void* stream, int n, T* r, double a, double loc, double scale) {
 //      beta = sqrt((alpha - 2) / (2ab - alpha)), gamma = a + 1/beta;
 //      v = beta ln(u1/(1-u1)), w = a e^v, z = u1^2 u2, r = gamma v - ln 4,
 //      s = a + r - w; accept when s + 1 + ln 5 >= 5z, or s > ln z, or
-//      r + alpha ln(alpha / (b + w)) >= ln z. Acceptance above 0.83.
+//      r + alpha ln(alpha / (b + w)) >= ln z.
 //   BC, min(a0, b0) <= 1: a = max, b = min, with the constants k1, k2 of the
-//      paper; acceptance above 0.6.
+//      paper.
 // The variate is w / (b + w) when a is a0, else b / (b + w).
 int standard_beta(void* stream, int n, double* out, double a0, double b0) {
   const double a = std::fmin(a0, b0), b = std::fmax(a0, b0);

@@ -256,12 +256,13 @@ TEST(Counts, OneCallGivesWhatPiecesGive) {
 // The inversion methods take one uniform a variate and are monotone in it.
 TEST(Counts, InversionTakesOneUniformAVariate) {
   const int n = 3000;
-  for (int which = 0; which < 3; ++which) {
+  for (int which = 0; which < 4; ++which) {
     Stream a(ZEV_BRNG_MT19937, {11}), b(ZEV_BRNG_MT19937, {11});
     std::vector<int32_t> x(n);
     std::vector<double> u(n);
     int st = which == 0   ? _vqsiRngPoisson(kInv, a, n, x.data(), 123.0)
              : which == 1 ? _vqsiRngBinomial(kInv, a, n, x.data(), 1000, 0.1)
+             : which == 2 ? _vqsiRngBinomial(kInv, a, n, x.data(), 1000, 0.9)
                           : _vqsiRngHypergeometric(kInv, a, n, x.data(), 1000, 100, 300);
     ASSERT_EQ(st, 0);
     ASSERT_EQ(_vqsdRngUniform(0, b, n, u.data(), 0.0, 1.0), 0);
