@@ -94,7 +94,8 @@ ZEV_API int _vqsiRngGeometric(int method, void* stream, int n, int32_t* r, doubl
 /* Each attempt takes two uniforms; a call draws only the uniforms it uses,
    so one call of n gives what calls of n1 and n - n1 give, but the number of
    uniforms a variate takes varies. The accurate flag is accepted and changes
-   nothing. Outside a domain every value is NaN and the stream does not move. */
+   nothing. A shape outside its domain gives NaN everywhere and the stream
+   does not move; loc and scale outside theirs give what the formula gives. */
 #define ZEV_RNG_GAMMA_CHENG_AHRENS 0  /* Cheng's GB for a >= 1, Ahrens-Dieter GS below */
 #define ZEV_RNG_CHISQUARE_GAMMA    0  /* Gamma(df/2, loc, 2 scale) */
 #define ZEV_RNG_BETA_CHENG         0  /* Cheng's BB for min(a, b) > 1, BC otherwise */
@@ -121,7 +122,9 @@ ZEV_API int _vqsdRngBeta(int method, void* stream, int n, double* r, double a, d
    parameter: one uniform a variate, and values that grow with u. Every
    method draws only the uniforms it uses, so one call of n gives what calls
    of n1 and n - n1 give (Negbinomial apart). Outside a domain every value is
-   2147483647 and the stream does not move; values saturate at 2147483647. */
+   2147483647 and the stream does not move; values saturate at 2147483647.
+   Method values other than those below act as 0; the accurate flag changes
+   nothing. */
 #define ZEV_RNG_POISSON_PTRS         0  /* PTRS for mu >= 10, inversion below */
 #define ZEV_RNG_POISSON_INV          1
 #define ZEV_RNG_POISSONV_PTRS        0  /* per variate: PTRS for mu >= 10, inversion below */
