@@ -208,6 +208,17 @@ TEST(Counts, MultinomialRefusesBadParameters) {
   EXPECT_EQ(_vqsiRngMultinomial(0, s, 4, r, 9, 1, &one), 0);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(r[i], 9);
   EXPECT_EQ(_vqsiRngMultinomial(0, s, 2, r, 9, 3, near), 0);
+  // Accepted extremes: counts still sum to ntrial, with nothing past r[n k).
+  const double edge[3] = {1e-300, 0.5, 0.5};
+  for (int32_t trials : {0, 1, INT_MAX}) {
+    zevtest::Guarded<int32_t> g(3 * 500, 2);
+    ASSERT_EQ(_vqsiRngMultinomial(0, s, 500, g.data(), trials, 3, edge), 0);
+    ASSERT_TRUE(g.lead_intact());
+    for (int i = 0; i < 500; ++i) {
+      ASSERT_TRUE(g[3 * i] == 0 && g[3 * i + 1] >= 0 && g[3 * i + 2] >= 0);
+      ASSERT_EQ(int64_t(g[3 * i + 1]) + g[3 * i + 2], trials);
+    }
+  }
 }
 
 // One call of n against pieces: exact for every method here but Negbinomial.
