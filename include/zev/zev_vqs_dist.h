@@ -90,6 +90,79 @@ ZEV_API int _vqsiRngBernoulli(int method, void* stream, int n, int32_t* r, doubl
    2147483647 and the stream does not move. One uniform a value. */
 ZEV_API int _vqsiRngGeometric(int method, void* stream, int n, int32_t* r, double p);
 
+/* ---- Gamma family and Beta: rejection from uniforms -------------------- */
+/* Each attempt takes two uniforms; a call draws only the uniforms it uses,
+   so one call of n gives what calls of n1 and n - n1 give, but the number of
+   uniforms a variate takes varies. The accurate flag is accepted and changes
+   nothing. A shape outside its domain gives NaN everywhere and the stream
+   does not move; loc and scale outside theirs give what the formula gives. */
+#define ZEV_RNG_GAMMA_CHENG_AHRENS 0  /* Cheng's GB for a >= 1, Ahrens-Dieter GS below */
+#define ZEV_RNG_CHISQUARE_GAMMA    0  /* Gamma(df/2, loc, 2 scale) */
+#define ZEV_RNG_BETA_CHENG         0  /* Cheng's BB for min(a, b) > 1, BC otherwise */
+
+/* Gamma (scipy.stats.gamma): parameters a, loc, scale; density of
+   x = (value - loc)/scale proportional to x^(a-1) e^-x. Domain: a > 0
+   finite, finite loc, finite scale > 0. */
+ZEV_API int _vqssRngGamma(int method, void* stream, int n, float* r, float a, float loc, float scale);
+ZEV_API int _vqsdRngGamma(int method, void* stream, int n, double* r, double a, double loc, double scale);
+/* ChiSquare (scipy.stats.chi2): parameters df, loc, scale. Domain: df > 0
+   finite, finite loc, finite scale > 0. */
+ZEV_API int _vqssRngChiSquare(int method, void* stream, int n, float* r, float df, float loc, float scale);
+ZEV_API int _vqsdRngChiSquare(int method, void* stream, int n, double* r, double df, double loc, double scale);
+/* Beta (scipy.stats.beta): parameters a, b, loc, scale; density of
+   x = (value - loc)/scale proportional to x^(a-1) (1-x)^(b-1) on [0, 1].
+   Domain: a > 0 and b > 0 finite, finite loc, finite scale > 0. */
+ZEV_API int _vqssRngBeta(int method, void* stream, int n, float* r, float a, float b, float loc, float scale);
+ZEV_API int _vqsdRngBeta(int method, void* stream, int n, double* r, double a, double b, double loc, double scale);
+
+/* ---- Poisson, binomial, hypergeometric, multinomial, negative binomial -- */
+/* Method 0 is the rejection method named (two uniforms an attempt) where the
+   distribution is wide, and inversion by a table below the threshold given;
+   method _INV is inversion by a table of the distribution function for every
+   parameter: one uniform a variate, and values that grow with u. Every
+   method draws only the uniforms it uses, so one call of n gives what calls
+   of n1 and n - n1 give (Negbinomial apart). Outside a domain every value is
+   2147483647 and the stream does not move; values saturate at 2147483647.
+   Method values other than those below act as 0; the accurate flag changes
+   nothing. */
+#define ZEV_RNG_POISSON_PTRS         0  /* PTRS for mu >= 10, inversion below */
+#define ZEV_RNG_POISSON_INV          1
+#define ZEV_RNG_POISSONV_PTRS        0  /* per variate: PTRS for mu >= 10, inversion below */
+#define ZEV_RNG_BINOMIAL_BTRS        0  /* BTRS for ntrial min(p, 1-p) >= 10, inversion below */
+#define ZEV_RNG_BINOMIAL_INV         1
+#define ZEV_RNG_HYPERGEOMETRIC_HRUA  0  /* ratio of uniforms for 10 <= draws <= population - 10 */
+#define ZEV_RNG_HYPERGEOMETRIC_INV   1
+#define ZEV_RNG_MULTINOMIAL_BINOMIAL 0  /* conditional binomials */
+#define ZEV_RNG_NEGBINOMIAL_MIXTURE  0  /* Poisson of a Gamma mean */
+
+/* Poisson (scipy.stats.poisson): parameter mu. Domain: 0 <= mu <= 2^30. */
+ZEV_API int _vqsiRngPoisson(int method, void* stream, int n, int32_t* r, double mu);
+/* Poisson with one mean a variate, mu[0..n). A mean outside the domain gives
+   2147483647 for its variate and still takes one uniform. */
+ZEV_API int _vqsiRngPoissonV(int method, void* stream, int n, int32_t* r, const double* mu);
+/* Binomial (scipy.stats.binom): parameters ntrial, p. Domain: ntrial >= 0,
+   0 <= p <= 1. */
+ZEV_API int _vqsiRngBinomial(int method, void* stream, int n, int32_t* r, int32_t ntrial, double p);
+/* Hypergeometric (scipy.stats.hypergeom(M, n, N)): parameters population
+   (M), successes (n) in it, draws (N); the value is the number of successes
+   drawn. Domain: 0 <= successes <= population, 0 <= draws <= population. */
+ZEV_API int _vqsiRngHypergeometric(int method, void* stream, int n, int32_t* r, int32_t population,
+                                   int32_t successes, int32_t draws);
+/* Multinomial (scipy.stats.multinomial): parameters ntrial, k, p[0..k). Each
+   variate is k counts summing to ntrial, written to r[i k .. i k + k); r
+   holds n k values. Returns ZEV_VQS_ERR_MULTINOMIAL_PARAM (-1150), drawing
+   nothing, when ntrial < 0, k < 1, p is null, a p[j] is not in [0, 1], or
+   the sum of p differs from 1 by more than 1e-9. Takes k - 1 binomial draws
+   a variate (each at least one uniform). */
+ZEV_API int _vqsiRngMultinomial(int method, void* stream, int n, int32_t* r, int32_t ntrial, int32_t k,
+                                const double* p);
+/* Negative binomial (scipy.stats.nbinom): parameters a (n there, real), p;
+   the number of failures before the a-th success. Domain: a > 0 finite,
+   0 < p <= 1. Draws in blocks of 1024 (Gamma means, then their Poisson
+   draws), so calls of n1 and n - n1 give what one call gives only when n1
+   is a multiple of 1024. */
+ZEV_API int _vqsiRngNegbinomial(int method, void* stream, int n, int32_t* r, double a, double p);
+
 ZEV_EXTERN_C_END
 
 #endif

@@ -1,0 +1,412 @@
+// What the Poisson, binomial, hypergeometric, multinomial and negative
+// binomial generators share:
+//
+//  - Uniforms, a source that draws from the stream only as many uniforms as
+//    are certain to be used, so that a generator whose variates take a
+//    varying number of uniforms still leaves the stream exactly after the
+//    last uniform it used, and one call of n gives what calls of n1 and
+//    n - n1 give;
+//  - the logarithms of the probability functions, in the saddle-point form
+//    (Stirling's remainder and the deviance bd0), which keeps its absolute
+//    accuracy for counts up to 2^31, where ln k! itself would lose 1e-6;
+//  - InverseCdf, inversion by a table of the distribution function built on
+//    the stack for one parameter set, one uniform a variate;
+//  - single-draw Poisson and binomial generators for parameters that change
+//    from one variate to the next.
+#pragma once
+
+#include <cerrno>
+#include <cmath>
+#include <cstdint>
+
+#include "distributions/dist_common.h"
+
+namespace zev::dist {
+
+constexpr int32_t kMarker = INT32_MAX;    // values outside a domain, and saturation
+constexpr double kLn2Pi = 1.8378770664093454836;
+// Attempts of one variate in a rejection loop before it gives up and writes
+// the mode. Within the domains the acceptance rates measured are above
+// 0.25, so the cap is never reached (probability below 0.75^4096); it only
+// bounds the loops for parameters outside them.
+constexpr int kMaxAttempts = 4096;
+
+// Values of any generator, an abstract stream's included, into [0, 1]; NaN
+// goes to 0.
+inline void clamp_unit(double* u, int m) {
+  for (int i = 0; i < m; ++i) u[i] = u[i] > 0 ? (u[i] < 1 ? u[i] : 1.0) : 0.0;
+}
+
+// The scalar exp and log of the C library set errno on underflow and
+// overflow, which the generators do not report: errno is kept for the length
+// of a call.
+class KeepErrno {
+ public:
+  KeepErrno() : saved_(errno) {}
+  ~KeepErrno() { errno = saved_; }
+  KeepErrno(const KeepErrno&) = delete;
+  KeepErrno& operator=(const KeepErrno&) = delete;
+
+ private:
+  int saved_;
+};
+
+// ---- Uniforms drawn as they are needed ---------------------------------------
+class Uniforms {
+ public:
+  // per: the fewest uniforms any variate takes.
+  Uniforms(void* stream, int per) : stream_(stream), per_(per) {}
+
+  // Variates still to come after the one being drawn now.
+  void set_left(int64_t left) { left_ = left; }
+
+  double next() {
+    if (pos_ == len_) refill();
+    return buf_[pos_++];
+  }
+  // After a failed draw next() returns 0.5 forever: every loop that draws
+  // tests failed() once an attempt, and the caller returns status().
+  bool failed() const { return status_ < 0; }
+  int status() const { return status_; }
+
+ private:
+  void refill() {
+    // One more uniform is certain for the variate being drawn, and per_ for
+    // each of the others.
+    const int64_t want = 1 + left_ * per_;
+    len_ = want < kBlock ? int(want) : kBlock;
+    pos_ = 0;
+    if (status_ >= 0) {
+      const int st = draw(stream_, len_, buf_, 0.0, 1.0);
+      if (st >= 0) {
+        clamp_unit(buf_, len_);
+        return;
+      }
+      status_ = st;
+    }
+    for (int i = 0; i < len_; ++i) buf_[i] = 0.5;
+  }
+
+  void* stream_;
+  int per_;
+  int64_t left_ = 0;
+  int pos_ = 0, len_ = 0;
+  int status_ = 0;
+  double buf_[kBlock];
+};
+
+// Runs one(i) for each variate i with the source told how many follow; stops
+// at a failed draw and returns its status.
+template <class One>
+int each_variate(Uniforms& u, int n, One&& one) {
+  for (int i = 0; i < n; ++i) {
+    u.set_left(int64_t(n) - i - 1);
+    one(i);
+    if (u.failed()) return u.status();
+  }
+  return 0;
+}
+
+inline int32_t saturate(double k) { return k < double(kMarker) ? int32_t(k) : kMarker; }
+
+// ---- Logarithms of probability functions -------------------------------------
+// delta(k) = ln k! - (k + 1/2) ln k + k - ln(2 pi) / 2, k >= 1.
+inline double stirling_delta(double k) {
+  if (k > 15) {
+    const double r = 1 / k, r2 = r * r;
+    return r * (1.0 / 12 - r2 * (1.0 / 360 - r2 * (1.0 / 1260 - r2 * (1.0 / 1680 - r2 / 1188))));
+  }
+  double f = 1;  // k! is exact in double up to 18!
+  for (int i = 2; i <= int(k); ++i) f *= i;
+  return std::log(f) - (k + 0.5) * std::log(k) + k - 0.5 * kLn2Pi;
+}
+
+// bd0(x, m) = x ln(x / m) + m - x >= 0, without the cancellation near x = m:
+// there it is the series 2 x sum v^(2j+1) / (2j+1) - (x - m) with
+// v = (x - m) / (x + m).
+inline double bd0(double x, double m) {
+  if (x == 0) return m;
+  if (std::fabs(x - m) < 0.1 * (x + m)) {
+    // |v| < 0.1: after 13 terms the next is below v^26 < 2^-86 of the first.
+    constexpr double inv_odd[13] = {1.0 / 3,  1.0 / 5,  1.0 / 7,  1.0 / 9,  1.0 / 11, 1.0 / 13, 1.0 / 15,
+                                    1.0 / 17, 1.0 / 19, 1.0 / 21, 1.0 / 23, 1.0 / 25, 1.0 / 27};
+    const double v = (x - m) / (x + m), v2 = v * v;
+    double s = (x - m) * v, ej = 2 * x * v;
+    for (int j = 0; j < 13; ++j) {
+      ej *= v2;
+      const double s1 = s + ej * inv_odd[j];
+      if (s1 == s) return s1;
+      s = s1;
+    }
+    return s;
+  }
+  return x * std::log(x / m) + m - x;
+}
+
+// ln P(X = k), X Poisson(mu), mu > 0, k >= 0.
+inline double poisson_log_pmf(double k, double mu) {
+  if (k == 0) return -mu;
+  return -stirling_delta(k) - bd0(k, mu) - 0.5 * (kLn2Pi + std::log(k));
+}
+
+// ln P(X = k), X binomial(n, p), q = 1 - p given separately so that it keeps
+// its precision; 0 <= k <= n.
+inline double binomial_log_pmf(double k, double n, double p, double q) {
+  if (n == 0) return 0;
+  if (k == 0) return p < 0.5 ? n * std::log1p(-p) : n * std::log(q);
+  if (k == n) return q < 0.5 ? n * std::log1p(-q) : n * std::log(p);
+  const double lc = stirling_delta(n) - stirling_delta(k) - stirling_delta(n - k) - bd0(k, n * p) -
+                    bd0(n - k, n * q);
+  return lc - 0.5 * (kLn2Pi + std::log(k) + std::log1p(-k / n));
+}
+
+// ln P(X = k), X hypergeometric: k successes in d draws from a population of
+// pop with s successes, as a quotient of binomial probabilities at p = d/pop.
+inline double hypergeometric_log_pmf(double k, double pop, double s, double d) {
+  const double p = d / pop, q = (pop - d) / pop;
+  return binomial_log_pmf(k, s, p, q) + binomial_log_pmf(d - k, pop - s, p, q) -
+         binomial_log_pmf(d, pop, p, q);
+}
+
+// ---- Inversion by a table of the distribution function ------------------------
+// For a distribution on the integers [kmin, kmax] with mode m, P(m) and the
+// ratios up(k) = P(k+1)/P(k), down(k) = P(k-1)/P(k): the table covers
+// [lo, hi] = [m - w, m + w] within the support in at most kCells cells of s
+// integers. F[j] = P(X < lo + j s), and P[j] = P(X = lo + j s). A variate is
+// found by a guide table, a short scan of F, and within a cell of more than
+// one integer a walk by the ratios; beyond the table by a walk into the tail
+// that ends where the terms no longer change the sum. The walks through the
+// whole range at construction cost O(hi - lo).
+template <class Up, class Down>
+class InverseCdf {
+ public:
+  static constexpr int kCells = 2048;
+
+  InverseCdf(double kmin, double kmax, double mode, double pmode, double w, Up up, Down down)
+      : up_(up), down_(down), kmin_(kmin), kmax_(kmax) {
+    lo_ = std::fmax(kmin, mode - w);
+    hi_ = std::fmin(kmax, mode + w);
+    const double count = hi_ - lo_ + 1;
+    s_ = std::ceil(count / kCells);
+    cells_ = int(std::ceil(count / s_));
+    for (int j = 0; j <= cells_; ++j) F_[j] = 0;
+    // Cell sums into F_[j + 1], and the first term of each cell.
+    auto add = [&](double k, double p) {
+      const double off = k - lo_;
+      const int j = int(off / s_);
+      F_[j + 1] += p;
+      if (off == j * s_) P_[j] = p;
+    };
+    double p = pmode;
+    for (double k = mode;; ) {
+      add(k, p);
+      if (k <= lo_) break;
+      p *= down_(k);
+      k -= 1;
+    }
+    p = pmode;
+    for (double k = mode; k < hi_; k += 1) {
+      p *= up_(k);
+      add(k + 1, p);
+    }
+    p_after_ = hi_ < kmax ? p * up_(hi_) : 0;
+    // Mass below the table.
+    double tail = 0;
+    p = P_[0];
+    for (double k = lo_; k > kmin;) {
+      p *= down_(k);
+      k -= 1;
+      if (tail + p == tail) break;
+      tail += p;
+    }
+    F_[0] = tail;
+    for (int j = 0; j < cells_; ++j) F_[j + 1] += F_[j];
+    // A guide entry starts low enough for every u that the product u cells
+    // rounds to its row.
+    for (int g = 0, j = 0; g < cells_; ++g) {
+      const double at = (g - 1e-6) / cells_;
+      while (j < cells_ - 1 && F_[j + 1] <= at) ++j;
+      G_[g] = j;
+    }
+  }
+
+  // The variate of u in [0, 1].
+  double operator()(double u) const {
+    if (u < F_[0]) return below(u);
+    if (u >= F_[cells_]) return above(u);
+    const int g = int(u * cells_);
+    int j = G_[g < cells_ ? g : cells_ - 1];
+    while (F_[j + 1] <= u) ++j;
+    double k = lo_ + j * s_;
+    if (s_ == 1) return k;
+    double c = F_[j], p = P_[j];
+    const double last = std::fmin(hi_, k + s_ - 1);
+    while (k < last && c + p <= u) {
+      c += p;
+      p *= up_(k);
+      k += 1;
+    }
+    return k;
+  }
+
+ private:
+  double below(double u) const {
+    double k = lo_, c = F_[0], p = P_[0];
+    while (k > kmin_ && u < c) {
+      p *= down_(k);
+      k -= 1;
+      c -= p;
+      if (p == 0) break;
+    }
+    return k;
+  }
+  double above(double u) const {
+    double k = hi_, c = F_[cells_], p = p_after_;
+    while (k < kmax_) {
+      k += 1;
+      if (u < c + p || c + p == c) return k;
+      c += p;
+      p *= up_(k);
+    }
+    return k;
+  }
+
+  Up up_;
+  Down down_;
+  double kmin_, kmax_, lo_, hi_, s_, p_after_;
+  int cells_;
+  double F_[kCells + 1];
+  double P_[kCells];
+  int G_[kCells];
+};
+
+template <class Up, class Down>
+InverseCdf(double, double, double, double, double, Up, Down) -> InverseCdf<Up, Down>;
+
+// Half-width of a table: 12 standard deviations and 16 more beyond the mode
+// hold all but 1e-30 of the mass for the distributions here.
+inline double table_width(double sd) { return std::ceil(12 * sd + 16); }
+
+// Fills r[0..n) by the table, one uniform a variate, in blocks.
+template <class Table>
+int invert(void* stream, int n, int32_t* r, const Table& table) {
+  double u[kBlock];
+  for (int done = 0; done < n;) {
+    const int m = n - done < kBlock ? n - done : kBlock;
+    const int st = draw(stream, m, u, 0.0, 1.0);
+    if (st < 0) return st;
+    clamp_unit(u, m);
+    for (int i = 0; i < m; ++i) r[done + i] = saturate(table(u[i]));
+    done += m;
+  }
+  return 0;
+}
+
+// ---- Poisson, PTRS ------------------------------------------------------------
+// Transformed rejection with squeeze (Hormann 1993), mu >= 10: two uniforms
+// an attempt, acceptance 0.75 (mu = 10) to 0.89.
+class Ptrs {
+ public:
+  explicit Ptrs(double mu) : mu_(mu) {
+    const double slam = std::sqrt(mu);
+    b_ = 0.931 + 2.53 * slam;
+    a_ = -0.059 + 0.02483 * b_;
+    vr_ = 0.9277 - 3.6224 / (b_ - 2);
+    ln_inv_alpha_ = std::log(1.1239 + 1.1328 / (b_ - 3.4));
+  }
+  double operator()(Uniforms& u) const {
+    for (int t = 0; t < kMaxAttempts; ++t) {
+      const double U = u.next() - 0.5, V = u.next();
+      if (u.failed()) return 0;
+      const double us = 0.5 - std::fabs(U);
+      if (!(us > 0)) continue;
+      const double k = std::floor((2 * a_ / us + b_) * U + mu_ + 0.43);
+      if (us >= 0.07 && V <= vr_) return k;
+      if (k < 0 || (us < 0.013 && V > us)) continue;
+      if (std::log(V) + ln_inv_alpha_ - std::log(a_ / (us * us) + b_) <= poisson_log_pmf(k, mu_))
+        return k;
+    }
+    return std::floor(mu_);
+  }
+
+ private:
+  double mu_, a_, b_, vr_, ln_inv_alpha_;
+};
+
+// Poisson(mu) for one variate, 0 <= mu < 2^31: below 10 by inversion from 0
+// (one uniform), else PTRS. At least one uniform, whatever mu is.
+inline double poisson_once(Uniforms& u, double mu) {
+  if (!(mu < 10)) return Ptrs(mu)(u);
+  double f = std::exp(-mu), v = u.next(), k = 0;
+  while (v >= f && f > 0) {
+    v -= f;
+    k += 1;
+    f *= mu / k;
+  }
+  return k;
+}
+
+// ---- Binomial, BTRS -----------------------------------------------------------
+// Transformed rejection (Hormann 1993) for n p >= 10 with p <= 1/2: two
+// uniforms an attempt, acceptance 0.71 to 0.89; the test compares with
+// ln P(k) - ln P(mode).
+class Btrs {
+ public:
+  Btrs(double n, double p) : n_(n), p_(p), q_(1 - p) {
+    const double spq = std::sqrt(n * p * q_);
+    b_ = 1.15 + 2.53 * spq;
+    a_ = -0.0873 + 0.0248 * b_ + 0.01 * p;
+    c_ = n * p + 0.5;
+    vr_ = 0.92 - 4.2 / b_;
+    ln_alpha_ = std::log((2.83 + 5.1 / b_) * spq);
+    const double mode = std::floor((n + 1) * p);
+    mode_ = mode;
+    ln_pmode_ = binomial_log_pmf(mode, n, p, q_);
+  }
+  double operator()(Uniforms& u) const {
+    for (int t = 0; t < kMaxAttempts; ++t) {
+      const double U = u.next() - 0.5, V = u.next();
+      if (u.failed()) return 0;
+      const double us = 0.5 - std::fabs(U);
+      if (!(us > 0)) continue;
+      const double k = std::floor((2 * a_ / us + b_) * U + c_);
+      if (k < 0 || k > n_) continue;
+      if (us >= 0.07 && V <= vr_) return k;
+      if (std::log(V) + ln_alpha_ - std::log(a_ / (us * us) + b_) <=
+          binomial_log_pmf(k, n_, p_, q_) - ln_pmode_)
+        return k;
+    }
+    return mode_;
+  }
+
+ private:
+  double n_, p_, q_, a_, b_, c_, vr_, ln_alpha_, mode_, ln_pmode_;
+};
+
+// Binomial(n, p) for one variate, n >= 0, 0 <= p <= 1: by the smaller of p
+// and 1 - p; below a mean of 10 by inversion from 0 (one uniform), else BTRS.
+// At least one uniform, even where the value is certain.
+inline double binomial_once(Uniforms& u, double n, double p) {
+  if (!(p > 0) || n == 0 || p >= 1) {
+    u.next();
+    return p >= 1 ? n : 0;
+  }
+  const bool flip = p > 0.5;
+  const double pm = flip ? 1 - p : p;
+  double k;
+  if (n * pm < 10) {
+    const double r = pm / (1 - pm);
+    double f = std::exp(n * std::log1p(-pm)), v = u.next();
+    k = 0;
+    while (v >= f && k < n && f > 0) {
+      v -= f;
+      f *= r * (n - k) / (k + 1);
+      k += 1;
+    }
+  } else {
+    k = Btrs(n, pm)(u);
+  }
+  return flip ? n - k : k;
+}
+
+}  // namespace zev::dist

@@ -1,0 +1,97 @@
+// Hypergeometric by ratio of uniforms (HRUA) or by inversion.
+#include <cmath>
+#include <cstdint>
+
+#include "distributions/discrete_common.h"
+
+namespace {
+
+using namespace zev::dist;
+
+// Successes among d draws without replacement from pop items of which s are
+// successes, by the table of its distribution function.
+int hypergeometric_inverse(void* stream, int n, int32_t* r, double pop, double s, double d) {
+  const double kmin = std::fmax(0, d - (pop - s)), kmax = std::fmin(s, d);
+  const double mode = std::fmin(kmax, std::fmax(kmin, std::floor((d + 1) * (s + 1) / (pop + 2))));
+  const double pmode = kmin == kmax ? 1.0 : std::exp(hypergeometric_log_pmf(mode, pop, s, d));
+  const double var = pop > 1 ? d * (s / pop) * (1 - s / pop) * (pop - d) / (pop - 1) : 0;
+  const double f = pop - s - d;  // failures left over when all draws are failures, minus one
+  const InverseCdf table(
+      kmin, kmax, mode, pmode, table_width(std::sqrt(var)),
+      [=](double k) { return (s - k) * (d - k) / ((k + 1) * (f + k + 1)); },
+      [=](double k) { return k * (f + k) / ((s - k + 1) * (d - k + 1)); });
+  return invert(stream, n, r, table);
+}
+
+// Ratio of uniforms (Stadlober 1989) on the reduced problem: g = min(s,
+// pop - s) successes, m = min(d, pop - d) draws, so that the support is
+// [0, min(g, m)]; two uniforms an attempt. The acceptance test is
+// u^2 <= P(z) / P(mode), with the squeezes 4u - u^2 - 3 >= 2 ln u >= u - 1/u.
+class Hrua {
+ public:
+  Hrua(double pop, double g, double m) : pop_(pop), g_(g), m_(m) {
+    constexpr double kD1 = 1.7155277699214135;  // 2 sqrt(2/e)
+    constexpr double kD2 = 0.8989161620588988;  // 3 - 2 sqrt(3/e)
+    const double p = g / pop;
+    c_ = m * p + 0.5;
+    const double sd = std::sqrt((pop - m) * m * p * (1 - p) / (pop - 1) + 0.5);
+    h_ = kD1 * sd + kD2;
+    mode_ = std::floor((m + 1) * (g + 1) / (pop + 2));
+    p_ = m / pop;
+    q_ = (pop - m) / pop;
+    ln_pmode_ = ln_part(mode_);
+    end_ = std::fmin(std::fmin(m, g) + 1, std::floor(c_ + 16 * sd));
+  }
+  double operator()(Uniforms& u) const {
+    for (int t = 0; t < kMaxAttempts; ++t) {
+      const double x = u.next(), y = u.next();
+      if (u.failed()) return 0;
+      const double w = c_ + h_ * (y - 0.5) / x;
+      if (!(w >= 0 && w < end_)) continue;
+      const double z = std::floor(w);
+      const double tz = ln_part(z) - ln_pmode_;
+      if (x * (4 - x) - 3 <= tz) return z;
+      if (x * (x - tz) >= 1) continue;
+      if (2 * std::log(x) <= tz) return z;
+    }
+    return mode_;
+  }
+
+ private:
+  // ln P(z) but for its term that does not depend on z.
+  double ln_part(double z) const {
+    return binomial_log_pmf(z, g_, p_, q_) + binomial_log_pmf(m_ - z, pop_ - g_, p_, q_);
+  }
+
+  double pop_, g_, m_, c_, h_, mode_, p_, q_, ln_pmode_, end_;
+};
+
+}  // namespace
+
+extern "C" {
+
+ZEV_API int _vqsiRngHypergeometric(int method, void* stream, int n, int32_t* r, int32_t population,
+                                   int32_t successes, int32_t draws) {
+  KeepErrno keep;
+  if (!(population >= 0 && successes >= 0 && successes <= population && draws >= 0 &&
+        draws <= population)) {
+    for (int i = 0; i < n; ++i) r[i] = kMarker;
+    return 0;
+  }
+  const double pop = population, s = successes, d = draws;
+  const double m = std::fmin(d, pop - d);
+  if ((method & ~ZEV_RNG_METHOD_ACCURATE) == ZEV_RNG_HYPERGEOMETRIC_INV || m < 10 ||
+      s == 0 || s == pop)
+    return hypergeometric_inverse(stream, n, r, pop, s, d);
+  const double g = std::fmin(s, pop - s);
+  const Hrua hrua(pop, g, m);
+  Uniforms u(stream, 2);
+  return each_variate(u, n, [&](int i) {
+    double z = hrua(u);
+    if (s > pop - s) z = m - z;
+    if (m < d) z = s - z;
+    r[i] = int32_t(z);
+  });
+}
+
+}  // extern "C"
