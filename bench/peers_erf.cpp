@@ -14,6 +14,14 @@
 #define ZEV_HAVE_BOOST_MATH 1
 #endif
 
+// libmvec's SSE forms of this family.
+extern "C" {
+__m128d _ZGVbN2v_erf(__m128d);
+__m128d _ZGVbN2v_erfc(__m128d);
+__m128 _ZGVbN4v_erff(__m128);
+__m128 _ZGVbN4v_erfcf(__m128);
+}
+
 namespace zevbench {
 namespace {
 

@@ -252,16 +252,22 @@ int erfinv_scalar(const double* px, double* r) {
     return 0;
   }
   if (a < 0x1p-54) {
-    // x sqrt(pi)/2 at scale 2^256, in two parts; the x^3 term lies below 2^-108.
-    double y = x * 0x1p256;
-    y = y * 0.88623046875 + y * -3.543297241986351e-06;
-    if (std::fabs(y) >= 2.5764595078388533e-231) {
-      *r = y * 0x1p-256;
+    // x sqrt(pi)/2 at scale 2^256, sqrt(pi)/2 in two parts and the product
+    // with the first exact, so that one rounding makes the result; the x^3
+    // term lies below 2^-108.
+    const double y = x * 0x1p256;
+    double ph, pl;
+    two_prod<double>(y, 0.88623046875, ph, pl);
+    pl += y * -3.543297241986351e-06;
+    const double s = ph + pl;
+    if (std::fabs(s) >= 2.5764595078388533e-231) {
+      *r = s * 0x1p-256;
     } else {
       // A subnormal result: adding 2^-766 rounds once to its grid (2^-818
       // here, 2^-1074 after the exact rescale).
       const double k = std::copysign(0x1p-766, y);
-      *r = ((k + y) - k) * 0x1p-256;
+      const double t = k + ph;
+      *r = ((t + (((k - t) + ph) + pl)) - k) * 0x1p-256;
     }
     return 0;
   }
