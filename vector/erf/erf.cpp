@@ -24,6 +24,7 @@
 #include "vector/common/consts.h"
 #include "vector/common/exact.h"
 #include "vector/erf/erf_data.h"
+#include "vector/exp/exp_common.h"
 #include "vector/shape.h"
 #include "vector/vops.h"
 
@@ -117,7 +118,7 @@ inline __m128d erf_ha(__m128d x) {
   return or_(y, and_(k.sign.pd(), x));
 }
 
-enum class ErfForm { LA, EP, Linear };
+enum class ErfForm { LA, EP };
 
 // Erf from the plain rows {E, G}: E + G d P(u, v).
 template <ErfForm F>
@@ -133,24 +134,58 @@ inline __m128d erf_plain(__m128d x) {
   const __m128d r0 = _mm_load_pd(erfdata::kErf[j[0]]), r1 = _mm_load_pd(erfdata::kErf[j[1]]);
   const __m128d e = _mm_unpacklo_pd(r0, r1), w = _mm_unpackhi_pd(r0, r1);
   const __m128d gd = mul(w, d);
-  __m128d y;
-  if constexpr (F == ErfForm::Linear) {
-    y = add(e, gd);
+  const __m128d u = mul(g, d);
+  const __m128d v = and_(mul(d, d), _mm_cmpgt_pd(c, k.tiny.pd()));
+  __m128d p;
+  if constexpr (F == ErfForm::LA) {
+    const __m128d pu = mul(mul(u, u), add(k.la2.pd(), mul(u, add(k.la3.pd(), mul(u, add(k.la4.pd(), mul(u, k.la5.pd())))))));
+    const __m128d pv = add(k.lv0.pd(), mul(u, add(k.lv1.pd(), mul(u, add(k.lv2.pd(), mul(u, k.lv3.pd()))))));
+    const __m128d pw = add(k.lw0.pd(), mul(u, k.lw1.pd()));
+    p = add(sub(pu, u), mul(v, add(pv, mul(v, pw))));
   } else {
-    const __m128d u = mul(g, d);
-    const __m128d v = and_(mul(d, d), _mm_cmpgt_pd(c, k.tiny.pd()));
-    __m128d p;
-    if constexpr (F == ErfForm::LA) {
-      const __m128d pu = mul(mul(u, u), add(k.la2.pd(), mul(u, add(k.la3.pd(), mul(u, add(k.la4.pd(), mul(u, k.la5.pd())))))));
-      const __m128d pv = add(k.lv0.pd(), mul(u, add(k.lv1.pd(), mul(u, add(k.lv2.pd(), mul(u, k.lv3.pd()))))));
-      const __m128d pw = add(k.lw0.pd(), mul(u, k.lw1.pd()));
-      p = add(sub(pu, u), mul(v, add(pv, mul(v, pw))));
-    } else {
-      p = add(mul(u, add(k.ep1.pd(), mul(u, k.ep2.pd()))), mul(v, add(k.ev0.pd(), mul(u, k.ev1.pd()))));
-    }
-    y = add(e, add(gd, mul(gd, p)));
+    p = add(mul(u, add(k.ep1.pd(), mul(u, k.ep2.pd()))), mul(v, add(k.ev0.pd(), mul(u, k.ev1.pd()))));
   }
+  const __m128d y = add(e, add(gd, mul(gd, p)));
   return or_(y, and_(k.sign.pd(), x));
+}
+
+// sErf at LA and EP in single arithmetic, four lanes an operation: rows of
+// float {E, G} up to 3.9296875 (where erf rounds to 1), the shifter 2^16 (its
+// ulp is 1/128), P = 1 - u - 0.333334863 v at LA (v cut below 2^-48, no
+// underflow flag), P = 1 at EP.
+struct ErfSConst {
+  C4 sign, clamp, shifter, tiny, third;
+};
+alignas(16) const ErfSConst kErfSC = {
+    .sign = u4(0x80000000u),
+    .clamp = f4(3.9296875f),
+    .shifter = f4(65536.0f),
+    .tiny = f4(0x1p-48f),
+    .third = f4(-0.333334863f),
+};
+
+template <bool Poly>
+inline __m128 erf_single(__m128 x) {
+  const ErfSConst& k = kErfSC;
+  const __m128 a = andnot(k.sign.ps(), x);
+  const __m128 c = _mm_min_ps(a, k.clamp.ps());
+  const __m128 s = add(c, k.shifter.ps());
+  const __m128 g = sub(s, k.shifter.ps());
+  const __m128 d = _mm_min_ps(sub(c, g), a);  // NaN comes through the second operand
+  unsigned j[4];
+  expk::index4(s, 0x1FF, j);
+  __m128 e, w;
+  expk::fetch_pairs(erfdata::kErfS, j, e, w);
+  const __m128 gd = mul(w, d);
+  __m128 y;
+  if constexpr (Poly) {
+    const __m128 v = and_(mul(d, d), _mm_cmpgt_ps(c, k.tiny.ps()));
+    const __m128 p = sub(mul(v, k.third.ps()), mul(g, d));  // P - 1
+    y = add(e, add(gd, mul(gd, p)));
+  } else {
+    y = add(e, gd);
+  }
+  return or_(y, and_(k.sign.ps(), x));
 }
 
 // ---- Erfc and CdfNorm ------------------------------------------------------------
@@ -393,6 +428,18 @@ inline __m128 via_double(__m128 x) {
   return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
 }
 
+template <bool Poly>
+struct ErfSingle {
+  using T = float;
+  using V = __m128;
+  static constexpr int kBlock = 8;
+  static constexpr int kBlockI = 4;
+  static constexpr bool kCallout = false;
+  static constexpr const char* kName = "vsErf";
+  static V eval(V x, V&) { return erf_single<Poly>(x); }
+  static int scalar(const float*, float*) { return 0; }
+};
+
 template <class Core>
 struct ErfS {
   using T = float;
@@ -454,9 +501,9 @@ using namespace zev::vk;
 ZEV_KERNELS(dErf, ha, ErfD<ErfHA>)
 ZEV_KERNELS(dErf, la, ErfD<ErfPlain<ErfForm::LA>>)
 ZEV_KERNELS(dErf, ep, ErfD<ErfPlain<ErfForm::EP>>)
-ZEV_KERNELS(sErf, ha, ErfS<ErfPlain<ErfForm::LA>>)
-ZEV_KERNELS(sErf, la, ErfS<ErfPlain<ErfForm::EP>>)
-ZEV_KERNELS(sErf, ep, ErfS<ErfPlain<ErfForm::Linear>>)
+ZEV_KERNELS(sErf, ha, ErfS<ErfPlain<ErfForm::EP>>)
+ZEV_KERNELS(sErf, la, ErfSingle<true>)
+ZEV_KERNELS(sErf, ep, ErfSingle<false>)
 ZEV_KERNELS(dErfc, lahaep, TailD<false, TailForm::Full>)
 ZEV_KERNELS(sErfc, ha, TailS<false, TailForm::Full>)
 ZEV_KERNELS(sErfc, la, TailS<false, TailForm::Plain>)
