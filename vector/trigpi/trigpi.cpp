@@ -183,15 +183,15 @@ inline __m128d core(__m128d a, __m128d& pole) {
     dh = select(pole, k.one.pd(), dh);  // no 0/0 in the lanes the scalar function takes
     __m128d y;
     if constexpr (pair) {
-      // y = n/d rounded, then one step of (n - y d)/d with y dh exact: the
-      // low parts are not small (up to a tenth of the heads), so they go into
-      // y and into the divisor of the step.
+      // With w = 1/d rounded, y = n w (within 2 ulp of n/d), then one step
+      // y + (n - y d) w, y dh exact: the low parts are not small (up to a
+      // tenth of the heads), so they go into y and into d.
       const __m128d nl = xor_(select(odd, c.lo, s.lo), ns);
       const __m128d dl = xor_(select(odd, s.lo, c.lo), nc);
-      const __m128d d = add(dh, dl);
-      y = _mm_div_pd(add(nh, nl), d);
+      const __m128d w = _mm_div_pd(k.one.pd(), add(dh, dl));
+      y = mul(add(nh, nl), w);
       const DD p = two_prod(y, dh);
-      const __m128d corr = _mm_div_pd(add(sub(sub(nh, p.hi), p.lo), sub(nl, mul(y, dl))), d);
+      const __m128d corr = mul(add(sub(sub(nh, p.hi), p.lo), sub(nl, mul(y, dl))), w);
       y = select(vzero, y, add(y, corr));
     } else {
       y = _mm_div_pd(nh, dh);
