@@ -65,8 +65,9 @@ double ref_turn(double x) {
   if (Unit == 2 && m >= 0x1p24) m = 0;  // an even integer
   const double k = std::nearbyint(m * 4 / Unit);
   const double r = (m - k * (Unit / 4.0)) * (M_PI * 2 / Unit);
-  const int q = static_cast<int>(std::fmod(k, 4.0));
-  const double s = std::sin(r), c = std::cos(r);
+  const int q = static_cast<int>(static_cast<int64_t>(k) & 3);
+  double s, c;
+  sincos(r, &s, &c);
   const double sq[4] = {s, c, -s, -c}, cq[4] = {c, -s, -c, s};
   const double sv = sq[q] + 0.0, cv = cq[q] + 0.0;
   const double sign = std::signbit(x) ? -1.0 : 1.0;
