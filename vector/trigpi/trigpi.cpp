@@ -162,11 +162,38 @@ template <class T, Level L>
 constexpr int kTerms[2] = {sizeof(T) == 8 ? (L == Level::EP ? 5 : 7) : (L == Level::HA ? 5 : L == Level::LA ? 4 : 2),
                            sizeof(T) == 8 ? (L == Level::EP ? 4 : 7) : (L == Level::HA ? 5 : L == Level::LA ? 4 : 2)};
 
+// Single Sin and Cos: one series on a half turn. w = a (sine) or a + a
+// quarter turn (cosine; exact for every a that matters, and for tiny a its
+// rounding moves cos by far less than a single ulp); k = round(w / half turn)
+// and r = w - k half turns, exact, |r| <= a quarter turn; the function is
+// (-1)^k sin(c r).
+template <Fn F, class U, Level L>
+inline __m128d sin_half_turn(__m128d a) {
+  const auto& k = kK<U>;
+  constexpr bool half = std::is_same_v<U, HalfTurn>;
+  constexpr int kN = L == Level::HA ? 6 : L == Level::LA ? 5 : 4;  // to v^13, v^11, v^9
+  // From 2^24 on every float is an even integer (half-turns): the cut keeps
+  // every result. Degree lanes from 2^46 on are special.
+  a = _mm_min_pd(a, _mm_set1_pd(half ? 0x1p24 : 0x1p46));
+  const __m128d w = F == Fn::Cos ? add(a, _mm_set1_pd(half ? 0.5 : 90.0)) : a;
+  const __m128d t = add(mul(w, _mm_set1_pd(half ? 1.0 : 1.0 / 180)), k.shifter.pd());
+  const __m128d kf = sub(t, k.shifter.pd());
+  const __m128d r = sub(w, mul(kf, _mm_set1_pd(half ? 1.0 : 180.0)));
+  const __m128d z = mul(r, r);
+  __m128d y = mul(r, add(k.c.pd(), mul(z, series<kN>(k.sin, z))));
+  // +-1 exactly at r = +-quarter turn, which the series only approximates.
+  const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign.pd(), r), _mm_set1_pd(half ? 0.5 : 90.0));
+  y = select(at1, or_(and_(r, k.sign.pd()), k.one.pd()), y);
+  const __m128d flip = _mm_castsi128_pd(_mm_slli_epi64(_mm_castpd_si128(t), 63));
+  return add(xor_(y, flip), k.zero_pos.pd());  // a zero comes out +0
+}
+
 // One function of |x| on two double lanes, before the sign of x; `pole`
 // marks the tangent's poles. Double HA goes through the pairs.
 template <Fn F, class U, class T, Level L>
 inline __m128d core(__m128d a, __m128d& pole) {
   const auto& k = kK<U>;
+  if constexpr (sizeof(T) == 4 && F != Fn::Tan) return sin_half_turn<F, U, L>(a);
   const Red r = reduce<U>(a);
   constexpr bool pair = sizeof(T) == 8 && L == Level::HA;
   DD s, c;
