@@ -96,6 +96,26 @@ double ref_cdfnorminv(double p) {
   if (!(p >= 0.0 && p <= 1.0)) return NAN;
   if (p == 0.0 || p == 1.0) return p == 0.0 ? -HUGE_VAL : HUGE_VAL;
   return p == 0.5 ? 0.0 : -1.4142135623730951 * ref_erfcinv_of(2.0 * p);
+// Half-turn and degree functions of a single x: the nearest quarter turn
+// taken out exactly (degrees beyond 2^46 first reduced by fmod, also exact),
+// then glibc's double functions on the rest in radians (within 2^-51 of the
+// value), quadrant by quadrant; zeros and poles carry the signs the kernels
+// promise (sine: x's; cosine: +0; tangent: sine over cosine).
+template <int Unit, int F>  // Unit: 2 half-turns, 360 degrees; F: 0 sin, 1 cos, 2 tan
+double ref_turn(double x) {
+  if (!std::isfinite(x)) return x - x;
+  double m = std::fabs(x);
+  if (Unit == 360 && m >= 0x1p46) m = std::fmod(m, 360.0);
+  if (Unit == 2 && m >= 0x1p24) m = 0;  // an even integer
+  const double k = std::nearbyint(m * 4 / Unit);
+  const double r = (m - k * (Unit / 4.0)) * (M_PI * 2 / Unit);
+  const int q = static_cast<int>(static_cast<int64_t>(k) & 3);
+  double s, c;
+  sincos(r, &s, &c);
+  const double sq[4] = {s, c, -s, -c}, cq[4] = {c, -s, -c, s};
+  const double sv = sq[q] + 0.0, cv = cq[q] + 0.0;
+  const double sign = std::signbit(x) ? -1.0 : 1.0;
+  return sign * (F == 0 ? sv : F == 1 ? sign * cv : sv / cv);
 }
 
 #define ZEV_LEVELS(r) {_vqm##r##_21, _vqm##r##_HA, _vqm##r##_11}
@@ -136,6 +156,12 @@ const Func kFuncs[] = {
     {"sErfInv", ref_erfinv, ZEV_LEVELS(sErfInv), false, 1, Class::Exact},
     {"sErfcInv", ref_erfcinv, ZEV_LEVELS(sErfcInv), false, -1, Class::Exact},
     {"sCdfNormInv", ref_cdfnorminv, ZEV_LEVELS(sCdfNormInv), false, -1, Class::Exact},
+    {"sSinpi", ref_turn<2, 0>, ZEV_LEVELS(sSinpi), false, 1, Class::Exact},
+    {"sCospi", ref_turn<2, 1>, ZEV_LEVELS(sCospi), false, 0, Class::Exact},
+    {"sTanpi", ref_turn<2, 2>, ZEV_LEVELS(sTanpi), false, 1, Class::Exact},
+    {"sSind", ref_turn<360, 0>, ZEV_LEVELS(sSind), false, 1, Class::Exact},
+    {"sCosd", ref_turn<360, 1>, ZEV_LEVELS(sCosd), false, 0, Class::Exact},
+    {"sTand", ref_turn<360, 2>, ZEV_LEVELS(sTand), false, 1, Class::Exact},
 };
 #undef ZEV_LEVELS
 const char* kLevel[3] = {"LA", "HA", "EP"};

@@ -1,0 +1,362 @@
+// Sine, cosine and tangent of half-turns (Sinpi(x) = sin(pi x)) and of
+// degrees (Sind(x) = sin(x pi/180)), single and double, three levels each.
+//
+// Reduction, exact for every finite x. Half-turns: a = |x| is cut to 2^53
+// (every double from there on is an even integer, so nothing changes), the
+// multiples of 4 go by one rounding sum, a - ((a + 2^54) - 2^54), and the
+// multiple k of 1/2 nearest to the rest b by the rounding shifter: v = b - k/2,
+// |v| <= 1/4, every step exact. Degrees: k = round(a/90) by the shifter and
+// v = a - 90 k, |v| <= 45 (plus a rounding of a/90 near the half-way points),
+// exact while a < 2^46 (90 k holds 46 bits at most); larger a go to the scalar
+// function, which takes fmod(x, 360) (exact) first. k mod 4 is the quadrant:
+// with S = sin(c v), C = cos(c v) (c = pi or pi/180) the sine of the argument
+// is S, C, -S, -C, the cosine that of quadrant k + 1, the tangent their
+// quotient.
+//
+// Cores. HA double keeps S and C as pairs of doubles: S = cHi vh (exact, 26 by
+// 26 bits) + [cHi vl + cLo v + v z P(z)]; C = 1 - c^2/2 z (the head from a
+// 21-bit c^2/2 times a 32-bit piece of z, exact, with its Fast2Sum error) +
+// [the rest of c^2/2 z, with z's own rounding error, + z^2 Q(z)]; Sin and Cos
+// add the pair once, Tan divides the pairs with one correction step. LA
+// double evaluates the same series in plain double; EP double and the single
+// tangents (in double on widened lanes, rounded once) a shorter prefix of it.
+// The single sines and cosines reduce by half turns instead and evaluate one
+// series of the sine (sin_half_turn). The series are the Taylor series of
+// sin(c v) and cos(c v) (trigpi_coeffs.inc, tools/trigpi_tables).
+//
+// Measured worst errors: double HA 0.69 ulp (Sinpi, Cospi, Sind, Cosd), 0.87
+// (Tanpi, Tand); LA 1.8, Tan LA 2.8; EP 32.5 bits. Single HA 0.51 ulp, LA 1.44,
+// EP 14.1 bits (zev_ulp --full; the exhaustive figures are in
+// docs/accuracy_trigpi.md).
+//
+// Exact values: zeros of the sine have the sign of x (+0 after a quadrant
+// flip, by adding +0), zeros of the cosine are +0, Tan at |v| = 1/4 (45
+// degrees) is +-1 by construction, the tangent's zeros and poles follow
+// Sin/Cos with those signs: tan(n) = +0 for even n > 0, -0 for odd n > 0;
+// poles +inf at 1/2 + 2m, -inf at 3/2 + 2m (likewise at 90 and 270 degrees).
+//
+// Special lanes: infinities and NaN; double lanes below 2^-1000 (where the
+// products of the pair cores reach the subnormal range; the scalar function
+// gives sin and tan of those in extended precision, cos as 1); degrees at and
+// above 2^46; tangent poles (v = 0 in an odd quadrant). Status 1 at the
+// infinities, 2 at the poles.
+#include <emmintrin.h>
+
+#include <cmath>
+#include <cstdint>
+
+#include "vector/common/consts.h"
+#include "vector/common/exact.h"
+#include "vector/common/level.h"
+#include "vector/common/range.h"
+#include "vector/shape.h"
+#include "vector/vops.h"
+
+namespace zev::vk {
+namespace {
+
+#include "vector/trigpi/trigpi_coeffs.inc"
+
+enum class Fn { Sin, Cos, Tan };
+
+// The constants of one unit, full-width. kQuarter: the reduced value where
+// the tangent is +-1; kPeriod: one turn; kHuge: the least input the vector
+// reduction does not take (double lanes).
+template <class U>
+struct Consts {
+  C2 c, hi, lo, h2, h2hi, h2lo, sin[8], cos[8];
+  C2 quarter, shifter, inv_step, step, sign, one, zero_pos, clamp, mask_z;
+};
+template <class U>
+constexpr Consts<U> make_consts() {
+  constexpr bool half = std::is_same_v<U, HalfTurn>;
+  Consts<U> k{d2(U::kC), d2(U::kHi), d2(U::kLo), d2(U::kH2), d2(U::kH2Hi), d2(U::kH2Lo), {}, {},
+              d2(half ? 0.25 : 45.0), d2(0x1.8p52), d2(half ? 2.0 : 1.0 / 90), d2(half ? 0.5 : 90.0),
+              q2(0x8000000000000000ull), d2(1.0), d2(0.0), d2(half ? 0x1p53 : 0x1p46),
+              q2(0xFFFFFFFFFFE00000ull)};
+  for (int i = 0; i < 8; ++i) k.sin[i] = d2(U::kSin[i]), k.cos[i] = d2(U::kCos[i]);
+  return k;
+}
+template <class U>
+inline constexpr Consts<U> kK = make_consts<U>();
+
+template <class U>
+constexpr double kPeriod = std::is_same_v<U, HalfTurn> ? 2.0 : 360.0;
+
+// ---- reduction ---------------------------------------------------------------------
+
+struct Red {
+  __m128d v;  // reduced value, |v| <= quarter
+  __m128i q;  // k in the low bits of each 64-bit lane
+};
+
+template <class U>
+inline Red reduce(__m128d a) {
+  const auto& k = kK<U>;
+  a = _mm_min_pd(a, k.clamp.pd());  // NaN lanes take the clamp; they are special
+  if constexpr (std::is_same_v<U, HalfTurn>) {
+    const __m128d four = _mm_set1_pd(0x1p54);
+    a = sub(a, sub(add(a, four), four));  // a mod 4 in [-2, 2], exact
+  }
+  const __m128d t = add(mul(a, k.inv_step.pd()), k.shifter.pd());
+  const __m128d kf = sub(t, k.shifter.pd());
+  return {sub(a, mul(kf, k.step.pd())), _mm_castpd_si128(t)};
+}
+
+// Lanes whose k is odd (all ones), and bit 1 of k moved to the sign.
+inline __m128d odd_lanes(__m128i q) {
+  const __m128i m = _mm_srai_epi32(_mm_slli_epi32(q, 31), 31);
+  return _mm_castsi128_pd(_mm_shuffle_epi32(m, _MM_SHUFFLE(2, 2, 0, 0)));
+}
+inline __m128d half_sign(__m128i q) {
+  return _mm_castsi128_pd(_mm_and_si128(_mm_slli_epi64(q, 62), _mm_set1_epi64x(INT64_MIN)));
+}
+
+// ---- cores -------------------------------------------------------------------------
+
+// c0 + z (c1 + z (...)) over the first N coefficients.
+template <int N>
+inline __m128d series(const C2 (&c)[8], __m128d z) {
+  __m128d p = c[N - 1].pd();
+  for (int j = N - 2; j >= 0; --j) p = add(c[j].pd(), mul(z, p));
+  return p;
+}
+
+// sin(c v) and cos(c v) as pairs of doubles (HA double).
+template <class U>
+inline void sincos_pair(__m128d v, DD& s, DD& c) {
+  const auto& k = kK<U>;
+  const DD vs = split(v);
+  const __m128d z = mul(v, v);
+  s.hi = mul(k.hi.pd(), vs.hi);
+  s.lo = add(add(mul(k.hi.pd(), vs.lo), mul(k.lo.pd(), v)), mul(mul(v, z), series<8>(k.sin, z)));
+  // z's rounding error, from the exact square of the split.
+  const __m128d ze = add(add(sub(mul(vs.hi, vs.hi), z), mul(add(vs.hi, vs.hi), vs.lo)), mul(vs.lo, vs.lo));
+  const __m128d zh = _mm_and_pd(z, k.mask_z.pd());
+  const __m128d t = mul(k.h2hi.pd(), zh);
+  c.hi = sub(k.one.pd(), t);
+  const __m128d e1 = sub(sub(k.one.pd(), c.hi), t);
+  const __m128d rest = add(add(mul(k.h2hi.pd(), sub(z, zh)), mul(k.h2lo.pd(), z)), mul(k.h2.pd(), ze));
+  c.lo = add(sub(e1, rest), mul(mul(z, z), series<8>(k.cos, z)));
+}
+
+// sin(c v) and cos(c v) in plain double, NS and NC terms past the first.
+template <class U, int NS, int NC>
+inline void sincos_plain(__m128d v, __m128d& s, __m128d& c) {
+  const auto& k = kK<U>;
+  const __m128d z = mul(v, v);
+  s = mul(v, add(k.c.pd(), mul(z, series<NS>(k.sin, z))));
+  c = add(k.one.pd(), mul(z, sub(mul(z, series<NC>(k.cos, z)), k.h2.pd())));
+}
+
+// sin(c v) with the exact head cHi vh and the rest in one sum: within 0.6 ulp,
+// for the double LA tangent, whose quotient would otherwise gather 4 ulp.
+template <class U, int NS>
+inline __m128d sin_head(__m128d v) {
+  const auto& k = kK<U>;
+  const DD vs = split(v);
+  const __m128d z = mul(v, v);
+  const __m128d lo = add(add(mul(k.hi.pd(), vs.lo), mul(k.lo.pd(), v)), mul(mul(v, z), series<NS>(k.sin, z)));
+  return add(mul(k.hi.pd(), vs.hi), lo);
+}
+
+// Terms of the series by precision and level: {sine, cosine}.
+template <class T, Level L>
+constexpr int kTerms[2] = {sizeof(T) == 8 ? (L == Level::EP ? 5 : 7) : (L == Level::HA ? 5 : L == Level::LA ? 4 : 2),
+                           sizeof(T) == 8 ? (L == Level::EP ? 4 : 7) : (L == Level::HA ? 5 : L == Level::LA ? 4 : 2)};
+
+// Single Sin and Cos: one series on a half turn. w = a (sine) or a + a
+// quarter turn (cosine; exact for every a that matters, and for tiny a its
+// rounding moves cos by far less than a single ulp); k = round(w / half turn)
+// and r = w - k half turns, exact, |r| <= a quarter turn; the function is
+// (-1)^k sin(c r).
+template <Fn F, class U, Level L>
+inline __m128d sin_half_turn(__m128d a) {
+  const auto& k = kK<U>;
+  constexpr bool half = std::is_same_v<U, HalfTurn>;
+  constexpr int kN = L == Level::HA ? 6 : L == Level::LA ? 5 : 4;  // to v^13, v^11, v^9
+  // From 2^24 on every float is an even integer (half-turns): the cut keeps
+  // every result. Degree lanes from 2^46 on are special.
+  a = _mm_min_pd(a, _mm_set1_pd(half ? 0x1p24 : 0x1p46));
+  const __m128d w = F == Fn::Cos ? add(a, _mm_set1_pd(half ? 0.5 : 90.0)) : a;
+  const __m128d t = add(mul(w, _mm_set1_pd(half ? 1.0 : 1.0 / 180)), k.shifter.pd());
+  const __m128d kf = sub(t, k.shifter.pd());
+  const __m128d r = sub(w, mul(kf, _mm_set1_pd(half ? 1.0 : 180.0)));
+  const __m128d z = mul(r, r);
+  __m128d y = mul(r, add(k.c.pd(), mul(z, series<kN>(k.sin, z))));
+  // +-1 exactly at r = +-quarter turn, which the series only approximates.
+  const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign.pd(), r), _mm_set1_pd(half ? 0.5 : 90.0));
+  y = select(at1, or_(and_(r, k.sign.pd()), k.one.pd()), y);
+  const __m128d flip = _mm_castsi128_pd(_mm_slli_epi64(_mm_castpd_si128(t), 63));
+  return add(xor_(y, flip), k.zero_pos.pd());  // a zero comes out +0
+}
+
+// One function of |x| on two double lanes, before the sign of x; `pole`
+// marks the tangent's poles. Double HA goes through the pairs.
+template <Fn F, class U, class T, Level L>
+inline __m128d core(__m128d a, __m128d& pole) {
+  const auto& k = kK<U>;
+  if constexpr (sizeof(T) == 4 && F != Fn::Tan) return sin_half_turn<F, U, L>(a);
+  const Red r = reduce<U>(a);
+  constexpr bool pair = sizeof(T) == 8 && L == Level::HA;
+  DD s, c;
+  if constexpr (pair) {
+    sincos_pair<U>(r.v, s, c);
+  } else {
+    sincos_plain<U, kTerms<T, L>[0], kTerms<T, L>[1]>(r.v, s.hi, c.hi);
+    if constexpr (F == Fn::Tan && sizeof(T) == 8 && L == Level::LA) s.hi = sin_head<U, kTerms<T, L>[0]>(r.v);
+    s.lo = c.lo = _mm_setzero_pd();
+  }
+  const __m128d odd = odd_lanes(r.q);
+  if constexpr (F != Fn::Tan) {
+    const __m128i q = F == Fn::Cos ? _mm_add_epi32(r.q, _mm_set1_epi32(1)) : r.q;
+    const __m128d sel = F == Fn::Cos ? _mm_xor_pd(odd, _mm_castsi128_pd(_mm_set1_epi32(-1))) : odd;
+    __m128d y = select(sel, c.hi, s.hi);
+    if constexpr (pair) y = add(y, select(sel, c.lo, s.lo));
+    return add(xor_(y, half_sign(q)), k.zero_pos.pd());  // a zero comes out +0
+  } else {
+    // sin and cos of the argument, with their signs: the quotient then has
+    // the sign of zero the rules give.
+    const __m128d ns = half_sign(r.q), nc = half_sign(_mm_add_epi32(r.q, _mm_set1_epi32(1)));
+    const __m128d nh = add(xor_(select(odd, c.hi, s.hi), ns), k.zero_pos.pd());
+    __m128d dh = xor_(select(odd, s.hi, c.hi), nc);
+    const __m128d vzero = cmpeq(r.v, _mm_setzero_pd());
+    pole = and_(vzero, odd);
+    dh = select(pole, k.one.pd(), dh);  // no 0/0 in the lanes the scalar function takes
+    __m128d y;
+    if constexpr (pair) {
+      // With w = 1/d rounded, y = n w (within 2 ulp of n/d), then one step
+      // y + (n - y d) w, y dh exact: the low parts are not small (up to a
+      // tenth of the heads), so they go into y and into d.
+      const __m128d nl = xor_(select(odd, c.lo, s.lo), ns);
+      const __m128d dl = xor_(select(odd, s.lo, c.lo), nc);
+      const __m128d w = _mm_div_pd(k.one.pd(), add(dh, dl));
+      y = mul(add(nh, nl), w);
+      const DD p = two_prod(y, dh);
+      const __m128d corr = mul(add(sub(sub(nh, p.hi), p.lo), sub(nl, mul(y, dl))), w);
+      y = select(vzero, y, add(y, corr));
+    } else {
+      y = _mm_div_pd(nh, dh);
+    }
+    // +-1 at |v| = quarter, with the sign of the quotient.
+    const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign.pd(), r.v), k.quarter.pd());
+    const __m128d unit = or_(and_(xor_(nh, dh), k.sign.pd()), k.one.pd());
+    return select(at1, unit, y);
+  }
+}
+
+// ---- scalar functions ----------------------------------------------------------------
+
+inline double make_nan() {
+  volatile double z = 0.0;
+  return z / z;  // invalid
+}
+inline double make_inf(double sign) {
+  volatile double z = 0.0;
+  return sign / z;  // divide by zero
+}
+
+template <Fn F, class U, class T, Level L>
+inline double vector_lane(double x) {
+  __m128d pole;
+  const double y = _mm_cvtsd_f64(core<F, U, T, L>(_mm_set_sd(std::fabs(x)), pole));
+  return F == Fn::Cos ? y : std::copysign(1.0, x) * y;
+}
+
+// A special lane: NaN, infinity, a tangent pole, a tiny double, a degree
+// argument beyond the vector reduction (taken mod 360 first, exactly).
+template <Fn F, class U, class T, Level L>
+int scalar_fn(const T* a, T* r) {
+  const double x = *a;
+  if (std::isnan(x)) {
+    *r = *a + *a;
+    return 0;
+  }
+  if (std::isinf(x)) {
+    *r = static_cast<T>(make_nan());
+    return 1;
+  }
+  const double m = std::fmod(x, kPeriod<U>);  // exact, with the sign of x
+  const double am = std::fabs(m), quarter = kPeriod<U> / 4;
+  if (F == Fn::Tan && (am == quarter || am == 3 * quarter)) {
+    *r = static_cast<T>(make_inf((am == quarter) == (x > 0) ? 1.0 : -1.0));
+    return 2;
+  }
+  if (sizeof(T) == 8 && am < 0x1p-1000) {
+    // pi x (or x pi/180) rounded once from 64 bits: within 0.5 ulp + 2^-11.
+    const long double c = std::is_same_v<U, HalfTurn> ? 3.14159265358979323846264338327950288L
+                                                      : 0.0174532925199432957692369076848861271L;
+    *r = F == Fn::Cos ? T(1) : static_cast<T>(static_cast<long double>(m) * c);
+    return 0;
+  }
+  *r = static_cast<T>(vector_lane<F, U, T, L>(m));
+  return 0;
+}
+
+// ---- policies ------------------------------------------------------------------------
+
+constexpr const char* kNames[2][2][3] = {
+    {{"vsSinpi", "vsCospi", "vsTanpi"}, {"vsSind", "vsCosd", "vsTand"}},
+    {{"vdSinpi", "vdCospi", "vdTanpi"}, {"vdSind", "vdCosd", "vdTand"}},
+};
+
+template <Fn F, class U, Level L>
+struct DPolicy : Blocks<double, 8> {
+  static constexpr const char* kName = kNames[1][std::is_same_v<U, Degree>][static_cast<int>(F)];
+  static __m128d eval(__m128d x, __m128d& special) {
+    // Tiny, infinite and NaN lanes; degrees also from 2^46 on.
+    static constexpr Range32 kOrdinary = range32(0x01700000u, std::is_same_v<U, HalfTurn> ? 0x7FEFFFFFu : 0x42CFFFFFu);
+    const __m128d sgn = and_(x, kK<U>.sign.pd());
+    __m128d pole = _mm_setzero_pd();
+    __m128d y = core<F, U, double, L>(xor_(x, sgn), pole);
+    if constexpr (F != Fn::Cos) y = xor_(y, sgn);
+    special = or_(_mm_castsi128_pd(outside(abs_high_words(x), kOrdinary)), pole);
+    return y;
+  }
+  static int scalar(const double* a, double* r) { return scalar_fn<F, U, double, L>(a, r); }
+};
+
+template <Fn F, class U, Level L>
+struct SPolicy : Blocks<float, 16> {
+  static constexpr const char* kName = kNames[0][std::is_same_v<U, Degree>][static_cast<int>(F)];
+  static __m128 eval(__m128 x, __m128& special) {
+    // Infinities and NaN; degrees also from 2^46 on.
+    static constexpr Range32 kOrdinary = range32(0u, std::is_same_v<U, HalfTurn> ? 0x7F7FFFFFu : 0x567FFFFFu);
+    const __m128 sgn = and_(x, _mm_set1_ps(-0.0f));
+    const __m128 ax = xor_(x, sgn);
+    __m128d p0 = _mm_setzero_pd(), p1 = _mm_setzero_pd();
+    const __m128d y0 = core<F, U, float, L>(_mm_cvtps_pd(ax), p0);
+    const __m128d y1 = core<F, U, float, L>(_mm_cvtps_pd(_mm_movehl_ps(ax, ax)), p1);
+    __m128 y = _mm_movelh_ps(_mm_cvtpd_ps(y0), _mm_cvtpd_ps(y1));
+    if constexpr (F != Fn::Cos) y = xor_(y, sgn);
+    special = _mm_castsi128_ps(outside(abs_bits(x), kOrdinary));
+    if constexpr (F == Fn::Tan)
+      special = or_(special, _mm_shuffle_ps(_mm_castpd_ps(p0), _mm_castpd_ps(p1), _MM_SHUFFLE(2, 0, 2, 0)));
+    return y;
+  }
+  static int scalar(const float* a, float* r) { return scalar_fn<F, U, float, L>(a, r); }
+};
+
+}  // namespace
+}  // namespace zev::vk
+
+using namespace zev::vk;
+
+#define ZEV_TRIGPI_ROW(P, ROW, F, U)                   \
+  ZEV_KERNELS(ROW, la, P<Fn::F, U, Level::LA>)         \
+  ZEV_KERNELS(ROW, ha, P<Fn::F, U, Level::HA>)         \
+  ZEV_KERNELS(ROW, ep, P<Fn::F, U, Level::EP>)
+
+// Every row has three kernels.
+ZEV_TRIGPI_ROW(SPolicy, sSinpi, Sin, HalfTurn)
+ZEV_TRIGPI_ROW(SPolicy, sCospi, Cos, HalfTurn)
+ZEV_TRIGPI_ROW(SPolicy, sTanpi, Tan, HalfTurn)
+ZEV_TRIGPI_ROW(SPolicy, sSind, Sin, Degree)
+ZEV_TRIGPI_ROW(SPolicy, sCosd, Cos, Degree)
+ZEV_TRIGPI_ROW(SPolicy, sTand, Tan, Degree)
+ZEV_TRIGPI_ROW(DPolicy, dSinpi, Sin, HalfTurn)
+ZEV_TRIGPI_ROW(DPolicy, dCospi, Cos, HalfTurn)
+ZEV_TRIGPI_ROW(DPolicy, dTanpi, Tan, HalfTurn)
+ZEV_TRIGPI_ROW(DPolicy, dSind, Sin, Degree)
+ZEV_TRIGPI_ROW(DPolicy, dCosd, Cos, Degree)
+ZEV_TRIGPI_ROW(DPolicy, dTand, Tan, Degree)
