@@ -1,7 +1,7 @@
-// The circular functions: Sin, Cos, SinCos (both results).
+// The circular functions: Sin, Cos, SinCos (both results), Tan.
 // Inputs over every binade up to the largest finite value, dense steps around
 // multiples of pi/2 and pi/256, the kernels' switch points (the large-path
-// bounds 10000, 65536.00349206588, 2^23, 2^24), 1e22, and the arguments
+// bounds 10000, 65536.00349206588, 2^23, 2^24; for Tan 8256 and 128000), 1e22, and the arguments
 // closest to a multiple of pi/2 in each format.
 #include <cfloat>
 #include <cmath>
@@ -13,6 +13,7 @@ namespace {
 
 void ref_sin(mpfr_t y, const mpfr_t a, const mpfr_t) { mpfr_sin(y, a, MPFR_RNDN); }
 void ref_cos(mpfr_t y, const mpfr_t a, const mpfr_t) { mpfr_cos(y, a, MPFR_RNDN); }
+void ref_tan(mpfr_t y, const mpfr_t a, const mpfr_t) { mpfr_tan(y, a, MPFR_RNDN); }
 
 std::vector<double> points(bool single) {
   std::vector<double> v{0.0,     1e-30,   10000.0, 65536.00349206588, 8388608.0, 16777216.0, 1e22,
@@ -23,6 +24,13 @@ std::vector<double> points(bool single) {
   for (double k : {100.0, 1000.0, 5000.0, 6366.0, 40000.0, 41721.0, 1e6, 1e7})
     v.push_back(std::nearbyint(k) * M_PI_2);
   for (int j = 1; j < 8; ++j) v.push_back(j * M_PI / 256);
+  return v;
+}
+
+// The tangent's switch points besides: 8256 and 128000, and the poles.
+std::vector<double> tan_points(bool single) {
+  std::vector<double> v = points(single);
+  for (double x : {8256.0, 128000.0, 1e5, 3e5}) v.push_back(x);
   return v;
 }
 
@@ -38,6 +46,8 @@ Registrar reg({
     {.row = "sSinCos", .arity = Arity::Second2, .ref = ref_cos, .a = kRangesS, .points = points(true)},
     {.row = "dSinCos", .arity = Arity::First2, .ref = ref_sin, .a = kRanges, .points = points(false)},
     {.row = "dSinCos", .arity = Arity::Second2, .ref = ref_cos, .a = kRanges, .points = points(false)},
+    {.row = "sTan", .ref = ref_tan, .a = kRangesS, .points = tan_points(true)},
+    {.row = "dTan", .ref = ref_tan, .a = kRanges, .points = tan_points(false)},
 });
 
 }  // namespace
