@@ -148,6 +148,12 @@ struct DCosEP : DEPBase {
 
 // ---- dSinCos at LA and EP ----
 
+// Lanes where pi/2 - a rounds to pi/2: their cosine is 1.
+inline __m128d cos_one(__m128d a, __m128d y) {
+  const __m128d pio2 = kEP.pio2.pd();
+  return select(_mm_cmpeq_pd(_mm_sub_pd(pio2, a), pio2), _mm_set1_pd(1.0), y);
+}
+
 // sin a = (-1)^n sin r with r = a - n pi; cos a = (-1)^n sin(pi/2 - |r|),
 // and pi/2 - |r| = -sgn(r) (a - m pi) with m = n + sgn(r)/2: a second
 // reduction from a with the same parts, so the cosine keeps full accuracy
@@ -218,7 +224,7 @@ struct DSinCosLA : DBase {
         _mm_mul_pd(m, c.p4.pd()));
     const V par = parity_sign(t);
     V s = _mm_xor_pd(la_poly(r), _mm_xor_pd(par, sign_of(x)));
-    V co = _mm_xor_pd(la_poly(cos_arg(rc, u2)), par);
+    V co = cos_one(a, _mm_xor_pd(la_poly(cos_arg(rc, u2)), par));
     if (__builtin_expect(_mm_movemask_pd(large) != 0, 0)) sincos_large(x, large, s, co);
     cos_out = co;
     return s;
@@ -240,7 +246,7 @@ struct DSinCosEP : DEPBase {
     const V rc = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(m, c.p1.pd())), _mm_mul_pd(m, c.p2.pd())),
                             _mm_mul_pd(m, c.p3.pd()));
     const V par = parity_sign(t);
-    cos_out = _mm_xor_pd(ep_poly(cos_arg(rc, u2)), par);
+    cos_out = cos_one(a, _mm_xor_pd(ep_poly(cos_arg(rc, u2)), par));
     return _mm_xor_pd(ep_poly(r), _mm_xor_pd(par, sign_of(x)));
   }
   static int scalar(const double* x, double* s, double* c) {

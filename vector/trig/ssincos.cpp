@@ -276,7 +276,7 @@ struct SSinCosHA : SSinCosBase {
       co[k] = poly_ha(_mm_xor_pd(rc, _mm_xor_pd(rs, _mm_set1_pd(-0.0))));
     }
     const V par = parity_sign(q.t);
-    cos_out = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(co[0]), _mm_cvtpd_ps(co[1])), par);
+    cos_out = cos_one(a, _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(co[0]), _mm_cvtpd_ps(co[1])), par));
     const V sn = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])), _mm_xor_ps(par, sign_of(x)));
     return sincos_large(x, a, sn, cos_out);
   }
@@ -293,7 +293,7 @@ struct SSinCosLAEP : SSinCosBase {
     const V m = _mm_add_ps(q.n, _mm_or_ps(c.half.ps(), sign_of(u2)));
     const V rc = reduce4(a, m);
     const V par = parity_sign(q.t);
-    cos_out = _mm_xor_ps(poly_la(_mm_xor_ps(rc, _mm_xor_ps(sign_of(u2), c.sign.ps())), c.k1, c.k2, c.k3, c.k4), par);
+    cos_out = cos_one(a, _mm_xor_ps(poly_la(_mm_xor_ps(rc, _mm_xor_ps(sign_of(u2), c.sign.ps())), c.k1, c.k2, c.k3, c.k4), par));
     const V sn = _mm_xor_ps(poly_la(r, c.k1, c.k2, c.k3, c.k4), _mm_xor_ps(par, sign_of(x)));
     return sincos_large(x, a, sn, cos_out);
   }
