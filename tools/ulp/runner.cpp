@@ -472,7 +472,7 @@ std::vector<LevelResult> measure_function(const FuncDesc& fd, const Options& opt
   };
   for (int lv = 0; lv < 3; ++lv) {
     LevelResult& r = out[lv];
-    r.row = fd.row;
+    r.row = std::string(fd.row) + (fd.arity == Arity::First2 ? " r1" : fd.arity == Arity::Second2 ? " r2" : "");
     r.entry = entry_name(fd.row, lv);
     r.level = lv;
     r.exact = fd.exact;
