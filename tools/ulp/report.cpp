@@ -23,7 +23,7 @@ static std::string input_text(const LevelResult& r, const Point& p) {
   for (const FuncDesc& f : registry())
     if (r.row == f.row) fd = &f;
   std::string s = format_value(p.a, single);
-  if (fd && (fd->arity == Arity::Binary || fd->arity == Arity::Powx)) s += ", " + format_value(p.b, single);
+  if (fd && fd->arity != Arity::Unary) s += ", " + format_value(p.b, single);
   return s;
 }
 
