@@ -121,6 +121,20 @@ __attribute__((noinline)) __m128 large_path(__m128 x, __m128 large, __m128 y, un
   return select(large, v, y);
 }
 
+// Both results of the lanes of `large` from one reduction.
+__attribute__((noinline)) void large_pair(__m128 x, __m128 large, __m128& s, __m128& c) {
+  const __m128 a = abs_of(x);
+  __m128d hs[2], hc[2];
+  for (int k = 0; k < 2; ++k) {
+    const Reduced red = reduce_any(_mm_cvtps_pd(k == 0 ? a : _mm_movehl_ps(a, a)));
+    hs[k] = table_sin(red, 0);
+    hc[k] = table_sin(red, 128);
+  }
+  const __m128 vs = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(hs[0]), _mm_cvtpd_ps(hs[1])), sign_of(x));
+  s = select(large, vs, s);
+  c = select(large, _mm_movelh_ps(_mm_cvtpd_ps(hc[0]), _mm_cvtpd_ps(hc[1])), c);
+}
+
 inline __m128 with_large(__m128 x, __m128 a, __m128 y, unsigned turn) {
   const __m128 large = _mm_cmpnle_ps(a, kS.bound.ps());
   if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) return large_path(x, large, y, turn);
@@ -248,10 +262,7 @@ struct SSinCosBase : SBase {
   }
   static V sincos_large(V x, V a, V s, V& c) {
     const V large = _mm_cmpnle_ps(a, kS.bound.ps());
-    if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) {
-      c = large_path(x, large, c, 128);
-      return large_path(x, large, s, 0);
-    }
+    if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) large_pair(x, large, s, c);
     return s;
   }
 };
