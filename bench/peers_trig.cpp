@@ -32,10 +32,6 @@ void second_of(int n, const T* a, T* r) {
   if (s.size() < static_cast<size_t>(n)) s.resize(static_cast<size_t>(n));
   F(n, a, s.data(), r);
 }
-template <class T>
-void* two(void (*f)(int, const T*, T*)) {
-  return reinterpret_cast<void*>(f);
-}
 
 #if defined(ZEV_HAVE_SLEEF)
 // Both results used, as a caller of sincos would.
@@ -81,11 +77,11 @@ void register_trig() {
       add(row("dTan"), "zev_HA", reinterpret_cast<void*>(_vqmdTan_HA), U, d, none, T);
       add(row("dTan"), "zev_EP", reinterpret_cast<void*>(_vqmdTan_26), U, d, none, T);
     }
-    add(row("sSinCos"), "zev_LA", two<float>(second_of<float, _vqmsSinCos_21>), U, d, none, T);
-    add(row("sSinCos"), "zev_HA", two<float>(second_of<float, _vqmsSinCos_HA>), U, d, none, T);
-    add(row("dSinCos"), "zev_LA", two<double>(second_of<double, _vqmdSinCos_50>), U, d, none, T);
-    add(row("dSinCos"), "zev_HA", two<double>(second_of<double, _vqmdSinCos_HA>), U, d, none, T);
-    add(row("dSinCos"), "zev_EP", two<double>(second_of<double, _vqmdSinCos_26>), U, d, none, T);
+    add(row("sSinCos"), "zev_LA", reinterpret_cast<void*>(&second_of<float, _vqmsSinCos_21>), U, d, none, T);
+    add(row("sSinCos"), "zev_HA", reinterpret_cast<void*>(&second_of<float, _vqmsSinCos_HA>), U, d, none, T);
+    add(row("dSinCos"), "zev_LA", reinterpret_cast<void*>(&second_of<double, _vqmdSinCos_50>), U, d, none, T);
+    add(row("dSinCos"), "zev_HA", reinterpret_cast<void*>(&second_of<double, _vqmdSinCos_HA>), U, d, none, T);
+    add(row("dSinCos"), "zev_EP", reinterpret_cast<void*>(&second_of<double, _vqmdSinCos_26>), U, d, none, T);
 
     add(row("sSin"), "glibc", ZEV_LOOP1(float, sinf(a[i])), U, d, none, T);
     add(row("dSin"), "glibc", ZEV_LOOP1(double, sin(a[i])), U, d, none, T);
