@@ -41,9 +41,11 @@ void reduce_large(__m128d a, __m128d large, Reduced& red) {
   const uint64_t* t0 = trigdata::kInvTwoPi64[e0];
   const uint64_t* t1 = trigdata::kInvTwoPi64[e1];
   // R's six 32-bit words, w5 most significant; _mm_mul_epu32 reads the low word of a lane.
-  const __m128i k0 = _mm_set_epi64x(static_cast<long long>(t1[0]), static_cast<long long>(t0[0]));
-  const __m128i k1 = _mm_set_epi64x(static_cast<long long>(t1[1]), static_cast<long long>(t0[1]));
-  const __m128i k2 = _mm_set_epi64x(static_cast<long long>(t1[2]), static_cast<long long>(t0[2]));
+  const __m128i a01 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t0));
+  const __m128i b01 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t1));
+  const __m128i k0 = _mm_unpacklo_epi64(a01, b01), k1 = _mm_unpackhi_epi64(a01, b01);
+  const __m128i k2 = _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(t0 + 2)),
+                                        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(t1 + 2)));
   const __m128i w5 = hi32(k0), w4 = k0, w3 = hi32(k1), w2 = k1, w1 = hi32(k2), w0 = k2;
   // m = M1 2^32 + M0, M1 of 21 bits.
   const __m128i mm = _mm_add_epi64(_mm_and_si128(ab, c.frac.i()), _mm_set1_epi64x(0x0010000000000000LL));
