@@ -118,7 +118,17 @@ double ref_turn(double x) {
   return sign * (F == 0 ? sv : F == 1 ? sign * cv : sv / cv);
 }
 
+// A row of two results measured on one of them; the other goes to scratch.
+template <void (*K)(int, const float*, float*, float*), int Which>
+void one_of_two(int n, const float* a, float* r) {
+  static std::vector<float> other;
+  other.resize(static_cast<size_t>(n));
+  if (Which == 0) K(n, a, r, other.data());
+  else K(n, a, other.data(), r);
+}
+
 #define ZEV_LEVELS(r) {_vqm##r##_21, _vqm##r##_HA, _vqm##r##_11}
+#define ZEV_LEVELS2(r, w) {one_of_two<_vqm##r##_21, w>, one_of_two<_vqm##r##_HA, w>, one_of_two<_vqm##r##_11, w>}
 const Func kFuncs[] = {
     {"sExp", ::exp, ZEV_LEVELS(sExp), false, -1, Class::Plain},
     {"sExp2", ::exp2, ZEV_LEVELS(sExp2), true, -1, Class::Plain},
@@ -162,8 +172,14 @@ const Func kFuncs[] = {
     {"sSind", ref_turn<360, 0>, ZEV_LEVELS(sSind), false, 1, Class::Exact},
     {"sCosd", ref_turn<360, 1>, ZEV_LEVELS(sCosd), false, 0, Class::Exact},
     {"sTand", ref_turn<360, 2>, ZEV_LEVELS(sTand), false, 1, Class::Exact},
+    {"sSin", ::sin, ZEV_LEVELS(sSin), false, 1, Class::Exact},
+    {"sCos", ::cos, ZEV_LEVELS(sCos), false, 0, Class::Exact},
+    {"sTan", ::tan, ZEV_LEVELS(sTan), false, 1, Class::Exact},
+    {"sSinCos.sin", ::sin, ZEV_LEVELS2(sSinCos, 0), false, 1, Class::Exact},
+    {"sSinCos.cos", ::cos, ZEV_LEVELS2(sSinCos, 1), false, 0, Class::Exact},
 };
 #undef ZEV_LEVELS
+#undef ZEV_LEVELS2
 const char* kLevel[3] = {"LA", "HA", "EP"};
 
 float from_bits(uint32_t u) {

@@ -118,6 +118,8 @@ std::vector<Point> make_inputs(const FuncDesc& fd, const Options& opt) {
   auto random_b = [&]() { return sample(rng, fd.b, single); };
 
   switch (fd.arity) {
+    case Arity::First2:
+    case Arity::Second2:
     case Arity::Unary:
       for (double x : gen) pts.push_back({x, 0.0});
       for (double x : fd.points) pts.push_back({to_format(x, single), 0.0});
@@ -185,6 +187,8 @@ namespace {
 template <class T>
 using Unary = void (*)(int, const T*, T*);
 template <class T>
+using Unary2 = void (*)(int, const T*, T*, T*);
+template <class T>
 using Binary = void (*)(int, const T*, const T*, T*);
 template <class T>
 using PowxK = void (*)(int, const T*, T, T*);
@@ -251,6 +255,8 @@ struct Caller {
     }
     switch (arity) {
       case Arity::Unary: reinterpret_cast<Unary<T>>(fn)(n, a, r); break;
+      case Arity::First2: reinterpret_cast<Unary2<T>>(fn)(n, a, r, b); break;
+      case Arity::Second2: reinterpret_cast<Unary2<T>>(fn)(n, a, b, r); break;
       case Arity::Binary: reinterpret_cast<Binary<T>>(fn)(n, a, b, r); break;
       case Arity::Powx: reinterpret_cast<PowxK<T>>(fn)(n, a, narrow<T>(p[0].b), r); break;
     }
@@ -265,6 +271,8 @@ struct Caller {
 
 template <class T>
 using UnaryI = void (*)(int, const T*, int, T*, int);
+template <class T>
+using Unary2I = void (*)(int, const T*, int, T*, int, T*, int);
 template <class T>
 using BinaryI = void (*)(int, const T*, int, const T*, int, T*, int);
 template <class T>
@@ -291,6 +299,8 @@ struct StridedCaller {
     }
     switch (arity) {
       case Arity::Unary: reinterpret_cast<UnaryI<T>>(fn)(n, abuf.data(), inca, r, incr); break;
+      case Arity::First2: reinterpret_cast<Unary2I<T>>(fn)(n, abuf.data(), inca, r, incr, bbuf.data(), incb); break;
+      case Arity::Second2: reinterpret_cast<Unary2I<T>>(fn)(n, abuf.data(), inca, bbuf.data(), incb, r, incr); break;
       case Arity::Binary:
         reinterpret_cast<BinaryI<T>>(fn)(n, abuf.data(), inca, bbuf.data(), incb, r, incr);
         break;
@@ -464,7 +474,7 @@ std::vector<LevelResult> measure_function(const FuncDesc& fd, const Options& opt
   };
   for (int lv = 0; lv < 3; ++lv) {
     LevelResult& r = out[lv];
-    r.row = fd.row;
+    r.row = std::string(fd.row) + (fd.arity == Arity::First2 ? " r1" : fd.arity == Arity::Second2 ? " r2" : "");
     r.entry = entry_name(fd.row, lv);
     r.level = lv;
     r.exact = fd.exact;

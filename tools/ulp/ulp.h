@@ -17,7 +17,9 @@
 namespace zev::ulp {
 
 // How a row's kernels take their arguments.
-enum class Arity { Unary, Binary, Powx };
+enum class Arity { Unary, Binary, Powx, First2, Second2 };
+// First2, Second2: a row of one input and two results (SinCos), measured on
+// its first or its second result; register the row once for each.
 
 // The MPFR reference: y = f(a[, b]) with y's own precision, round to nearest.
 // The working precision of y is at least 128 bits (see FuncDesc::work_bits).
