@@ -18,8 +18,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/gamma_tables/e1_double.h"
 #include "zev/zev_vqm.h"
+#include "tools/gamma_tables/e1_double.h"
 
 namespace {
 
@@ -53,11 +53,41 @@ double ref_log1p(double x) { return std::log1p(x); }
 double ref_inv(double x) { return 1.0 / x; }
 double ref_sqrt(double x) { return std::sqrt(x); }
 double ref_invsqrt(double x) { return 1.0 / std::sqrt(x); }  // 1/sqrt(-0) = -inf
+
+// A row of two results measured on one of them; the other goes to scratch.
+template <void (*K)(int, const float*, float*, float*), int Which>
+void one_of_two(int n, const float* a, float* r) {
+  static std::vector<float> other;
+  other.resize(static_cast<size_t>(n));
+  if (Which == 0) K(n, a, r, other.data());
+  else K(n, a, other.data(), r);
+}
+
 double ref_asinpi(double x) { return std::asin(x) / M_PI; }
 double ref_acospi(double x) { return std::acos(x) / M_PI; }
 double ref_atanpi(double x) { return std::atan(x) / M_PI; }
-double ref_lgamma(double x) { return ::lgamma(x); }
-double ref_tgamma(double x) { return ::tgamma(x); }
+
+// Half-turn and degree functions of a single x: the nearest quarter turn
+// taken out exactly (degrees beyond 2^46 first reduced by fmod, also exact),
+// then glibc's double functions on the rest in radians (within 2^-51 of the
+// value), quadrant by quadrant; zeros and poles carry the signs the kernels
+// promise (sine: x's; cosine: +0; tangent: sine over cosine).
+template <int Unit, int F>  // Unit: 2 half-turns, 360 degrees; F: 0 sin, 1 cos, 2 tan
+double ref_turn(double x) {
+  if (!std::isfinite(x)) return x - x;
+  double m = std::fabs(x);
+  if (Unit == 360 && m >= 0x1p46) m = std::fmod(m, 360.0);
+  if (Unit == 2 && m >= 0x1p24) m = 0;  // an even integer
+  const double k = std::nearbyint(m * 4 / Unit);
+  const double r = (m - k * (Unit / 4.0)) * (M_PI * 2 / Unit);
+  const int q = static_cast<int>(static_cast<int64_t>(k) & 3);
+  double s, c;
+  sincos(r, &s, &c);
+  const double sq[4] = {s, c, -s, -c}, cq[4] = {c, -s, -c, s};
+  const double sv = sq[q] + 0.0, cv = cq[q] + 0.0;
+  const double sign = std::signbit(x) ? -1.0 : 1.0;
+  return sign * (F == 0 ? sv : F == 1 ? sign * cv : sv / cv);
+}
 
 // The normal distribution from glibc's long double erfc (Phi(x) = erfc(-x/sqrt2)/2).
 double ref_cdfnorm(double x) {
@@ -96,37 +126,10 @@ double ref_cdfnorminv(double p) {
   if (!(p >= 0.0 && p <= 1.0)) return NAN;
   if (p == 0.0 || p == 1.0) return p == 0.0 ? -HUGE_VAL : HUGE_VAL;
   return p == 0.5 ? 0.0 : -1.4142135623730951 * ref_erfcinv_of(2.0 * p);
-// Half-turn and degree functions of a single x: the nearest quarter turn
-// taken out exactly (degrees beyond 2^46 first reduced by fmod, also exact),
-// then glibc's double functions on the rest in radians (within 2^-51 of the
-// value), quadrant by quadrant; zeros and poles carry the signs the kernels
-// promise (sine: x's; cosine: +0; tangent: sine over cosine).
-template <int Unit, int F>  // Unit: 2 half-turns, 360 degrees; F: 0 sin, 1 cos, 2 tan
-double ref_turn(double x) {
-  if (!std::isfinite(x)) return x - x;
-  double m = std::fabs(x);
-  if (Unit == 360 && m >= 0x1p46) m = std::fmod(m, 360.0);
-  if (Unit == 2 && m >= 0x1p24) m = 0;  // an even integer
-  const double k = std::nearbyint(m * 4 / Unit);
-  const double r = (m - k * (Unit / 4.0)) * (M_PI * 2 / Unit);
-  const int q = static_cast<int>(static_cast<int64_t>(k) & 3);
-  double s, c;
-  sincos(r, &s, &c);
-  const double sq[4] = {s, c, -s, -c}, cq[4] = {c, -s, -c, s};
-  const double sv = sq[q] + 0.0, cv = cq[q] + 0.0;
-  const double sign = std::signbit(x) ? -1.0 : 1.0;
-  return sign * (F == 0 ? sv : F == 1 ? sign * cv : sv / cv);
 }
 
-// A row of two results measured on one of them; the other goes to scratch.
-template <void (*K)(int, const float*, float*, float*), int Which>
-void one_of_two(int n, const float* a, float* r) {
-  static std::vector<float> other;
-  other.resize(static_cast<size_t>(n));
-  if (Which == 0) K(n, a, r, other.data());
-  else K(n, a, other.data(), r);
-}
-
+double ref_lgamma(double x) { return ::lgamma(x); }
+double ref_tgamma(double x) { return ::tgamma(x); }
 #define ZEV_LEVELS(r) {_vqm##r##_21, _vqm##r##_HA, _vqm##r##_11}
 #define ZEV_LEVELS2(r, w) {one_of_two<_vqm##r##_21, w>, one_of_two<_vqm##r##_HA, w>, one_of_two<_vqm##r##_11, w>}
 const Func kFuncs[] = {
@@ -145,38 +148,38 @@ const Func kFuncs[] = {
     {"sInv", ref_inv, ZEV_LEVELS(sInv), false, 1, Class::Exact},
     {"sSqrt", ref_sqrt, ZEV_LEVELS(sSqrt), false, -1, Class::Exact},
     {"sInvSqrt", ref_invsqrt, ZEV_LEVELS(sInvSqrt), false, -1, Class::Exact},
+    {"sSin", ::sin, ZEV_LEVELS(sSin), false, 1, Class::Exact},
+    {"sCos", ::cos, ZEV_LEVELS(sCos), false, 0, Class::Exact},
+    {"sTan", ::tan, ZEV_LEVELS(sTan), false, 1, Class::Exact},
+    {"sSinCos.sin", ::sin, ZEV_LEVELS2(sSinCos, 0), false, 1, Class::Exact},
+    {"sSinCos.cos", ::cos, ZEV_LEVELS2(sSinCos, 1), false, 0, Class::Exact},
     {"sAsin", ::asin, ZEV_LEVELS(sAsin), false, 1, Class::Exact},
     {"sAcos", ::acos, ZEV_LEVELS(sAcos), false, -1, Class::Exact},
     {"sAtan", ::atan, ZEV_LEVELS(sAtan), false, 1, Class::Exact},
     {"sAsinpi", ref_asinpi, ZEV_LEVELS(sAsinpi), false, 1, Class::Exact},
     {"sAcospi", ref_acospi, ZEV_LEVELS(sAcospi), false, -1, Class::Exact},
     {"sAtanpi", ref_atanpi, ZEV_LEVELS(sAtanpi), false, 1, Class::Exact},
-    {"sSinh", ::sinh, ZEV_LEVELS(sSinh), false, 1, Class::Zero},
-    {"sCosh", ::cosh, ZEV_LEVELS(sCosh), false, 0, Class::Plain},
-    {"sTanh", ::tanh, ZEV_LEVELS(sTanh), false, 1, Class::Zero},
-    {"sAsinh", ::asinh, ZEV_LEVELS(sAsinh), false, 1, Class::Zero},
-    {"sAcosh", ::acosh, ZEV_LEVELS(sAcosh), false, -1, Class::Zero},
-    {"sAtanh", ::atanh, ZEV_LEVELS(sAtanh), false, 1, Class::Zero},
-    {"sLGamma", ref_lgamma, ZEV_LEVELS(sLGamma), true, -1, Class::Zero},
-    {"sTGamma", ref_tgamma, ZEV_LEVELS(sTGamma), true, -1, Class::Plain},
-    {"sExpInt1", zev::gammaref::e1_double, ZEV_LEVELS(sExpInt1), false, -1, Class::Plain},
-    {"sErf", ::erf, ZEV_LEVELS(sErf), false, 1, Class::Exact},
-    {"sErfc", ::erfc, ZEV_LEVELS(sErfc), false, -1, Class::Zero},
-    {"sCdfNorm", ref_cdfnorm, ZEV_LEVELS(sCdfNorm), false, -1, Class::Zero},
-    {"sErfInv", ref_erfinv, ZEV_LEVELS(sErfInv), false, 1, Class::Exact},
-    {"sErfcInv", ref_erfcinv, ZEV_LEVELS(sErfcInv), false, -1, Class::Exact},
-    {"sCdfNormInv", ref_cdfnorminv, ZEV_LEVELS(sCdfNormInv), false, -1, Class::Exact},
     {"sSinpi", ref_turn<2, 0>, ZEV_LEVELS(sSinpi), false, 1, Class::Exact},
     {"sCospi", ref_turn<2, 1>, ZEV_LEVELS(sCospi), false, 0, Class::Exact},
     {"sTanpi", ref_turn<2, 2>, ZEV_LEVELS(sTanpi), false, 1, Class::Exact},
     {"sSind", ref_turn<360, 0>, ZEV_LEVELS(sSind), false, 1, Class::Exact},
     {"sCosd", ref_turn<360, 1>, ZEV_LEVELS(sCosd), false, 0, Class::Exact},
     {"sTand", ref_turn<360, 2>, ZEV_LEVELS(sTand), false, 1, Class::Exact},
-    {"sSin", ::sin, ZEV_LEVELS(sSin), false, 1, Class::Exact},
-    {"sCos", ::cos, ZEV_LEVELS(sCos), false, 0, Class::Exact},
-    {"sTan", ::tan, ZEV_LEVELS(sTan), false, 1, Class::Exact},
-    {"sSinCos.sin", ::sin, ZEV_LEVELS2(sSinCos, 0), false, 1, Class::Exact},
-    {"sSinCos.cos", ::cos, ZEV_LEVELS2(sSinCos, 1), false, 0, Class::Exact},
+    {"sSinh", ::sinh, ZEV_LEVELS(sSinh), false, 1, Class::Zero},
+    {"sCosh", ::cosh, ZEV_LEVELS(sCosh), false, 0, Class::Plain},
+    {"sTanh", ::tanh, ZEV_LEVELS(sTanh), false, 1, Class::Zero},
+    {"sAsinh", ::asinh, ZEV_LEVELS(sAsinh), false, 1, Class::Zero},
+    {"sAcosh", ::acosh, ZEV_LEVELS(sAcosh), false, -1, Class::Zero},
+    {"sAtanh", ::atanh, ZEV_LEVELS(sAtanh), false, 1, Class::Zero},
+    {"sErf", ::erf, ZEV_LEVELS(sErf), false, 1, Class::Exact},
+    {"sErfc", ::erfc, ZEV_LEVELS(sErfc), false, -1, Class::Zero},
+    {"sCdfNorm", ref_cdfnorm, ZEV_LEVELS(sCdfNorm), false, -1, Class::Zero},
+    {"sErfInv", ref_erfinv, ZEV_LEVELS(sErfInv), false, 1, Class::Exact},
+    {"sErfcInv", ref_erfcinv, ZEV_LEVELS(sErfcInv), false, -1, Class::Exact},
+    {"sCdfNormInv", ref_cdfnorminv, ZEV_LEVELS(sCdfNormInv), false, -1, Class::Exact},
+    {"sLGamma", ref_lgamma, ZEV_LEVELS(sLGamma), true, -1, Class::Zero},
+    {"sTGamma", ref_tgamma, ZEV_LEVELS(sTGamma), true, -1, Class::Plain},
+    {"sExpInt1", zev::gammaref::e1_double, ZEV_LEVELS(sExpInt1), false, -1, Class::Plain},
 };
 #undef ZEV_LEVELS
 #undef ZEV_LEVELS2
