@@ -41,6 +41,51 @@ ZEV_API int _vqsiRngUniformBits(int method, void* stream, int n, unsigned int* r
 ZEV_API int _vqsiRngUniformBits32(int method, void* stream, int n, unsigned int* r);
 ZEV_API int _vqsiRngUniformBits64(int method, void* stream, int n, unsigned long long* r);
 
+/* ---- Gaussian family --------------------------------------------------- */
+/* Normal variates of mean a and standard deviation sigma (sigma > 0).
+   Method 0: Box-Muller keeping one variate of each pair (two uniforms a
+   variate). Method 1: Box-Muller giving both (one uniform a variate); an odd
+   count leaves the raw pair of its last variate pending in a chunk of the
+   stream (id 2 double, 1 single), so the sequence does not depend on how n is
+   split across calls, and a saved stream carries it. Method 2: the inverse
+   error function of one uniform on (-1, 1) a variate. The accurate flag must
+   not be passed: any method outside 0..2 returns ZEV_VQS_ERR_BAD_ARG and
+   writes nothing. The vector kernels are reached through the rows Sin, Cos,
+   SinCos, Ln, Sqrt, ErfInv (double slot 2, single slot 0) with the caller's
+   error mode, callback and exception masks set aside for the call. */
+#define ZEV_RNG_GAUSSIAN_BOXMULLER  0
+#define ZEV_RNG_GAUSSIAN_BOXMULLER2 1
+#define ZEV_RNG_GAUSSIAN_ICDF       2
+ZEV_API int _vqssRngGaussian(int method, void* stream, int n, float* r, float a, float sigma);
+ZEV_API int _vqsdRngGaussian(int method, void* stream, int n, double* r, double a, double sigma);
+
+/* n vectors of dimen components one after another in r: a + T z, z standard
+   normal (drawn as n*dimen Gaussian variates by method). mstorage: FULL, t a
+   dimen by dimen matrix in column-major order of which the upper triangle is
+   used, transposed (in row-major terms: the lower-triangular Cholesky factor
+   L of the covariance, r = a + L z); PACKED, the lower triangle packed column
+   by column (r = a + L z with L column-major lower); DIAGONAL, dimen standard
+   deviations. Any other mstorage leaves standard normal vectors. dimen 1
+   ignores mstorage: mean a[0], sigma t[0]. */
+#define ZEV_RNG_GAUSSIAN_MV_FULL     0
+#define ZEV_RNG_GAUSSIAN_MV_PACKED   1
+#define ZEV_RNG_GAUSSIAN_MV_DIAGONAL 2
+ZEV_API int _vqssRngGaussianMV(int method, void* stream, int n, float* r, int dimen, int mstorage,
+                               const float* a, const float* t);
+ZEV_API int _vqsdRngGaussianMV(int method, void* stream, int n, double* r, int dimen, int mstorage,
+                               const double* a, const double* t);
+
+/* Lognormal: b + beta exp(N(a, sigma)). Method 0 draws the normals by
+   Gaussian method 1, any other by method 2; with the accurate flag no value
+   falls below b. Domain: sigma > 0, beta > 0. */
+#define ZEV_RNG_LOGNORMAL_BOXMULLER2 0
+#define ZEV_RNG_LOGNORMAL_ICDF       1
+#define ZEV_RNG_LOGNORMAL_ICDF_ACCURATE (ZEV_RNG_LOGNORMAL_ICDF | ZEV_RNG_METHOD_ACCURATE)
+ZEV_API int _vqssRngLognormal(int method, void* stream, int n, float* r, float a, float sigma,
+                              float b, float beta);
+ZEV_API int _vqsdRngLognormal(int method, void* stream, int n, double* r, double a, double sigma,
+                              double b, double beta);
+
 /* ---- Continuous distributions, inverse transform ----------------------- */
 /* Method 0 (ICDF): the fast form. Method ICDF | ZEV_RNG_METHOD_ACCURATE: the
    same variates computed without the cancellation of 1 - u near its ends.
