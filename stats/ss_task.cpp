@@ -1,5 +1,5 @@
 // Statistics tasks: creation, deletion, the parameter table with its three
-// generic editors, the named editors, and the compute entries not built yet.
+// generic editors and the named editors.
 //
 // An editor stores a pointer and tests only that it is not null: no value
 // behind a pointer is read and no field is compared with another, so a caller
