@@ -15,6 +15,10 @@ namespace zev::ulp {
 
 enum class COp { Add, Sub, Mul, MulByConj, Div, Conj, Abs, Sqrt, Arg };
 
+// The exact value v of a row's function of a (and b), rounded to v's
+// precision; a real result goes to the real part of v, its imaginary part +0.
+using CExactFn = void (*)(mpc_ptr v, mpc_srcptr a, mpc_srcptr b);
+
 template <class R> struct CFormat {
   static constexpr int p = sizeof(R) == 4 ? 24 : 53;
   static constexpr int emin = sizeof(R) == 4 ? -125 : -1021;  // mpfr exponent of the least normal
@@ -34,6 +38,18 @@ struct CExact {
   }
   CExact(const CExact&) = delete;
   CExact& operator=(const CExact&) = delete;
+
+  void compute(CExactFn f, double ar, double ai, double br, double bi) {
+    mpc_t a, b;
+    mpc_init2(a, 64);
+    mpc_init2(b, 64);
+    mpc_set_d_d(a, ar, ai, MPC_RNDNN);
+    mpc_set_d_d(b, br, bi, MPC_RNDNN);
+    f(v, a, b);
+    mpc_abs(abs, v, MPFR_RNDN);
+    mpc_clear(a);
+    mpc_clear(b);
+  }
 
   void compute(COp op, double ar, double ai, double br, double bi) {
     mpc_t a, b;

@@ -1,51 +1,23 @@
-// Complex rows against MPC: Add, Sub, Mul, MulByConj, Div, Conj, Abs, Sqrt, Arg.
+// Complex rows of the arithmetic against MPC: Add, Sub, Mul, MulByConj, Div,
+// Conj, Abs, Sqrt, Arg; and the measure every complex family registers its
+// rows with (complex_measure.h).
 //
-// A complex row is measured here rather than by the real runner: each part
-// in ulps of that part (judged at HA where the part is not below 2^-20 of
-// |exact|, bound 2 ulp), and the normwise error |got - exact| / |exact| in
-// ulps of |exact| (the level's bound; at EP its relative size, results below
-// the normal range against the least normal). Inputs: the special values
-// crossed with each other, then random points with parts over every binade
-// of both signs, near the axes, huge and tiny parts, and operands chosen so
-// that Mul's parts cancel and Div's quotient sits on an axis. Classes: where
-// the exact value has an infinite part (an overflow included) the result
-// must have one; NaN inputs must give a NaN part.
+// Inputs: the special values crossed with each other, the row's own points,
+// then random points with parts over every binade of both signs, near the
+// axes, huge and tiny parts, and operands chosen so that Mul's parts cancel
+// and Div's quotient sits on an axis. Classes: where the exact value has an
+// infinite part (an overflow included) the result must have one; NaN inputs
+// must give a NaN part.
 #include <cfloat>
 #include <cmath>
 #include <cstring>
 #include <string>
 
-#include "tools/ulp/complex_ref.h"
-#include "tools/ulp/ulp.h"
+#include "tools/ulp/complex_measure.h"
 #include "zev/zev_config.h"
 
 namespace zev::ulp {
 namespace {
-
-// The complex arities, measured here through FuncDesc::measure: an arity of
-// the runner's would add cases to every switch of the real runner.
-enum class CArity { Unary, Binary, Real };
-CArity arity_of(const std::string& row) {
-  const std::string f = row.substr(1);
-  return f == "Conj" || f == "Sqrt" ? CArity::Unary : f == "Abs" || f == "Arg" ? CArity::Real : CArity::Binary;
-}
-
-struct CPoint {
-  double ar, ai, br, bi;
-};
-
-COp op_of(const std::string& row) {
-  const std::string f = row.substr(1);
-  if (f == "Add") return COp::Add;
-  if (f == "Sub") return COp::Sub;
-  if (f == "Mul") return COp::Mul;
-  if (f == "MulByConj") return COp::MulByConj;
-  if (f == "Div") return COp::Div;
-  if (f == "Conj") return COp::Conj;
-  if (f == "Sqrt") return COp::Sqrt;
-  if (f == "Arg") return COp::Arg;
-  return COp::Abs;
-}
 
 double part(Rng& g, bool single) {
   const int emin = single ? -149 : -1074, emax = single ? 127 : 1023;
@@ -61,13 +33,18 @@ double part(Rng& g, bool single) {
   return g.below(2) ? -x : x;
 }
 
-std::vector<CPoint> inputs(bool single, bool binary, const Options& opt) {
+std::vector<CPoint> inputs(bool single, const CRow& row, const Options& opt) {
+  const bool binary = row.arity == CArity::Binary || row.arity == CArity::Scalar;
   const double tiny = single ? 0x1p-149 : 0x1p-1074, least = single ? 0x1p-126 : 0x1p-1022;
   const double big = single ? FLT_MAX : DBL_MAX;
   const double sv[] = {0.0, -0.0, tiny, -least, 1.0, -0.75, 3.0, big, -big, HUGE_VAL, -HUGE_VAL, NAN};
   std::vector<CPoint> p;
   for (double a : sv)
     for (double b : sv) {
+      if (row.arity == CArity::RealIn) {
+        p.push_back({a, 0.0, 0.0, 0.0});
+        break;
+      }
       if (!binary) {
         p.push_back({a, b, 0.0, 0.0});
         continue;
@@ -75,8 +52,13 @@ std::vector<CPoint> inputs(bool single, bool binary, const Options& opt) {
       for (double c : sv)
         for (double d : {0.0, -1.0, big, double(HUGE_VAL), double(NAN)}) p.push_back({a, b, c, d});
     }
-  Rng g(opt.seed ^ (single ? 1 : 2) ^ (binary ? 4 : 8));
   auto fit = [&](double x) { return single ? static_cast<double>(static_cast<float>(x)) : x; };
+  if (row.extra) {
+    const size_t from = p.size();
+    row.extra(p, single);
+    for (size_t i = from; i < p.size(); ++i) p[i] = {fit(p[i].ar), fit(p[i].ai), fit(p[i].br), fit(p[i].bi)};
+  }
+  Rng g(opt.seed ^ (single ? 1 : 2) ^ (binary ? 4 : 8));
   for (long i = 0; i < opt.random_points; ++i) {
     CPoint q{part(g, single), part(g, single), part(g, single), part(g, single)};
     const int shift = single ? 30 : 60;
@@ -99,8 +81,12 @@ std::vector<CPoint> inputs(bool single, bool binary, const Options& opt) {
         break;
       default: break;
     }
+    if (row.arity == CArity::RealIn) q.ai = 0.0;
     p.push_back(q);
   }
+  // Powx: one b a call; runs of 64 points share the b of their first.
+  if (row.arity == CArity::Scalar)
+    for (size_t i = 0; i < p.size(); ++i) p[i].br = p[i & ~size_t(63)].br, p[i].bi = p[i & ~size_t(63)].bi;
   return p;
 }
 
@@ -111,10 +97,26 @@ struct Run {
   // Results of n elements from the entry (fn) or its strided twin (fi, with
   // strides 1, 2 and result stride 3), as doubles.
   void call(void* fn, void* fi, const std::vector<CPoint>& p, size_t from, int n, double* out, size_t cap = 0) const {
+    if (arity == CArity::Scalar) {
+      // A call for each run of equal b; the last run keeps the spare tail.
+      int i = 0;
+      while (i < n) {
+        int j = i + 1;
+        while (j < n && p[from + j].br == p[from + i].br && p[from + j].bi == p[from + i].bi) ++j;
+        call_one(fn, fi, p, from + i, j - i, out + 2 * i * (fi ? 3 : 1), j == n ? cap : 0);
+        i = j;
+      }
+      return;
+    }
+    call_one(fn, fi, p, from, n, out, cap);
+  }
+  void call_one(void* fn, void* fi, const std::vector<CPoint>& p, size_t from, int n, double* out, size_t cap) const {
     std::vector<C> a(n * 2 + 1), b(n * 2 + 1);
+    std::vector<R> ra(n * 2 + 1);
     for (int i = 0; i < n; ++i) {
       const CPoint& q = p[from + i];
       a[i] = {static_cast<R>(q.ar), static_cast<R>(q.ai)};
+      ra[i] = static_cast<R>(q.ar);
       b[fi ? 2 * i : i] = {static_cast<R>(q.br), static_cast<R>(q.bi)};
     }
     const int ir = fi ? 3 : 1;
@@ -128,6 +130,18 @@ struct Run {
                                                                                     r.data(), ir);
         else
           reinterpret_cast<void (*)(int, const C*, const C*, C*)>(fn)(n, a.data(), b.data(), r.data());
+        break;
+      case CArity::Scalar:
+        if (fi)
+          reinterpret_cast<void (*)(int, const C*, int, C, C*, int)>(fi)(n, a.data(), 1, b[0], r.data(), ir);
+        else
+          reinterpret_cast<void (*)(int, const C*, C, C*)>(fn)(n, a.data(), b[0], r.data());
+        break;
+      case CArity::RealIn:
+        if (fi)
+          reinterpret_cast<void (*)(int, const R*, int, C*, int)>(fi)(n, ra.data(), 1, r.data(), ir);
+        else
+          reinterpret_cast<void (*)(int, const R*, C*)>(fn)(n, ra.data(), r.data());
         break;
       case CArity::Unary:
         if (fi)
@@ -152,11 +166,12 @@ struct Run {
 bool same_bits(double x, double y) { return std::memcmp(&x, &y, sizeof x) == 0 || (x != x && y != y); }
 
 template <class R>
-void measure_level(const FuncDesc& fd, const std::vector<CPoint>& p, void* fn, void* fi, const Env& env,
+void measure_level(const CRow& row, const std::vector<CPoint>& p, void* fn, void* fi, const Env& env,
                    LevelResult& res) {
   constexpr bool single = sizeof(R) == 4;
-  const Run<R> run{arity_of(fd.row)};
-  const COp op = op_of(fd.row);
+  const CArity arity = row.arity;
+  const bool binary = arity == CArity::Binary || arity == CArity::Scalar;
+  const Run<R> run{arity};
   const int n = static_cast<int>(p.size());
   std::vector<double> got(2 * n), gs(6 * n);
   env.clear_status();
@@ -184,24 +199,21 @@ void measure_level(const FuncDesc& fd, const std::vector<CPoint>& p, void* fn, v
   std::string at_norm, at_part;
   for (int i = 0; i < n; ++i) {
     const CPoint& q = p[i];
-    const double gr = got[2 * i], gi = arity_of(fd.row) == CArity::Real ? 0.0 : got[2 * i + 1];
-    x.compute(op, q.ar, q.ai, q.br, q.bi);
+    const double gr = got[2 * i], gi = arity == CArity::Real ? 0.0 : got[2 * i + 1];
+    x.compute(row.exact, q.ar, q.ai, q.br, q.bi);
     const double wr = rounded<R>(mpc_realref(x.v)), wi = rounded<R>(mpc_imagref(x.v));
     ++res.points;
     auto text = [&] {
       char bb[96];
       snprintf(bb, sizeof bb, "(%a, %a)", q.br, q.bi);
       const std::string bstr = bb;
-      snprintf(buf, sizeof buf, "(%a, %a)%s%s -> (%a, %a), want (%a, %a)", q.ar, q.ai,
-               arity_of(fd.row) == CArity::Binary ? " op " : "",
-               arity_of(fd.row) == CArity::Binary ? bstr.c_str() : "",
+      snprintf(buf, sizeof buf, "(%a, %a)%s%s -> (%a, %a), want (%a, %a)", q.ar, q.ai, binary ? " op " : "",
+               binary ? bstr.c_str() : "",
                gr, gi, wr, wi);
       return std::string(buf);
     };
-    const bool nan_in = std::isnan(q.ar) || std::isnan(q.ai) ||
-                        (arity_of(fd.row) == CArity::Binary && (std::isnan(q.br) || std::isnan(q.bi)));
-    const bool inf_in = std::isinf(q.ar) || std::isinf(q.ai) ||
-                        (arity_of(fd.row) == CArity::Binary && (std::isinf(q.br) || std::isinf(q.bi)));
+    const bool nan_in = std::isnan(q.ar) || std::isnan(q.ai) || (binary && (std::isnan(q.br) || std::isnan(q.bi)));
+    const bool inf_in = std::isinf(q.ar) || std::isinf(q.ai) || (binary && (std::isinf(q.br) || std::isinf(q.bi)));
     if (std::isinf(wr) || std::isinf(wi) || std::isnan(wr) || std::isnan(wi) || nan_in || inf_in) {
       bool bad = false;
       if (!nan_in && (std::isinf(wr) || std::isinf(wi)) && !std::isinf(gr) && !std::isinf(gi)) bad = true;
@@ -239,7 +251,10 @@ void measure_level(const FuncDesc& fd, const std::vector<CPoint>& p, void* fn, v
   env.clear_status();
 }
 
-std::vector<LevelResult> measure(const FuncDesc& fd, const Options& opt, const Env& env) {
+}  // namespace
+
+std::vector<LevelResult> measure_complex(const FuncDesc& fd, const Options& opt, const Env& env) {
+  const CRow& row = *static_cast<const CRow*>(fd.data);
   const bool single = fd.row[0] == 'c';
   std::vector<LevelResult> out(3);
   std::vector<CPoint> pts;
@@ -256,19 +271,49 @@ std::vector<LevelResult> measure(const FuncDesc& fd, const Options& opt, const E
     if (!fn) continue;
     r.state = State::Measured;
     if (fi) r.strided_entry = entry_name(std::string(fd.row) + "I", lv);
-    if (pts.empty()) pts = inputs(single, arity_of(fd.row) == CArity::Binary, opt);
+    if (pts.empty()) pts = inputs(single, row, opt);
     if (single)
-      measure_level<float>(fd, pts, fn, fi, env, r);
+      measure_level<float>(row, pts, fn, fi, env, r);
     else
-      measure_level<double>(fd, pts, fn, fi, env, r);
+      measure_level<double>(row, pts, fn, fi, env, r);
   }
   return out;
 }
 
-#define ROW(name) {.row = name, .measure = measure}
+namespace {
+
+void add(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { mpc_add(v, a, b, MPC_RNDNN); }
+void sub(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { mpc_sub(v, a, b, MPC_RNDNN); }
+void mul(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { mpc_mul(v, a, b, MPC_RNDNN); }
+void mul_by_conj(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) {
+  mpc_t c;
+  mpc_init2(c, 64);
+  mpc_conj(c, b, MPC_RNDNN);
+  mpc_mul(v, a, c, MPC_RNDNN);
+  mpc_clear(c);
+}
+void div(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { mpc_div(v, a, b, MPC_RNDNN); }
+void conj(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_conj(v, a, MPC_RNDNN); }
+void sqrt(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_sqrt(v, a, MPC_RNDNN); }
+void abs(mpc_ptr v, mpc_srcptr a, mpc_srcptr) {
+  mpc_abs(mpc_realref(v), a, MPFR_RNDN);
+  mpfr_set_zero(mpc_imagref(v), 1);
+}
+void arg(mpc_ptr v, mpc_srcptr a, mpc_srcptr) {
+  mpc_arg(mpc_realref(v), a, MPFR_RNDN);
+  mpfr_set_zero(mpc_imagref(v), 1);
+}
+
+const CRow kAdd{CArity::Binary, add}, kSub{CArity::Binary, sub}, kMul{CArity::Binary, mul},
+    kMulByConj{CArity::Binary, mul_by_conj}, kDiv{CArity::Binary, div}, kConj{CArity::Unary, conj},
+    kSqrt{CArity::Unary, sqrt}, kAbs{CArity::Real, abs}, kArg{CArity::Real, arg};
+
 Registrar reg({
-    ROW("zAdd"), ROW("zSub"), ROW("zMul"), ROW("zMulByConj"), ROW("zDiv"), ROW("zConj"), ROW("zAbs"), ROW("zSqrt"),
-    ROW("cAdd"), ROW("cSub"), ROW("cMul"), ROW("cMulByConj"), ROW("cDiv"), ROW("cConj"), ROW("cAbs"), ROW("cSqrt"), ROW("cArg"),
+    ZEV_CROW("zAdd", kAdd), ZEV_CROW("zSub", kSub), ZEV_CROW("zMul", kMul), ZEV_CROW("zMulByConj", kMulByConj),
+    ZEV_CROW("zDiv", kDiv), ZEV_CROW("zConj", kConj), ZEV_CROW("zAbs", kAbs), ZEV_CROW("zSqrt", kSqrt),
+    ZEV_CROW("cAdd", kAdd), ZEV_CROW("cSub", kSub), ZEV_CROW("cMul", kMul), ZEV_CROW("cMulByConj", kMulByConj),
+    ZEV_CROW("cDiv", kDiv), ZEV_CROW("cConj", kConj), ZEV_CROW("cAbs", kAbs), ZEV_CROW("cSqrt", kSqrt),
+    ZEV_CROW("cArg", kArg),
 });
 
 }  // namespace

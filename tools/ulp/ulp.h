@@ -67,6 +67,7 @@ struct FuncDesc {
   double bound_la = 4.0, bound_ha = 1.0;  // ulp bounds of LA and HA
   // A family that measures its rows itself (complex: each part and normwise).
   std::vector<LevelResult> (*measure)(const FuncDesc&, const Options&, const Env&) = nullptr;
+  const void* data = nullptr;  // what such a family's measure needs of the row
 };
 
 // Every funcs_<family>.cpp holds one of these at namespace scope.
