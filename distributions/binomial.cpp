@@ -12,7 +12,7 @@ int binomial_inverse(void* stream, int n, int32_t* r, double trials, double pm, 
   const double qm = 1 - pm, ratio = pm / qm;
   const double mode = std::floor((trials + 1) * pm);
   const InverseCdf table(
-      0, trials, mode, std::exp(binomial_log_pmf(mode, trials, pm, qm)),
+      0, trials, mode, zev::dist::exp(binomial_log_pmf(mode, trials, pm, qm)),
       table_width(std::sqrt(trials * pm * qm)),
       [=](double k) { return ratio * (trials - k) / (k + 1); },
       [=](double k) { return k / (ratio * (trials - k + 1)); });

@@ -20,6 +20,7 @@
 #include <cstdint>
 
 #include "distributions/dist_common.h"
+#include "distributions/dist_math.h"
 
 namespace zev::dist {
 
@@ -118,7 +119,7 @@ inline double stirling_delta(double k) {
   }
   double f = 1;  // k! is exact in double up to 18!
   for (int i = 2; i <= int(k); ++i) f *= i;
-  return std::log(f) - (k + 0.5) * std::log(k) + k - 0.5 * kLn2Pi;
+  return ln(f) - (k + 0.5) * ln(k) + k - 0.5 * kLn2Pi;
 }
 
 // bd0(x, m) = x ln(x / m) + m - x >= 0, without the cancellation near x = m:
@@ -140,24 +141,24 @@ inline double bd0(double x, double m) {
     }
     return s;
   }
-  return x * std::log(x / m) + m - x;
+  return x * ln(x / m) + m - x;
 }
 
 // ln P(X = k), X Poisson(mu), mu > 0, k >= 0.
 inline double poisson_log_pmf(double k, double mu) {
   if (k == 0) return -mu;
-  return -stirling_delta(k) - bd0(k, mu) - 0.5 * (kLn2Pi + std::log(k));
+  return -stirling_delta(k) - bd0(k, mu) - 0.5 * (kLn2Pi + ln(k));
 }
 
 // ln P(X = k), X binomial(n, p), q = 1 - p given separately so that it keeps
 // its precision; 0 <= k <= n.
 inline double binomial_log_pmf(double k, double n, double p, double q) {
   if (n == 0) return 0;
-  if (k == 0) return p < 0.5 ? n * std::log1p(-p) : n * std::log(q);
-  if (k == n) return q < 0.5 ? n * std::log1p(-q) : n * std::log(p);
+  if (k == 0) return p < 0.5 ? n * log1p(-p) : n * ln(q);
+  if (k == n) return q < 0.5 ? n * log1p(-q) : n * ln(p);
   const double lc = stirling_delta(n) - stirling_delta(k) - stirling_delta(n - k) - bd0(k, n * p) -
                     bd0(n - k, n * q);
-  return lc - 0.5 * (kLn2Pi + std::log(k) + std::log1p(-k / n));
+  return lc - 0.5 * (kLn2Pi + ln(k) + log1p(-k / n));
 }
 
 // ln P(X = k), X hypergeometric: k successes in d draws from a population of
@@ -312,7 +313,7 @@ class Ptrs {
     b_ = 0.931 + 2.53 * slam;
     a_ = -0.059 + 0.02483 * b_;
     vr_ = 0.9277 - 3.6224 / (b_ - 2);
-    ln_inv_alpha_ = std::log(1.1239 + 1.1328 / (b_ - 3.4));
+    ln_inv_alpha_ = ln(1.1239 + 1.1328 / (b_ - 3.4));
   }
   double operator()(Uniforms& u) const {
     for (int t = 0; t < kMaxAttempts; ++t) {
@@ -323,7 +324,7 @@ class Ptrs {
       const double k = std::floor((2 * a_ / us + b_) * U + mu_ + 0.43);
       if (us >= 0.07 && V <= vr_) return k;
       if (k < 0 || (us < 0.013 && V > us)) continue;
-      if (std::log(V) + ln_inv_alpha_ - std::log(a_ / (us * us) + b_) <= poisson_log_pmf(k, mu_))
+      if (ln(V) + ln_inv_alpha_ - ln(a_ / (us * us) + b_) <= poisson_log_pmf(k, mu_))
         return k;
     }
     return std::floor(mu_);
@@ -337,7 +338,7 @@ class Ptrs {
 // (one uniform), else PTRS. At least one uniform, whatever mu is.
 inline double poisson_once(Uniforms& u, double mu) {
   if (!(mu < 10)) return Ptrs(mu)(u);
-  double f = std::exp(-mu), v = u.next(), k = 0;
+  double f = exp(-mu), v = u.next(), k = 0;
   while (v >= f && f > 0) {
     v -= f;
     k += 1;
@@ -358,7 +359,7 @@ class Btrs {
     a_ = -0.0873 + 0.0248 * b_ + 0.01 * p;
     c_ = n * p + 0.5;
     vr_ = 0.92 - 4.2 / b_;
-    ln_alpha_ = std::log((2.83 + 5.1 / b_) * spq);
+    ln_alpha_ = ln((2.83 + 5.1 / b_) * spq);
     const double mode = std::floor((n + 1) * p);
     mode_ = mode;
     ln_pmode_ = binomial_log_pmf(mode, n, p, q_);
@@ -372,7 +373,7 @@ class Btrs {
       const double k = std::floor((2 * a_ / us + b_) * U + c_);
       if (k < 0 || k > n_) continue;
       if (us >= 0.07 && V <= vr_) return k;
-      if (std::log(V) + ln_alpha_ - std::log(a_ / (us * us) + b_) <=
+      if (ln(V) + ln_alpha_ - ln(a_ / (us * us) + b_) <=
           binomial_log_pmf(k, n_, p_, q_) - ln_pmode_)
         return k;
     }
@@ -396,7 +397,7 @@ inline double binomial_once(Uniforms& u, double n, double p) {
   double k;
   if (n * pm < 10) {
     const double r = pm / (1 - pm);
-    double f = std::exp(n * std::log1p(-pm)), v = u.next();
+    double f = exp(n * log1p(-pm)), v = u.next();
     k = 0;
     while (v >= f && k < n && f > 0) {
       v -= f;

@@ -13,7 +13,7 @@ using namespace zev::dist;
 int hypergeometric_inverse(void* stream, int n, int32_t* r, double pop, double s, double d) {
   const double kmin = std::fmax(0, d - (pop - s)), kmax = std::fmin(s, d);
   const double mode = std::fmin(kmax, std::fmax(kmin, std::floor((d + 1) * (s + 1) / (pop + 2))));
-  const double pmode = kmin == kmax ? 1.0 : std::exp(hypergeometric_log_pmf(mode, pop, s, d));
+  const double pmode = kmin == kmax ? 1.0 : zev::dist::exp(hypergeometric_log_pmf(mode, pop, s, d));
   const double var = pop > 1 ? d * (s / pop) * (1 - s / pop) * (pop - d) / (pop - 1) : 0;
   const double f = pop - s - d;  // failures left over when all draws are failures, minus one
   const InverseCdf table(
@@ -52,7 +52,7 @@ class Hrua {
       const double tz = ln_part(z) - ln_pmode_;
       if (x * (4 - x) - 3 <= tz) return z;
       if (x * (x - tz) >= 1) continue;
-      if (2 * std::log(x) <= tz) return z;
+      if (2 * zev::dist::ln(x) <= tz) return z;
     }
     return mode_;
   }

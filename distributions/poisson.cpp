@@ -15,7 +15,7 @@ bool mean_in_domain(double mu) { return mu >= 0 && mu <= kMaxMean; }
 int poisson_inverse(void* stream, int n, int32_t* r, double mu) {
   const double mode = std::floor(mu);
   const InverseCdf table(
-      0, double(kMarker), mode, std::exp(poisson_log_pmf(mode, mu)), table_width(std::sqrt(mu)),
+      0, double(kMarker), mode, zev::dist::exp(poisson_log_pmf(mode, mu)), table_width(std::sqrt(mu)),
       [mu](double k) { return mu / (k + 1); }, [mu](double k) { return k / mu; });
   return invert(stream, n, r, table);
 }

@@ -36,6 +36,8 @@ int main() {
   void* s = nullptr;
   unsigned seed = 12345;
   __vqsNewStreamEx(&s, ZEV_BRNG_MT19937, 1, &seed);
+  void* sf = nullptr;
+  __vqsNewStreamEx(&sf, ZEV_BRNG_SFMT19937, 1, &seed);
   const int big = 1'000'000;
   std::vector<double> d(big);
   std::vector<float> f(big);
@@ -57,6 +59,12 @@ int main() {
       {"sUniform", [&](int n) { _vqssRngUniform(0, s, n, f.data(), 0.0f, 1.0f); }},
       {"iUniform", [&](int n) { _vqsiRngUniform(0, s, n, i.data(), 0, 1000); }},
       {"iUniformBits32", [&](int n) { _vqsiRngUniformBits32(0, s, n, reinterpret_cast<unsigned*>(i.data())); }},
+      {"dGaussian BOXMULLER", [&](int n) { _vqsdRngGaussian(0, s, n, d.data(), 0.0, 1.0); }},
+      {"dGaussian BOXMULLER2", [&](int n) { _vqsdRngGaussian(1, s, n, d.data(), 0.0, 1.0); }},
+      {"dGaussian BOXMULLER2 SFMT19937", [&](int n) { _vqsdRngGaussian(1, sf, n, d.data(), 0.0, 1.0); }},
+      {"dGaussian ICDF", [&](int n) { _vqsdRngGaussian(2, s, n, d.data(), 0.0, 1.0); }},
+      {"dGaussian ICDF SFMT19937", [&](int n) { _vqsdRngGaussian(2, sf, n, d.data(), 0.0, 1.0); }},
+      {"sGaussian BOXMULLER2", [&](int n) { _vqssRngGaussian(1, s, n, f.data(), 0.0f, 1.0f); }},
       {"dExponential", [&](int n) { _vqsdRngExponential(0, s, n, d.data(), 0.0, 1.0); }},
       {"dExponential accurate", [&](int n) { _vqsdRngExponential(A, s, n, d.data(), 0.0, 1.0); }},
       {"sExponential", [&](int n) { _vqssRngExponential(0, s, n, f.data(), 0.0f, 1.0f); }},
@@ -156,5 +164,6 @@ int main() {
     std::fflush(stdout);
   }
   __vqsDeleteStream(&s);
+  __vqsDeleteStream(&sf);
   return 0;
 }

@@ -16,6 +16,8 @@ tests = {
     "random": lambda n: g.random(n),
     "random float32": lambda n: g.random(n, dtype=np.float32),
     "integers int32": lambda n: g.integers(0, 1000, n, dtype=np.int32),
+    "standard_normal": lambda n: g.standard_normal(n),
+    "standard_normal float32": lambda n: g.standard_normal(n, dtype=np.float32),
     "exponential": lambda n: g.exponential(1.0, n),
     "standard_exponential float32": lambda n: g.standard_exponential(n, dtype=np.float32),
     "laplace": lambda n: g.laplace(0.0, 1.0, n),
