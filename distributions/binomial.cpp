@@ -38,7 +38,8 @@ ZEV_API int _vqsiRngBinomial(int method, void* stream, int n, int32_t* r, int32_
   const double trials = ntrial;
   const bool flip = p > 0.5;
   const double pm = flip ? 1 - p : p;
-  if ((method & ~ZEV_RNG_METHOD_ACCURATE) == ZEV_RNG_BINOMIAL_INV || trials * pm < 10)
+  if ((method & ~ZEV_RNG_METHOD_ACCURATE) == ZEV_RNG_BINOMIAL_INV || trials * pm < 10 ||
+      small_table(0, trials, std::floor((trials + 1) * pm), std::sqrt(trials * pm * (1 - pm))))
     return binomial_inverse(stream, n, r, trials, pm, flip);
   const Btrs btrs(trials, pm);
   Uniforms u(stream, 2);

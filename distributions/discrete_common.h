@@ -144,10 +144,15 @@ inline double bd0(double x, double m) {
   return x * ln(x / m) + m - x;
 }
 
+// ln P(X = k), X Poisson(mu), mu > 0, k >= 1, with ln k given.
+inline double poisson_log_pmf_lnk(double k, double mu, double lnk) {
+  return -stirling_delta(k) - bd0(k, mu) - 0.5 * (kLn2Pi + lnk);
+}
+
 // ln P(X = k), X Poisson(mu), mu > 0, k >= 0.
 inline double poisson_log_pmf(double k, double mu) {
   if (k == 0) return -mu;
-  return -stirling_delta(k) - bd0(k, mu) - 0.5 * (kLn2Pi + ln(k));
+  return poisson_log_pmf_lnk(k, mu, ln(k));
 }
 
 // ln P(X = k), X binomial(n, p), q = 1 - p given separately so that it keeps
@@ -288,6 +293,15 @@ InverseCdf(double, double, double, double, double, Up, Down) -> InverseCdf<Up, D
 // hold all but 1e-30 of the mass for the distributions here.
 inline double table_width(double sd) { return std::ceil(12 * sd + 16); }
 
+// Method 0 of Poisson, Binomial and Hypergeometric inverts by the table
+// wherever it spans at most kSmallTable integers (a build of about a
+// microsecond a call), and takes its rejection method beyond.
+constexpr double kSmallTable = 512;
+inline bool small_table(double kmin, double kmax, double mode, double sd) {
+  const double w = table_width(sd);
+  return std::fmin(kmax, mode + w) - std::fmax(kmin, mode - w) + 1 <= kSmallTable;
+}
+
 // Fills r[0..n) by the table, one uniform a variate, in blocks.
 template <class Table>
 int invert(void* stream, int n, int32_t* r, const Table& table) {
@@ -324,8 +338,15 @@ class Ptrs {
       const double k = std::floor((2 * a_ / us + b_) * U + mu_ + 0.43);
       if (us >= 0.07 && V <= vr_) return k;
       if (k < 0 || (us < 0.013 && V > us)) continue;
-      if (ln(V) + ln_inv_alpha_ - ln(a_ / (us * us) + b_) <= poisson_log_pmf(k, mu_))
-        return k;
+      // ln(V / (a / us^2 + b)) and ln k in one evaluation.
+      const double q = V / (a_ / (us * us) + b_);
+      if (k == 0) {
+        if (ln(q) + ln_inv_alpha_ <= -mu_) return k;
+        continue;
+      }
+      double lq, lk;
+      ln2(q, k, lq, lk);
+      if (lq + ln_inv_alpha_ <= poisson_log_pmf_lnk(k, mu_, lk)) return k;
     }
     return std::floor(mu_);
   }
@@ -363,6 +384,11 @@ class Btrs {
     const double mode = std::floor((n + 1) * p);
     mode_ = mode;
     ln_pmode_ = binomial_log_pmf(mode, n, p, q_);
+    // ln P(k) - ln P(mode) = c0 - delta(k) - delta(n - k) - bd0(k, n p)
+    //   - bd0(n - k, n q) - ln(k (n - k) / n) / 2 for 0 < k < n.
+    c0_ = stirling_delta(n) - 0.5 * kLn2Pi - ln_pmode_;
+    np_ = n * p;
+    nq_ = n * q_;
   }
   double operator()(Uniforms& u) const {
     for (int t = 0; t < kMaxAttempts; ++t) {
@@ -373,15 +399,22 @@ class Btrs {
       const double k = std::floor((2 * a_ / us + b_) * U + c_);
       if (k < 0 || k > n_) continue;
       if (us >= 0.07 && V <= vr_) return k;
-      if (ln(V) + ln_alpha_ - ln(a_ / (us * us) + b_) <=
-          binomial_log_pmf(k, n_, p_, q_) - ln_pmode_)
-        return k;
+      const double q = V / (a_ / (us * us) + b_);
+      if (k == 0 || k == n_) {
+        if (ln(q) + ln_alpha_ <= binomial_log_pmf(k, n_, p_, q_) - ln_pmode_) return k;
+        continue;
+      }
+      // ln(V / (a / us^2 + b)) and ln(k (n - k) / n) in one evaluation.
+      double lq, lk;
+      ln2(q, k * ((n_ - k) / n_), lq, lk);
+      const double lr = c0_ - stirling_delta(k) - stirling_delta(n_ - k) - bd0(k, np_) - bd0(n_ - k, nq_);
+      if (lq + ln_alpha_ <= lr - 0.5 * lk) return k;
     }
     return mode_;
   }
 
  private:
-  double n_, p_, q_, a_, b_, c_, vr_, ln_alpha_, mode_, ln_pmode_;
+  double n_, p_, q_, a_, b_, c_, vr_, ln_alpha_, mode_, ln_pmode_, c0_, np_, nq_;
 };
 
 // Binomial(n, p) for one variate, n >= 0, 0 <= p <= 1: by the smaller of p

@@ -39,6 +39,20 @@ inline double ln(double x) {
   return x > 0 ? x : std::numeric_limits<double>::quiet_NaN();
 }
 
+// ln x and ln y in one vector evaluation, for x and y positive normal
+// numbers (others go to ln one by one).
+inline void ln2(double x, double y, double& lx, double& ly) {
+  constexpr double lo = 0x1p-1022, hi = std::numeric_limits<double>::max();
+  if (!(x >= lo && x <= hi && y >= lo && y <= hi)) {
+    lx = ln(x), ly = ln(y);
+    return;
+  }
+  const vk::DD s = vk::logpow::log_ha(_mm_set_pd(y, x));
+  const __m128d r = _mm_add_pd(s.hi, s.lo);
+  lx = _mm_cvtsd_f64(r);
+  ly = _mm_cvtsd_f64(_mm_unpackhi_pd(r, r));
+}
+
 // ln(1 + x), with full relative precision for small x; -1 gives -inf, below
 // it NaN.
 inline double log1p(double x) {

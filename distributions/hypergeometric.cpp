@@ -8,16 +8,25 @@ namespace {
 
 using namespace zev::dist;
 
-// Successes among d draws without replacement from pop items of which s are
-// successes, by the table of its distribution function.
+// Support, mode and standard deviation of the successes among d draws
+// without replacement from pop items of which s are successes.
+struct Shape {
+  Shape(double pop, double s, double d)
+      : kmin(std::fmax(0, d - (pop - s))),
+        kmax(std::fmin(s, d)),
+        mode(std::fmin(kmax, std::fmax(kmin, std::floor((d + 1) * (s + 1) / (pop + 2))))),
+        sd(std::sqrt(pop > 1 ? d * (s / pop) * (1 - s / pop) * (pop - d) / (pop - 1) : 0)) {}
+  double kmin, kmax, mode, sd;
+};
+
+// The variates by the table of the distribution function.
 int hypergeometric_inverse(void* stream, int n, int32_t* r, double pop, double s, double d) {
-  const double kmin = std::fmax(0, d - (pop - s)), kmax = std::fmin(s, d);
-  const double mode = std::fmin(kmax, std::fmax(kmin, std::floor((d + 1) * (s + 1) / (pop + 2))));
+  const Shape sh(pop, s, d);
+  const double kmin = sh.kmin, kmax = sh.kmax, mode = sh.mode;
   const double pmode = kmin == kmax ? 1.0 : zev::dist::exp(hypergeometric_log_pmf(mode, pop, s, d));
-  const double var = pop > 1 ? d * (s / pop) * (1 - s / pop) * (pop - d) / (pop - 1) : 0;
   const double f = pop - s - d;  // failures left over when all draws are failures, minus one
   const InverseCdf table(
-      kmin, kmax, mode, pmode, table_width(std::sqrt(var)),
+      kmin, kmax, mode, pmode, table_width(sh.sd),
       [=](double k) { return (s - k) * (d - k) / ((k + 1) * (f + k + 1)); },
       [=](double k) { return k * (f + k) / ((s - k + 1) * (d - k + 1)); });
   return invert(stream, n, r, table);
@@ -39,6 +48,9 @@ class Hrua {
     mode_ = std::floor((m + 1) * (g + 1) / (pop + 2));
     p_ = m / pop;
     q_ = (pop - m) / pop;
+    f_ = pop - g;
+    gp_ = g * p_, gq_ = g * q_, fp_ = f_ * p_, fq_ = f_ * q_;
+    c0_ = stirling_delta(g) + stirling_delta(f_) - kLn2Pi;
     ln_pmode_ = ln_part(mode_);
     end_ = std::fmin(std::fmin(m, g) + 1, std::floor(c_ + 16 * sd));
   }
@@ -58,12 +70,19 @@ class Hrua {
   }
 
  private:
-  // ln P(z) but for its term that does not depend on z.
+  // ln P(z) but for its term that does not depend on z: the binomial
+  // probabilities of z among g and of m - z among f = pop - g, at p = m/pop.
+  // Inside both supports their saddle-point forms share one logarithm.
   double ln_part(double z) const {
-    return binomial_log_pmf(z, g_, p_, q_) + binomial_log_pmf(m_ - z, pop_ - g_, p_, q_);
+    const double y = m_ - z;
+    if (!(z > 0 && z < g_ && y > 0 && y < f_))
+      return binomial_log_pmf(z, g_, p_, q_) + binomial_log_pmf(y, f_, p_, q_);
+    return c0_ - stirling_delta(z) - stirling_delta(g_ - z) - stirling_delta(y) - stirling_delta(f_ - y) -
+           bd0(z, gp_) - bd0(g_ - z, gq_) - bd0(y, fp_) - bd0(f_ - y, fq_) -
+           0.5 * zev::dist::ln((z * ((g_ - z) / g_)) * (y * ((f_ - y) / f_)));
   }
 
-  double pop_, g_, m_, c_, h_, mode_, p_, q_, ln_pmode_, end_;
+  double pop_, g_, m_, c_, h_, mode_, p_, q_, ln_pmode_, end_, f_, gp_, gq_, fp_, fq_, c0_;
 };
 
 }  // namespace
@@ -80,8 +99,9 @@ ZEV_API int _vqsiRngHypergeometric(int method, void* stream, int n, int32_t* r, 
   }
   const double pop = population, s = successes, d = draws;
   const double m = std::fmin(d, pop - d);
+  const Shape sh(pop, s, d);
   if ((method & ~ZEV_RNG_METHOD_ACCURATE) == ZEV_RNG_HYPERGEOMETRIC_INV || m < 10 ||
-      s == 0 || s == pop)
+      s == 0 || s == pop || small_table(sh.kmin, sh.kmax, sh.mode, sh.sd))
     return hypergeometric_inverse(stream, n, r, pop, s, d);
   const double g = std::fmin(s, pop - s);
   const Hrua hrua(pop, g, m);

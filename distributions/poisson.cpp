@@ -30,7 +30,8 @@ ZEV_API int _vqsiRngPoisson(int method, void* stream, int n, int32_t* r, double 
     for (int i = 0; i < n; ++i) r[i] = kMarker;
     return 0;
   }
-  if ((method & ~ZEV_RNG_METHOD_ACCURATE) == ZEV_RNG_POISSON_INV || mu < 10)
+  if ((method & ~ZEV_RNG_METHOD_ACCURATE) == ZEV_RNG_POISSON_INV || mu < 10 ||
+      small_table(0, double(kMarker), std::floor(mu), std::sqrt(mu)))
     return poisson_inverse(stream, n, r, mu);
   const Ptrs ptrs(mu);
   Uniforms u(stream, 2);
