@@ -209,6 +209,49 @@ int standard_beta(void* stream, int n, double* out, double a, double b) {
   return 0;
 }
 
+// Both shapes below 1: Johnk's method (1964). With x = U^(1/a) and
+// y = V^(1/b), two uniforms an attempt, accept when x + y <= 1 and give
+// x / (x + y); acceptance Gamma(a + 1) Gamma(b + 1) / Gamma(a + b + 1), 0.5
+// (shapes near 1) to 1 (near 0). Where x + y is too small to divide by, the
+// ratio comes from the logarithms: 1 / (1 + e^(ln y - ln x)), so that no
+// subnormal x or y costs precision.
+int johnk_beta(void* stream, int n, double* out, double a, double b) {
+  QuietKernels quiet;
+  const double inv_a = 1 / a, inv_b = 1 / b;
+  double u[2 * kRound], e[2 * kRound];
+  int fails = 0;
+  for (int done = 0; done < n;) {
+    const int m = n - done < kRound ? n - done : kRound;
+    const int st = draw_open(stream, 2 * m, u);
+    if (st < 0) return st;
+    _vqmdLn_50(2 * m, u, u);
+    for (int i = 0; i < m; ++i) e[2 * i] = u[2 * i] * inv_a, e[2 * i + 1] = u[2 * i + 1] * inv_b;
+    _vqmdExp_50(2 * m, e, e);
+    for (int i = 0; i < m; ++i) {
+      const double x = e[2 * i], y = e[2 * i + 1], t = x + y;
+      if (!(t <= 1)) {
+        if (++fails == kMaxAttempts) {  // outside the domains only
+          out[done++] = a / (a + b);
+          fails = 0;
+        }
+        continue;
+      }
+      fails = 0;
+      if (x >= 0x1p-1022 && y >= 0x1p-1022) {
+        out[done++] = x / t;
+        continue;
+      }
+      // x or y subnormal or 0: the ratio from the logarithms.
+      const double lx = u[2 * i] * inv_a, ly = u[2 * i + 1] * inv_b;
+      double d = ly - lx;
+      // Both -inf (shapes near 0): the sign of ln V a - ln U b decides.
+      if (!(d == d)) d = u[2 * i + 1] * a > u[2 * i] * b ? 1e300 : -1e300;
+      out[done++] = 1 / (1 + zev::dist::exp(d));
+    }
+  }
+  return 0;
+}
+
 template <class T>
 int beta_dist(void* stream, int n, T* r, double a, double b, double loc, double scale) {
   constexpr double inf = std::numeric_limits<double>::infinity();
@@ -219,7 +262,7 @@ int beta_dist(void* stream, int n, T* r, double a, double b, double loc, double 
   double x[kBlock];
   for (int done = 0; done < n;) {
     const int m = n - done < kBlock ? n - done : kBlock;
-    const int st = standard_beta(stream, m, x, a, b);
+    const int st = a < 1 && b < 1 ? johnk_beta(stream, m, x, a, b) : standard_beta(stream, m, x, a, b);
     if (st < 0) return st;
     for (int i = 0; i < m; ++i) r[done + i] = T(loc + scale * x[i]);
     done += m;
