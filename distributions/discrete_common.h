@@ -322,6 +322,7 @@ int invert(void* stream, int n, int32_t* r, const Table& table) {
 // an attempt, acceptance 0.75 (mu = 10) to 0.89.
 class Ptrs {
  public:
+  double mu() const { return mu_; }
   explicit Ptrs(double mu) : mu_(mu) {
     const double slam = std::sqrt(mu);
     b_ = 0.931 + 2.53 * slam;
@@ -356,10 +357,10 @@ class Ptrs {
 };
 
 // Poisson(mu) for one variate, 0 <= mu < 2^31: below 10 by inversion from 0
-// (one uniform), else PTRS. At least one uniform, whatever mu is.
-inline double poisson_once(Uniforms& u, double mu) {
-  if (!(mu < 10)) return Ptrs(mu)(u);
-  double f = exp(-mu), v = u.next(), k = 0;
+// (one uniform, e^-mu given), else PTRS. At least one uniform, whatever mu
+// is.
+inline double poisson_below10(Uniforms& u, double mu, double emu) {
+  double f = emu, v = u.next(), k = 0;
   while (v >= f && f > 0) {
     v -= f;
     k += 1;
@@ -367,6 +368,28 @@ inline double poisson_once(Uniforms& u, double mu) {
   }
   return k;
 }
+
+inline double poisson_once(Uniforms& u, double mu) {
+  return mu < 10 ? poisson_below10(u, mu, exp(-mu)) : Ptrs(mu)(u);
+}
+
+// poisson_once for a sequence of means, with the set-up of the last mean
+// kept: runs of equal means cost one exponential or one PTRS set-up.
+class PoissonSeq {
+ public:
+  double operator()(Uniforms& u, double mu) {
+    if (mu < 10) {
+      if (mu != small_mu_) small_mu_ = mu, emu_ = exp(-mu);
+      return poisson_below10(u, mu, emu_);
+    }
+    if (mu != ptrs_.mu()) ptrs_ = Ptrs(mu);
+    return ptrs_(u);
+  }
+
+ private:
+  double small_mu_ = -1, emu_ = 0;
+  Ptrs ptrs_{10};
+};
 
 // ---- Binomial, BTRS -----------------------------------------------------------
 // Transformed rejection (Hormann 1993) for n p >= 10 with p <= 1/2: two

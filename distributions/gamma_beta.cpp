@@ -318,10 +318,11 @@ ZEV_API int _vqsiRngNegbinomial(int, void* stream, int n, int32_t* r, double a, 
     int st = standard_gamma(stream, m, lam, a);
     if (st < 0) return st;
     Uniforms u(stream, 1);
+    PoissonSeq poisson;
     st = each_variate(u, m, [&](int i) {
       const double mu = lam[i] * scale;
       if (mu < 0x1p31) {
-        r[done + i] = saturate(poisson_once(u, mu));
+        r[done + i] = saturate(poisson(u, mu));
       } else {
         u.next();
         r[done + i] = kMarker;

@@ -41,9 +41,10 @@ ZEV_API int _vqsiRngPoisson(int method, void* stream, int n, int32_t* r, double 
 ZEV_API int _vqsiRngPoissonV(int, void* stream, int n, int32_t* r, const double* mu) {
   KeepErrno keep;
   Uniforms u(stream, 1);
+  PoissonSeq poisson;
   return each_variate(u, n, [&](int i) {
     if (mean_in_domain(mu[i])) {
-      r[i] = saturate(poisson_once(u, mu[i]));
+      r[i] = saturate(poisson(u, mu[i]));
     } else {
       u.next();  // every variate takes at least one uniform
       r[i] = kMarker;

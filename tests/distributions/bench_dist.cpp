@@ -148,18 +148,23 @@ int main() {
        }},
   };
   // BENCH_DIST_ONLY=<text>[,<text>...] times only the rows whose name holds
-  // one of the texts; those rows run 5,000,000 variates a round.
+  // one of the texts (or, for =<text>, is the text); those rows run 5,000,000
+  // variates a round.
   const char* only = std::getenv("BENCH_DIST_ONLY");
   auto wanted = [&](const char* name) {
     for (const char* p = only;;) {
       const char* e = std::strchr(p, ',');
       const std::string part(p, e != nullptr ? size_t(e - p) : std::strlen(p));
-      if (!part.empty() && std::strstr(name, part.c_str()) != nullptr) return true;
+      if (!part.empty() && part[0] == '=' ? part.compare(1, std::string::npos, name) == 0
+                                          : !part.empty() && std::strstr(name, part.c_str()) != nullptr)
+        return true;
       if (e == nullptr) return false;
       p = e + 1;
     }
   };
-  const long total = only != nullptr ? 5'000'000 : 20'000'000;
+  // BENCH_DIST_TOTAL=<count> sets the variates a round.
+  const char* total_env = std::getenv("BENCH_DIST_TOTAL");
+  const long total = total_env != nullptr ? std::atol(total_env) : only != nullptr ? 5'000'000 : 20'000'000;
   std::printf("%-40s %12s %12s\n", "ns per variate", "n=1000", "n=1000000");
   for (const Row& r : rows) {
     if (only != nullptr && !wanted(r.name)) continue;

@@ -8,10 +8,6 @@ import sys
 
 g = np.random.Generator(np.random.MT19937(12345))
 means = np.full(1000000, 3.0)
-# An argument (texts separated by commas) times only the rows whose name holds
-# one of them, at 5,000,000 variates a round.
-only = sys.argv[1].split(",") if len(sys.argv) > 1 else None
-total = 5000000 if only else 20000000
 tests = {
     "random": lambda n: g.random(n),
     "random float32": lambda n: g.random(n, dtype=np.float32),
@@ -46,13 +42,22 @@ tests = {
     "negative_binomial(5, 0.3)": lambda n: g.negative_binomial(5, 0.3, n),
     "multinomial(100, (.2,.3,.5)) a vector": lambda n: g.multinomial(100, [0.2, 0.3, 0.5], n),
 }
-print(f"{'ns per variate':30s} {'n=1000':>10s} {'n=1000000':>10s}")
-for name, f in tests.items():
-    if only and not any(o in name for o in only):
-        continue
-    res = []
-    for n in (1000, 1000000):
-        reps = max(1, total // n)
-        best = min(timeit.repeat(lambda: f(n), number=reps, repeat=5))
-        res.append(best / (reps * n) * 1e9)
-    print(f"{name:30s} {res[0]:10.2f} {res[1]:10.2f}")
+
+
+def best_ns(f, n, total):
+    """Best of five rounds of total variates, in ns per variate."""
+    reps = max(1, total // n)
+    return min(timeit.repeat(lambda: f(n), number=reps, repeat=5)) / (reps * n) * 1e9
+
+
+if __name__ == "__main__":
+    # An argument (texts separated by commas) times only the rows whose name
+    # holds one of them, at 5,000,000 variates a round.
+    only = sys.argv[1].split(",") if len(sys.argv) > 1 else None
+    total = 5000000 if only else 20000000
+    print(f"{'ns per variate':30s} {'n=1000':>10s} {'n=1000000':>10s}")
+    for name, f in tests.items():
+        if only and not any(o in name for o in only):
+            continue
+        res = [best_ns(f, n, total) for n in (1000, 1000000)]
+        print(f"{name:30s} {res[0]:10.2f} {res[1]:10.2f}")
