@@ -64,13 +64,14 @@ ZEV_API int _vqsiRngMultinomial(int, void* stream, int n, int32_t* r, int32_t nt
   // the last takes the rest. Every category but the last takes one binomial
   // draw, so every variate at least k - 1 uniforms.
   Uniforms u(stream, k - 1);
+  BinomialSeq binomial[16];  // the set-up of category j kept in binomial[j % 16]
   return each_variate(u, n, [&](int i) {
     int32_t* x = r + int64_t(i) * k;
     double left = ntrial;
     long double rest = total;
     for (int32_t j = 0; j < k - 1; ++j) {
       const double share = rest > 0 ? double(p[j] / rest) : 1.0;
-      const double c = binomial_once(u, left, share < 1 ? share : 1.0);
+      const double c = binomial[j % 16](u, left, share < 1 ? share : 1.0);
       x[j] = int32_t(c);
       left -= c;
       rest -= p[j];

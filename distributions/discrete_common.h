@@ -111,15 +111,27 @@ int each_variate(Uniforms& u, int n, One&& one) {
 inline int32_t saturate(double k) { return k < double(kMarker) ? int32_t(k) : kMarker; }
 
 // ---- Logarithms of probability functions -------------------------------------
-// delta(k) = ln k! - (k + 1/2) ln k + k - ln(2 pi) / 2, k >= 1.
+// delta(k) = ln k! - (k + 1/2) ln k + k - ln(2 pi) / 2 for integers k >= 1:
+// up to 15 from a table made at first use (k! is exact in double), above by
+// the asymptotic series.
 inline double stirling_delta(double k) {
   if (k > 15) {
     const double r = 1 / k, r2 = r * r;
     return r * (1.0 / 12 - r2 * (1.0 / 360 - r2 * (1.0 / 1260 - r2 * (1.0 / 1680 - r2 / 1188))));
   }
-  double f = 1;  // k! is exact in double up to 18!
-  for (int i = 2; i <= int(k); ++i) f *= i;
-  return ln(f) - (k + 0.5) * ln(k) + k - 0.5 * kLn2Pi;
+  struct Table {
+    double d[16];
+    Table() {
+      double f = 1;
+      d[0] = 0;  // not used
+      for (int i = 1; i < 16; ++i) {
+        f *= i;
+        d[i] = ln(f) - (i + 0.5) * ln(double(i)) + i - 0.5 * kLn2Pi;
+      }
+    }
+  };
+  static const Table table;
+  return table.d[int(k)];
 }
 
 // bd0(x, m) = x ln(x / m) + m - x >= 0, without the cancellation near x = m:
@@ -440,30 +452,47 @@ class Btrs {
   double n_, p_, q_, a_, b_, c_, vr_, ln_alpha_, mode_, ln_pmode_, c0_, np_, nq_;
 };
 
-// Binomial(n, p) for one variate, n >= 0, 0 <= p <= 1: by the smaller of p
-// and 1 - p; below a mean of 10 by inversion from 0 (one uniform), else BTRS.
-// At least one uniform, even where the value is certain.
-inline double binomial_once(Uniforms& u, double n, double p) {
-  if (!(p > 0) || n == 0 || p >= 1) {
-    u.next();
-    return p >= 1 ? n : 0;
-  }
-  const bool flip = p > 0.5;
-  const double pm = flip ? 1 - p : p;
-  double k;
-  if (n * pm < 10) {
-    const double r = pm / (1 - pm);
-    double f = exp(n * log1p(-pm)), v = u.next();
-    k = 0;
-    while (v >= f && k < n && f > 0) {
-      v -= f;
-      f *= r * (n - k) / (k + 1);
-      k += 1;
+// Binomial(n, p) for one variate at a time, n >= 0, 0 <= p <= 1: by the
+// smaller of p and 1 - p; below a mean of 10 by inversion from 0 (one
+// uniform), else BTRS. At least one uniform, even where the value is
+// certain. The set-up of the last (n, p) is kept, so runs of equal
+// parameters pay it once.
+class BinomialSeq {
+ public:
+  double operator()(Uniforms& u, double n, double p) {
+    if (!(p > 0) || n == 0 || p >= 1) {
+      u.next();
+      return p >= 1 ? n : 0;
     }
-  } else {
-    k = Btrs(n, pm)(u);
+    const bool flip = p > 0.5;
+    const double pm = flip ? 1 - p : p;
+    if (n != n_ || pm != pm_) {
+      n_ = n, pm_ = pm;
+      small_ = n * pm < 10;
+      if (small_)
+        ratio_ = pm / (1 - pm), f0_ = exp(n * log1p(-pm));
+      else
+        btrs_ = Btrs(n, pm);
+    }
+    double k;
+    if (small_) {
+      double f = f0_, v = u.next();
+      k = 0;
+      while (v >= f && k < n && f > 0) {
+        v -= f;
+        f *= ratio_ * (n - k) / (k + 1);
+        k += 1;
+      }
+    } else {
+      k = btrs_(u);
+    }
+    return flip ? n - k : k;
   }
-  return flip ? n - k : k;
-}
+
+ private:
+  double n_ = -1, pm_ = -1, ratio_ = 0, f0_ = 0;
+  bool small_ = true;
+  Btrs btrs_{20, 0.5};
+};
 
 }  // namespace zev::dist
