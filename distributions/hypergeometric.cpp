@@ -53,15 +53,17 @@ class Hrua {
     c0_ = stirling_delta(g) + stirling_delta(f_) - kLn2Pi;
     ln_pmode_ = ln_part(mode_);
     end_ = std::fmin(std::fmin(m, g) + 1, std::floor(c_ + 16 * sd));
+    memo_lo_ = mode_ - kMemo / 2;
+    for (double& v : memo_) v = kUnset;
   }
-  double operator()(Uniforms& u) const {
+  double operator()(Uniforms& u) {
     for (int t = 0; t < kMaxAttempts; ++t) {
       const double x = u.next(), y = u.next();
       if (u.failed()) return 0;
       const double w = c_ + h_ * (y - 0.5) / x;
       if (!(w >= 0 && w < end_)) continue;
       const double z = std::floor(w);
-      const double tz = ln_part(z) - ln_pmode_;
+      const double tz = ln_ratio(z);
       if (x * (4 - x) - 3 <= tz) return z;
       if (x * (x - tz) >= 1) continue;
       if (2 * zev::dist::ln(x) <= tz) return z;
@@ -70,6 +72,18 @@ class Hrua {
   }
 
  private:
+  // ln P(z) - ln P(mode), kept for the kMemo values of z about the mode as
+  // they are first asked for: most attempts then cost no logarithm.
+  static constexpr int kMemo = 2048;
+  static constexpr double kUnset = 1.0;  // no ratio here is above 0
+  double ln_ratio(double z) {
+    const double off = z - memo_lo_;
+    if (!(off >= 0 && off < kMemo)) return ln_part(z) - ln_pmode_;
+    double& v = memo_[int(off)];
+    if (v == kUnset) v = ln_part(z) - ln_pmode_;
+    return v;
+  }
+
   // ln P(z) but for its term that does not depend on z: the binomial
   // probabilities of z among g and of m - z among f = pop - g, at p = m/pop.
   // Inside both supports their saddle-point forms share one logarithm.
@@ -83,6 +97,8 @@ class Hrua {
   }
 
   double pop_, g_, m_, c_, h_, mode_, p_, q_, ln_pmode_, end_, f_, gp_, gq_, fp_, fq_, c0_;
+  double memo_lo_;
+  double memo_[kMemo];
 };
 
 }  // namespace
@@ -104,7 +120,7 @@ ZEV_API int _vqsiRngHypergeometric(int method, void* stream, int n, int32_t* r, 
       s == 0 || s == pop || small_table(sh.kmin, sh.kmax, sh.mode, sh.sd))
     return hypergeometric_inverse(stream, n, r, pop, s, d);
   const double g = std::fmin(s, pop - s);
-  const Hrua hrua(pop, g, m);
+  Hrua hrua(pop, g, m);
   Uniforms u(stream, 2);
   return each_variate(u, n, [&](int i) {
     double z = hrua(u);
