@@ -42,9 +42,10 @@ ZEV_API int _vqsiRngBinomial(int method, void* stream, int n, int32_t* r, int32_
       small_table(0, trials, std::floor((trials + 1) * pm), std::sqrt(trials * pm * (1 - pm))))
     return binomial_inverse(stream, n, r, trials, pm, flip);
   const Btrs btrs(trials, pm);
+  Memo memo(btrs.mode());
   Uniforms u(stream, 2);
   return each_variate(u, n, [&](int i) {
-    const double k = btrs(u);
+    const double k = btrs(u, &memo);
     r[i] = int32_t(flip ? trials - k : k);
   });
 }

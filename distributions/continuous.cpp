@@ -103,15 +103,16 @@ int from_log_tail(int method, void* stream, int n, T* r, Map map) {
   return for_blocks(n, [&](int done, int m) {
     const int st = log_tail_any(stream, m, accurate(method), L, work);
     if (st < 0) return st;
-    T* out = r + done;
-    for (int i = 0; i < m; ++i) out[i] = map(L[i]);
+    map(m, L, r + done);
     return 0;
   });
 }
 
 template <class T>
 int exponential(int method, void* stream, int n, T* r, T loc, T scale) {
-  return from_log_tail(method, stream, n, r, [=](T l) { return loc - scale * l; });
+  return from_log_tail(method, stream, n, r, [=](int m, const T* L, T* out) {
+    for (int i = 0; i < m; ++i) out[i] = loc - scale * L[i];
+  });
 }
 
 // sqrt(-2 L) by the packed square root, two or four lanes an instruction
@@ -131,16 +132,9 @@ inline void minus2_sqrt(int m, float* L) {
 
 template <class T>
 int rayleigh(int method, void* stream, int n, T* r, T loc, T scale) {
-  QuietKernels quiet;
-  T L[kBlock];
-  double work[kBlock];
-  return for_blocks(n, [&](int done, int m) {
-    const int st = log_tail_any(stream, m, accurate(method), L, work);
-    if (st < 0) return st;
+  return from_log_tail(method, stream, n, r, [=](int m, T* L, T* out) {
     minus2_sqrt(m, L);
-    T* out = r + done;
     for (int i = 0; i < m; ++i) out[i] = loc + scale * L[i];
-    return 0;
   });
 }
 

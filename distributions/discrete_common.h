@@ -329,6 +329,33 @@ int invert(void* stream, int n, int32_t* r, const Table& table) {
   return 0;
 }
 
+// ---- Values kept about the mode -------------------------------------------------
+// f(k) for the kSize integers about a centre, kept as they are first asked
+// for: a rejection method whose acceptance test needs ln P(k) then pays for
+// it once a value of k in a call, and gives the same decisions as without.
+class Memo {
+ public:
+  static constexpr int kSize = 2048;
+  explicit Memo(double centre) : lo_(centre - kSize / 2) {
+    for (double& v : v_) v = kUnset;
+  }
+  // Moves the kept range before any value is kept.
+  void centre(double c) { lo_ = c - kSize / 2; }
+  template <class F>
+  double operator()(double k, F&& f) {
+    const double off = k - lo_;
+    if (!(off >= 0 && off < kSize)) return f(k);
+    double& v = v_[int(off)];
+    if (v == kUnset) v = f(k);
+    return v;
+  }
+
+ private:
+  static constexpr double kUnset = 1.0;  // no logarithm of a probability, or of its ratio to the mode's, is as large
+  double lo_;
+  double v_[kSize];
+};
+
 // ---- Poisson, PTRS ------------------------------------------------------------
 // Transformed rejection with squeeze (Hormann 1993), mu >= 10: two uniforms
 // an attempt, acceptance 0.75 (mu = 10) to 0.89.
@@ -342,7 +369,8 @@ class Ptrs {
     vr_ = 0.9277 - 3.6224 / (b_ - 2);
     ln_inv_alpha_ = ln(1.1239 + 1.1328 / (b_ - 3.4));
   }
-  double operator()(Uniforms& u) const {
+  // With memo, ln P(k) is kept for the values of k about mu.
+  double operator()(Uniforms& u, Memo* memo = nullptr) const {
     for (int t = 0; t < kMaxAttempts; ++t) {
       const double U = u.next() - 0.5, V = u.next();
       if (u.failed()) return 0;
@@ -351,12 +379,17 @@ class Ptrs {
       const double k = std::floor((2 * a_ / us + b_) * U + mu_ + 0.43);
       if (us >= 0.07 && V <= vr_) return k;
       if (k < 0 || (us < 0.013 && V > us)) continue;
-      // ln(V / (a / us^2 + b)) and ln k in one evaluation.
       const double q = V / (a_ / (us * us) + b_);
       if (k == 0) {
         if (ln(q) + ln_inv_alpha_ <= -mu_) return k;
         continue;
       }
+      if (memo != nullptr) {
+        const double lp = (*memo)(k, [&](double j) { return poisson_log_pmf(j, mu_); });
+        if (ln(q) + ln_inv_alpha_ <= lp) return k;
+        continue;
+      }
+      // ln(V / (a / us^2 + b)) and ln k in one evaluation.
       double lq, lk;
       ln2(q, k, lq, lk);
       if (lq + ln_inv_alpha_ <= poisson_log_pmf_lnk(k, mu_, lk)) return k;
@@ -425,7 +458,9 @@ class Btrs {
     np_ = n * p;
     nq_ = n * q_;
   }
-  double operator()(Uniforms& u) const {
+  // With memo, ln P(k) - ln P(mode) is kept for the values of k about the
+  // mode.
+  double operator()(Uniforms& u, Memo* memo = nullptr) const {
     for (int t = 0; t < kMaxAttempts; ++t) {
       const double U = u.next() - 0.5, V = u.next();
       if (u.failed()) return 0;
@@ -439,14 +474,27 @@ class Btrs {
         if (ln(q) + ln_alpha_ <= binomial_log_pmf(k, n_, p_, q_) - ln_pmode_) return k;
         continue;
       }
+      if (memo != nullptr) {
+        const double lr = (*memo)(k, [&](double j) { return log_ratio(j, ln(j * ((n_ - j) / n_))); });
+        if (ln(q) + ln_alpha_ <= lr) return k;
+        continue;
+      }
       // ln(V / (a / us^2 + b)) and ln(k (n - k) / n) in one evaluation.
       double lq, lk;
       ln2(q, k * ((n_ - k) / n_), lq, lk);
-      const double lr = c0_ - stirling_delta(k) - stirling_delta(n_ - k) - bd0(k, np_) - bd0(n_ - k, nq_);
-      if (lq + ln_alpha_ <= lr - 0.5 * lk) return k;
+      if (lq + ln_alpha_ <= log_ratio(k, lk)) return k;
     }
     return mode_;
   }
+  double mode() const { return mode_; }
+
+ private:
+  // ln P(k) - ln P(mode), 0 < k < n, lk = ln(k (n - k) / n).
+  double log_ratio(double k, double lk) const {
+    return c0_ - stirling_delta(k) - stirling_delta(n_ - k) - bd0(k, np_) - bd0(n_ - k, nq_) - 0.5 * lk;
+  }
+
+ public:
 
  private:
   double n_, p_, q_, a_, b_, c_, vr_, ln_alpha_, mode_, ln_pmode_, c0_, np_, nq_;

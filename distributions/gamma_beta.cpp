@@ -85,7 +85,7 @@ struct Round {
   int draw(void* stream, int m) {
     const int st = draw_open(stream, k * m, u);
     if (st < 0) return st;
-    for (int i = 0; i < m; ++i) z[i] = 2 * u[k * i] - 1;  // exact, in (-1, 1)
+    for (int i = 0; i < m; ++i) z[i] = 2 * u[k * i] - 1;  // in (-1, 1), exact on 32-bit lattices
     _vqmdErfInv_50(m, z, z);
     for (int i = 0; i < m; ++i) z[i] *= kSqrt2;
     if (k == 3) {

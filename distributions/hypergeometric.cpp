@@ -52,9 +52,8 @@ class Hrua {
     gp_ = g * p_, gq_ = g * q_, fp_ = f_ * p_, fq_ = f_ * q_;
     c0_ = stirling_delta(g) + stirling_delta(f_) - kLn2Pi;
     ln_pmode_ = ln_part(mode_);
+    memo_.centre(mode_);
     end_ = std::fmin(std::fmin(m, g) + 1, std::floor(c_ + 16 * sd));
-    memo_lo_ = mode_ - kMemo / 2;
-    for (double& v : memo_) v = kUnset;
   }
   double operator()(Uniforms& u) {
     for (int t = 0; t < kMaxAttempts; ++t) {
@@ -72,16 +71,10 @@ class Hrua {
   }
 
  private:
-  // ln P(z) - ln P(mode), kept for the kMemo values of z about the mode as
-  // they are first asked for: most attempts then cost no logarithm.
-  static constexpr int kMemo = 2048;
-  static constexpr double kUnset = 1.0;  // no ratio here is above 0
+  // ln P(z) - ln P(mode), kept for the values of z about the mode: most
+  // attempts then cost no logarithm.
   double ln_ratio(double z) {
-    const double off = z - memo_lo_;
-    if (!(off >= 0 && off < kMemo)) return ln_part(z) - ln_pmode_;
-    double& v = memo_[int(off)];
-    if (v == kUnset) v = ln_part(z) - ln_pmode_;
-    return v;
+    return memo_(z, [&](double j) { return ln_part(j) - ln_pmode_; });
   }
 
   // ln P(z) but for its term that does not depend on z: the binomial
@@ -97,8 +90,7 @@ class Hrua {
   }
 
   double pop_, g_, m_, c_, h_, mode_, p_, q_, ln_pmode_, end_, f_, gp_, gq_, fp_, fq_, c0_;
-  double memo_lo_;
-  double memo_[kMemo];
+  Memo memo_{0};
 };
 
 }  // namespace

@@ -34,8 +34,9 @@ ZEV_API int _vqsiRngPoisson(int method, void* stream, int n, int32_t* r, double 
       small_table(0, double(kMarker), std::floor(mu), std::sqrt(mu)))
     return poisson_inverse(stream, n, r, mu);
   const Ptrs ptrs(mu);
+  Memo memo(std::floor(mu));
   Uniforms u(stream, 2);
-  return each_variate(u, n, [&](int i) { r[i] = saturate(ptrs(u)); });
+  return each_variate(u, n, [&](int i) { r[i] = saturate(ptrs(u, &memo)); });
 }
 
 ZEV_API int _vqsiRngPoissonV(int, void* stream, int n, int32_t* r, const double* mu) {
