@@ -336,8 +336,10 @@ int invert(void* stream, int n, int32_t* r, const Table& table) {
 class Memo {
  public:
   static constexpr int kSize = 2048;
+  // Only the bits that mark kept values are cleared: a call that needs few
+  // values pays little for the table.
   explicit Memo(double centre) : lo_(centre - kSize / 2) {
-    for (double& v : v_) v = kUnset;
+    for (uint64_t& w : kept_) w = 0;
   }
   // Moves the kept range before any value is kept.
   void centre(double c) { lo_ = c - kSize / 2; }
@@ -345,14 +347,18 @@ class Memo {
   double operator()(double k, F&& f) {
     const double off = k - lo_;
     if (!(off >= 0 && off < kSize)) return f(k);
-    double& v = v_[int(off)];
-    if (v == kUnset) v = f(k);
-    return v;
+    const int i = int(off);
+    const uint64_t bit = uint64_t(1) << (i & 63);
+    if ((kept_[i >> 6] & bit) == 0) {
+      v_[i] = f(k);
+      kept_[i >> 6] |= bit;
+    }
+    return v_[i];
   }
 
  private:
-  static constexpr double kUnset = 1.0;  // no logarithm of a probability, or of its ratio to the mode's, is as large
   double lo_;
+  uint64_t kept_[kSize / 64];
   double v_[kSize];
 };
 
