@@ -341,8 +341,6 @@ class Memo {
   explicit Memo(double centre) : lo_(centre - kSize / 2) {
     for (uint64_t& w : kept_) w = 0;
   }
-  // Moves the kept range before any value is kept.
-  void centre(double c) { lo_ = c - kSize / 2; }
   template <class F>
   double operator()(double k, F&& f) {
     const double off = k - lo_;
@@ -362,6 +360,36 @@ class Memo {
   double v_[kSize];
 };
 
+// ---- Rejection over rounds ----------------------------------------------------
+// n variates of a method whose every attempt takes two uniforms:
+// method.attempt(u1, u2, k) is true with the variate k, which put(i, k)
+// writes. A round draws 2m uniforms, m no more than the variates owed, so no
+// uniform is drawn that is not used, and the attempts see the uniforms the
+// draw-as-needed source would give them. A variate whose attempts reach
+// kMaxAttempts (only outside the domains) is method.fallback().
+template <class Method, class Put>
+int two_uniform_rounds(void* stream, int n, const Method& method, Memo* memo, Put&& put) {
+  double u[kBlock];
+  int fails = 0;
+  for (int done = 0; done < n;) {
+    const int m = n - done < kBlock / 2 ? n - done : kBlock / 2;
+    const int st = draw(stream, 2 * m, u, 0.0, 1.0);
+    if (st < 0) return st;
+    clamp_unit(u, 2 * m);
+    for (int i = 0; i < m; ++i) {
+      double k;
+      if (method.attempt(u[2 * i], u[2 * i + 1], k, memo)) {
+        put(done++, k);
+        fails = 0;
+      } else if (++fails == kMaxAttempts) {
+        put(done++, method.fallback());
+        fails = 0;
+      }
+    }
+  }
+  return 0;
+}
+
 // ---- Poisson, PTRS ------------------------------------------------------------
 // Transformed rejection with squeeze (Hormann 1993), mu >= 10: two uniforms
 // an attempt, acceptance 0.75 (mu = 10) to 0.89.
@@ -375,32 +403,35 @@ class Ptrs {
     vr_ = 0.9277 - 3.6224 / (b_ - 2);
     ln_inv_alpha_ = ln(1.1239 + 1.1328 / (b_ - 3.4));
   }
-  // With memo, ln P(k) is kept for the values of k about mu.
-  double operator()(Uniforms& u, Memo* memo = nullptr) const {
-    for (int t = 0; t < kMaxAttempts; ++t) {
-      const double U = u.next() - 0.5, V = u.next();
-      if (u.failed()) return 0;
-      const double us = 0.5 - std::fabs(U);
-      if (!(us > 0)) continue;
-      const double k = std::floor((2 * a_ / us + b_) * U + mu_ + 0.43);
-      if (us >= 0.07 && V <= vr_) return k;
-      if (k < 0 || (us < 0.013 && V > us)) continue;
-      const double q = V / (a_ / (us * us) + b_);
-      if (k == 0) {
-        if (ln(q) + ln_inv_alpha_ <= -mu_) return k;
-        continue;
-      }
-      if (memo != nullptr) {
-        const double lp = (*memo)(k, [&](double j) { return poisson_log_pmf(j, mu_); });
-        if (ln(q) + ln_inv_alpha_ <= lp) return k;
-        continue;
-      }
-      // ln(V / (a / us^2 + b)) and ln k in one evaluation.
-      double lq, lk;
-      ln2(q, k, lq, lk);
-      if (lq + ln_inv_alpha_ <= poisson_log_pmf_lnk(k, mu_, lk)) return k;
+  // One attempt from the uniforms u1 and u2: true with the variate k. With
+  // memo, ln P(k) is kept for the values of k about mu.
+  bool attempt(double u1, double V, double& k, Memo* memo = nullptr) const {
+    const double U = u1 - 0.5;
+    const double us = 0.5 - std::fabs(U);
+    if (!(us > 0)) return false;
+    k = std::floor((2 * a_ / us + b_) * U + mu_ + 0.43);
+    if (us >= 0.07 && V <= vr_) return true;
+    if (k < 0 || (us < 0.013 && V > us)) return false;
+    const double q = V / (a_ / (us * us) + b_);
+    if (k == 0) return ln(q) + ln_inv_alpha_ <= -mu_;
+    if (memo != nullptr) {
+      const double lp = (*memo)(k, [&](double j) { return poisson_log_pmf(j, mu_); });
+      return ln(q) + ln_inv_alpha_ <= lp;
     }
-    return std::floor(mu_);
+    // ln(V / (a / us^2 + b)) and ln k in one evaluation.
+    double lq, lk;
+    ln2(q, k, lq, lk);
+    return lq + ln_inv_alpha_ <= poisson_log_pmf_lnk(k, mu_, lk);
+  }
+  double fallback() const { return std::floor(mu_); }
+  double operator()(Uniforms& u) const {
+    for (int t = 0; t < kMaxAttempts; ++t) {
+      const double u1 = u.next(), u2 = u.next();
+      if (u.failed()) return 0;
+      double k;
+      if (attempt(u1, u2, k)) return k;
+    }
+    return fallback();
   }
 
  private:
@@ -464,33 +495,35 @@ class Btrs {
     np_ = n * p;
     nq_ = n * q_;
   }
-  // With memo, ln P(k) - ln P(mode) is kept for the values of k about the
-  // mode.
-  double operator()(Uniforms& u, Memo* memo = nullptr) const {
-    for (int t = 0; t < kMaxAttempts; ++t) {
-      const double U = u.next() - 0.5, V = u.next();
-      if (u.failed()) return 0;
-      const double us = 0.5 - std::fabs(U);
-      if (!(us > 0)) continue;
-      const double k = std::floor((2 * a_ / us + b_) * U + c_);
-      if (k < 0 || k > n_) continue;
-      if (us >= 0.07 && V <= vr_) return k;
-      const double q = V / (a_ / (us * us) + b_);
-      if (k == 0 || k == n_) {
-        if (ln(q) + ln_alpha_ <= binomial_log_pmf(k, n_, p_, q_) - ln_pmode_) return k;
-        continue;
-      }
-      if (memo != nullptr) {
-        const double lr = (*memo)(k, [&](double j) { return log_ratio(j, ln(j * ((n_ - j) / n_))); });
-        if (ln(q) + ln_alpha_ <= lr) return k;
-        continue;
-      }
-      // ln(V / (a / us^2 + b)) and ln(k (n - k) / n) in one evaluation.
-      double lq, lk;
-      ln2(q, k * ((n_ - k) / n_), lq, lk);
-      if (lq + ln_alpha_ <= log_ratio(k, lk)) return k;
+  // One attempt from the uniforms u1 and u2: true with the variate k. With
+  // memo, ln P(k) - ln P(mode) is kept for the values of k about the mode.
+  bool attempt(double u1, double V, double& k, Memo* memo = nullptr) const {
+    const double U = u1 - 0.5;
+    const double us = 0.5 - std::fabs(U);
+    if (!(us > 0)) return false;
+    k = std::floor((2 * a_ / us + b_) * U + c_);
+    if (k < 0 || k > n_) return false;
+    if (us >= 0.07 && V <= vr_) return true;
+    const double q = V / (a_ / (us * us) + b_);
+    if (k == 0 || k == n_) return ln(q) + ln_alpha_ <= binomial_log_pmf(k, n_, p_, q_) - ln_pmode_;
+    if (memo != nullptr) {
+      const double lr = (*memo)(k, [&](double j) { return log_ratio(j, ln(j * ((n_ - j) / n_))); });
+      return ln(q) + ln_alpha_ <= lr;
     }
-    return mode_;
+    // ln(V / (a / us^2 + b)) and ln(k (n - k) / n) in one evaluation.
+    double lq, lk;
+    ln2(q, k * ((n_ - k) / n_), lq, lk);
+    return lq + ln_alpha_ <= log_ratio(k, lk);
+  }
+  double fallback() const { return mode_; }
+  double operator()(Uniforms& u) const {
+    for (int t = 0; t < kMaxAttempts; ++t) {
+      const double u1 = u.next(), u2 = u.next();
+      if (u.failed()) return 0;
+      double k;
+      if (attempt(u1, u2, k)) return k;
+    }
+    return fallback();
   }
   double mode() const { return mode_; }
 

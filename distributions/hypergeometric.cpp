@@ -52,31 +52,24 @@ class Hrua {
     gp_ = g * p_, gq_ = g * q_, fp_ = f_ * p_, fq_ = f_ * q_;
     c0_ = stirling_delta(g) + stirling_delta(f_) - kLn2Pi;
     ln_pmode_ = ln_part(mode_);
-    memo_.centre(mode_);
     end_ = std::fmin(std::fmin(m, g) + 1, std::floor(c_ + 16 * sd));
   }
-  double operator()(Uniforms& u) {
-    for (int t = 0; t < kMaxAttempts; ++t) {
-      const double x = u.next(), y = u.next();
-      if (u.failed()) return 0;
-      const double w = c_ + h_ * (y - 0.5) / x;
-      if (!(w >= 0 && w < end_)) continue;
-      const double z = std::floor(w);
-      const double tz = ln_ratio(z);
-      if (x * (4 - x) - 3 <= tz) return z;
-      if (x * (x - tz) >= 1) continue;
-      if (2 * zev::dist::ln(x) <= tz) return z;
-    }
-    return mode_;
+  // One attempt from the uniforms x and y: true with the variate z. ln P(z) -
+  // ln P(mode) is kept in memo for the values of z about the mode: most
+  // attempts then cost no logarithm.
+  bool attempt(double x, double y, double& z, Memo* memo) const {
+    const double w = c_ + h_ * (y - 0.5) / x;
+    if (!(w >= 0 && w < end_)) return false;
+    z = std::floor(w);
+    const double tz = (*memo)(z, [&](double j) { return ln_part(j) - ln_pmode_; });
+    if (x * (4 - x) - 3 <= tz) return true;
+    if (x * (x - tz) >= 1) return false;
+    return 2 * zev::dist::ln(x) <= tz;
   }
+  double fallback() const { return mode_; }
+  double mode() const { return mode_; }
 
  private:
-  // ln P(z) - ln P(mode), kept for the values of z about the mode: most
-  // attempts then cost no logarithm.
-  double ln_ratio(double z) {
-    return memo_(z, [&](double j) { return ln_part(j) - ln_pmode_; });
-  }
-
   // ln P(z) but for its term that does not depend on z: the binomial
   // probabilities of z among g and of m - z among f = pop - g, at p = m/pop.
   // Inside both supports their saddle-point forms share one logarithm.
@@ -90,7 +83,6 @@ class Hrua {
   }
 
   double pop_, g_, m_, c_, h_, mode_, p_, q_, ln_pmode_, end_, f_, gp_, gq_, fp_, fq_, c0_;
-  Memo memo_{0};
 };
 
 }  // namespace
@@ -112,10 +104,9 @@ ZEV_API int _vqsiRngHypergeometric(int method, void* stream, int n, int32_t* r, 
       s == 0 || s == pop || small_table(sh.kmin, sh.kmax, sh.mode, sh.sd))
     return hypergeometric_inverse(stream, n, r, pop, s, d);
   const double g = std::fmin(s, pop - s);
-  Hrua hrua(pop, g, m);
-  Uniforms u(stream, 2);
-  return each_variate(u, n, [&](int i) {
-    double z = hrua(u);
+  const Hrua hrua(pop, g, m);
+  Memo memo(hrua.mode());
+  return two_uniform_rounds(stream, n, hrua, &memo, [&](int i, double z) {
     if (s > pop - s) z = m - z;
     if (m < d) z = s - z;
     r[i] = int32_t(z);

@@ -35,8 +35,7 @@ ZEV_API int _vqsiRngPoisson(int method, void* stream, int n, int32_t* r, double 
     return poisson_inverse(stream, n, r, mu);
   const Ptrs ptrs(mu);
   Memo memo(std::floor(mu));
-  Uniforms u(stream, 2);
-  return each_variate(u, n, [&](int i) { r[i] = saturate(ptrs(u, &memo)); });
+  return two_uniform_rounds(stream, n, ptrs, &memo, [&](int i, double k) { r[i] = saturate(k); });
 }
 
 ZEV_API int _vqsiRngPoissonV(int, void* stream, int n, int32_t* r, const double* mu) {
