@@ -451,12 +451,9 @@ inline double poisson_below10(Uniforms& u, double mu, double emu) {
   return k;
 }
 
-inline double poisson_once(Uniforms& u, double mu) {
-  return mu < 10 ? poisson_below10(u, mu, exp(-mu)) : Ptrs(mu)(u);
-}
-
-// poisson_once for a sequence of means, with the set-up of the last mean
-// kept: runs of equal means cost one exponential or one PTRS set-up.
+// Poisson(mu) for a sequence of means, each as above, with the set-up of the
+// last mean kept: runs of equal means cost one exponential or one PTRS
+// set-up.
 class PoissonSeq {
  public:
   double operator()(Uniforms& u, double mu) {
