@@ -212,9 +212,9 @@ int standard_beta(void* stream, int n, double* out, double a, double b) {
 // Both shapes below 1: Johnk's method (1964). With x = U^(1/a) and
 // y = V^(1/b), two uniforms an attempt, accept when x + y <= 1 and give
 // x / (x + y); acceptance Gamma(a + 1) Gamma(b + 1) / Gamma(a + b + 1), 0.5
-// (shapes near 1) to 1 (near 0). Where x + y is too small to divide by, the
-// ratio comes from the logarithms: 1 / (1 + e^(ln y - ln x)), so that no
-// subnormal x or y costs precision.
+// (shapes near 1) to 1 (near 0). Where x or y is subnormal or 0, the ratio
+// comes from the logarithms, 1 / (1 + e^(ln y - ln x)), so that it neither
+// loses precision nor becomes 0 / 0.
 int johnk_beta(void* stream, int n, double* out, double a, double b) {
   QuietKernels quiet;
   const double inv_a = 1 / a, inv_b = 1 / b;
