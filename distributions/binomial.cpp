@@ -12,7 +12,7 @@ int binomial_inverse(void* stream, int n, int32_t* r, double trials, double pm, 
   const double qm = 1 - pm, ratio = pm / qm;
   const double mode = std::floor((trials + 1) * pm);
   const InverseCdf table(
-      0, trials, mode, std::exp(binomial_log_pmf(mode, trials, pm, qm)),
+      0, trials, mode, zev::dist::exp(binomial_log_pmf(mode, trials, pm, qm)),
       table_width(std::sqrt(trials * pm * qm)),
       [=](double k) { return ratio * (trials - k) / (k + 1); },
       [=](double k) { return k / (ratio * (trials - k + 1)); });
@@ -38,14 +38,13 @@ ZEV_API int _vqsiRngBinomial(int method, void* stream, int n, int32_t* r, int32_
   const double trials = ntrial;
   const bool flip = p > 0.5;
   const double pm = flip ? 1 - p : p;
-  if ((method & ~ZEV_RNG_METHOD_ACCURATE) == ZEV_RNG_BINOMIAL_INV || trials * pm < 10)
+  if ((method & ~ZEV_RNG_METHOD_ACCURATE) == ZEV_RNG_BINOMIAL_INV || trials * pm < 10 ||
+      small_table(0, trials, std::floor((trials + 1) * pm), std::sqrt(trials * pm * (1 - pm))))
     return binomial_inverse(stream, n, r, trials, pm, flip);
   const Btrs btrs(trials, pm);
-  Uniforms u(stream, 2);
-  return each_variate(u, n, [&](int i) {
-    const double k = btrs(u);
-    r[i] = int32_t(flip ? trials - k : k);
-  });
+  Memo memo(btrs.mode());
+  return two_uniform_rounds(stream, n, btrs, &memo,
+                            [&](int i, double k) { r[i] = int32_t(flip ? trials - k : k); });
 }
 
 ZEV_API int _vqsiRngMultinomial(int, void* stream, int n, int32_t* r, int32_t ntrial, int32_t k,
@@ -63,13 +62,14 @@ ZEV_API int _vqsiRngMultinomial(int, void* stream, int n, int32_t* r, int32_t nt
   // the last takes the rest. Every category but the last takes one binomial
   // draw, so every variate at least k - 1 uniforms.
   Uniforms u(stream, k - 1);
+  BinomialSeq binomial[16];  // the set-up of category j kept in binomial[j % 16]
   return each_variate(u, n, [&](int i) {
     int32_t* x = r + int64_t(i) * k;
     double left = ntrial;
     long double rest = total;
     for (int32_t j = 0; j < k - 1; ++j) {
       const double share = rest > 0 ? double(p[j] / rest) : 1.0;
-      const double c = binomial_once(u, left, share < 1 ? share : 1.0);
+      const double c = binomial[j % 16](u, left, share < 1 ? share : 1.0);
       x[j] = int32_t(c);
       left -= c;
       rest -= p[j];

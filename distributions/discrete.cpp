@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "distributions/dist_common.h"
+#include "distributions/dist_math.h"
 
 namespace {
 
@@ -29,16 +30,16 @@ ZEV_API int _vqsiRngBernoulli(int, void* stream, int n, int32_t* r, double p) {
   return 0;
 }
 
-// k = 1 + floor(ln(t) / ln(1 - p)) with t = 1 - u on the shifted lattice of
+// k = 1 + floor(zev::dist::ln(t) / zev::dist::ln(1 - p)) with t = 1 - u on the shifted lattice of
 // the continuous generators, so t lies in (0, 1): P(k) = (1 - p)^(k-1) p.
-// ln(1 - p) is taken once, as log1p(-p); p = 1 makes it -inf and every k 1.
+// zev::dist::ln(1 - p) is taken once, as zev::dist::log1p(-p); p = 1 makes it -inf and every k 1.
 ZEV_API int _vqsiRngGeometric(int, void* stream, int n, int32_t* r, double p) {
   if (!(p > 0 && p <= 1)) {
     for (int i = 0; i < n; ++i) r[i] = kSaturated;
     return 0;
   }
   QuietKernels quiet;
-  const double inv = 1.0 / std::log1p(-p);  // -0 when p = 1
+  const double inv = 1.0 / zev::dist::log1p(-p);  // -0 when p = 1
   constexpr double kTop = double(kSaturated - 1);
   double L[kBlock];
   for (int done = 0; done < n;) {

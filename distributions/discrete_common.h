@@ -20,6 +20,7 @@
 #include <cstdint>
 
 #include "distributions/dist_common.h"
+#include "distributions/dist_math.h"
 
 namespace zev::dist {
 
@@ -110,15 +111,27 @@ int each_variate(Uniforms& u, int n, One&& one) {
 inline int32_t saturate(double k) { return k < double(kMarker) ? int32_t(k) : kMarker; }
 
 // ---- Logarithms of probability functions -------------------------------------
-// delta(k) = ln k! - (k + 1/2) ln k + k - ln(2 pi) / 2, k >= 1.
+// delta(k) = ln k! - (k + 1/2) ln k + k - ln(2 pi) / 2 for integers k >= 1:
+// up to 15 from a table made at first use (k! is exact in double), above by
+// the asymptotic series.
 inline double stirling_delta(double k) {
   if (k > 15) {
     const double r = 1 / k, r2 = r * r;
     return r * (1.0 / 12 - r2 * (1.0 / 360 - r2 * (1.0 / 1260 - r2 * (1.0 / 1680 - r2 / 1188))));
   }
-  double f = 1;  // k! is exact in double up to 18!
-  for (int i = 2; i <= int(k); ++i) f *= i;
-  return std::log(f) - (k + 0.5) * std::log(k) + k - 0.5 * kLn2Pi;
+  struct Table {
+    double d[16];
+    Table() {
+      double f = 1;
+      d[0] = 0;  // not used
+      for (int i = 1; i < 16; ++i) {
+        f *= i;
+        d[i] = ln(f) - (i + 0.5) * ln(double(i)) + i - 0.5 * kLn2Pi;
+      }
+    }
+  };
+  static const Table table;
+  return table.d[int(k)];
 }
 
 // bd0(x, m) = x ln(x / m) + m - x >= 0, without the cancellation near x = m:
@@ -140,24 +153,29 @@ inline double bd0(double x, double m) {
     }
     return s;
   }
-  return x * std::log(x / m) + m - x;
+  return x * ln(x / m) + m - x;
+}
+
+// ln P(X = k), X Poisson(mu), mu > 0, k >= 1, with ln k given.
+inline double poisson_log_pmf_lnk(double k, double mu, double lnk) {
+  return -stirling_delta(k) - bd0(k, mu) - 0.5 * (kLn2Pi + lnk);
 }
 
 // ln P(X = k), X Poisson(mu), mu > 0, k >= 0.
 inline double poisson_log_pmf(double k, double mu) {
   if (k == 0) return -mu;
-  return -stirling_delta(k) - bd0(k, mu) - 0.5 * (kLn2Pi + std::log(k));
+  return poisson_log_pmf_lnk(k, mu, ln(k));
 }
 
 // ln P(X = k), X binomial(n, p), q = 1 - p given separately so that it keeps
 // its precision; 0 <= k <= n.
 inline double binomial_log_pmf(double k, double n, double p, double q) {
   if (n == 0) return 0;
-  if (k == 0) return p < 0.5 ? n * std::log1p(-p) : n * std::log(q);
-  if (k == n) return q < 0.5 ? n * std::log1p(-q) : n * std::log(p);
+  if (k == 0) return p < 0.5 ? n * log1p(-p) : n * ln(q);
+  if (k == n) return q < 0.5 ? n * log1p(-q) : n * ln(p);
   const double lc = stirling_delta(n) - stirling_delta(k) - stirling_delta(n - k) - bd0(k, n * p) -
                     bd0(n - k, n * q);
-  return lc - 0.5 * (kLn2Pi + std::log(k) + std::log1p(-k / n));
+  return lc - 0.5 * (kLn2Pi + ln(k) + log1p(-k / n));
 }
 
 // ln P(X = k), X hypergeometric: k successes in d draws from a population of
@@ -287,6 +305,15 @@ InverseCdf(double, double, double, double, double, Up, Down) -> InverseCdf<Up, D
 // hold all but 1e-30 of the mass for the distributions here.
 inline double table_width(double sd) { return std::ceil(12 * sd + 16); }
 
+// Method 0 of Poisson, Binomial and Hypergeometric inverts by the table
+// wherever it spans at most kSmallTable integers (a build of about a
+// microsecond a call), and takes its rejection method beyond.
+constexpr double kSmallTable = 512;
+inline bool small_table(double kmin, double kmax, double mode, double sd) {
+  const double w = table_width(sd);
+  return std::fmin(kmax, mode + w) - std::fmax(kmin, mode - w) + 1 <= kSmallTable;
+}
+
 // Fills r[0..n) by the table, one uniform a variate, in blocks.
 template <class Table>
 int invert(void* stream, int n, int32_t* r, const Table& table) {
@@ -302,31 +329,109 @@ int invert(void* stream, int n, int32_t* r, const Table& table) {
   return 0;
 }
 
+// ---- Values kept about the mode -------------------------------------------------
+// f(k) for the kSize integers about a centre, kept as they are first asked
+// for: a rejection method whose acceptance test needs ln P(k) then pays for
+// it once a value of k in a call, and gives the same decisions as without.
+class Memo {
+ public:
+  static constexpr int kSize = 2048;
+  // Only the bits that mark kept values are cleared: a call that needs few
+  // values pays little for the table.
+  explicit Memo(double centre) : lo_(centre - kSize / 2) {
+    for (uint64_t& w : kept_) w = 0;
+  }
+  template <class F>
+  double operator()(double k, F&& f) {
+    const double off = k - lo_;
+    if (!(off >= 0 && off < kSize)) return f(k);
+    const int i = int(off);
+    const uint64_t bit = uint64_t(1) << (i & 63);
+    if ((kept_[i >> 6] & bit) == 0) {
+      v_[i] = f(k);
+      kept_[i >> 6] |= bit;
+    }
+    return v_[i];
+  }
+
+ private:
+  double lo_;
+  uint64_t kept_[kSize / 64];
+  double v_[kSize];
+};
+
+// ---- Rejection over rounds ----------------------------------------------------
+// n variates of a method whose every attempt takes two uniforms:
+// method.attempt(u1, u2, k) is true with the variate k, which put(i, k)
+// writes. A round draws 2m uniforms, m no more than the variates owed, so no
+// uniform is drawn that is not used, and the attempts see the uniforms the
+// draw-as-needed source would give them. A variate whose attempts reach
+// kMaxAttempts (only outside the domains) is method.fallback().
+template <class Method, class Put>
+int two_uniform_rounds(void* stream, int n, const Method& method, Memo* memo, Put&& put) {
+  double u[kBlock];
+  int fails = 0;
+  for (int done = 0; done < n;) {
+    const int m = n - done < kBlock / 2 ? n - done : kBlock / 2;
+    const int st = draw(stream, 2 * m, u, 0.0, 1.0);
+    if (st < 0) return st;
+    clamp_unit(u, 2 * m);
+    for (int i = 0; i < m; ++i) {
+      double k;
+      if (method.attempt(u[2 * i], u[2 * i + 1], k, memo)) {
+        put(done++, k);
+        fails = 0;
+      } else if (++fails == kMaxAttempts) {
+        put(done++, method.fallback());
+        fails = 0;
+      }
+    }
+  }
+  return 0;
+}
+
 // ---- Poisson, PTRS ------------------------------------------------------------
 // Transformed rejection with squeeze (Hormann 1993), mu >= 10: two uniforms
 // an attempt, acceptance 0.75 (mu = 10) to 0.89.
 class Ptrs {
  public:
+  double mu() const { return mu_; }
   explicit Ptrs(double mu) : mu_(mu) {
     const double slam = std::sqrt(mu);
     b_ = 0.931 + 2.53 * slam;
     a_ = -0.059 + 0.02483 * b_;
     vr_ = 0.9277 - 3.6224 / (b_ - 2);
-    ln_inv_alpha_ = std::log(1.1239 + 1.1328 / (b_ - 3.4));
+    ln_inv_alpha_ = ln(1.1239 + 1.1328 / (b_ - 3.4));
   }
+  // One attempt from the uniforms u1 and u2: true with the variate k. With
+  // memo, ln P(k) is kept for the values of k about mu.
+  bool attempt(double u1, double V, double& k, Memo* memo = nullptr) const {
+    const double U = u1 - 0.5;
+    const double us = 0.5 - std::fabs(U);
+    if (!(us > 0)) return false;
+    k = std::floor((2 * a_ / us + b_) * U + mu_ + 0.43);
+    if (us >= 0.07 && V <= vr_) return true;
+    if (k < 0 || (us < 0.013 && V > us)) return false;
+    const double q = V / (a_ / (us * us) + b_);
+    if (k == 0) return ln(q) + ln_inv_alpha_ <= -mu_;
+    if (memo != nullptr) {
+      const double lp = (*memo)(k, [&](double j) { return poisson_log_pmf(j, mu_); });
+      return ln(q) + ln_inv_alpha_ <= lp;
+    }
+    // ln(V / (a / us^2 + b)) and ln k in one evaluation.
+    double lq, lk;
+    ln2(q, k, lq, lk);
+    return lq + ln_inv_alpha_ <= poisson_log_pmf_lnk(k, mu_, lk);
+  }
+  double fallback() const { return std::floor(mu_); }
   double operator()(Uniforms& u) const {
     for (int t = 0; t < kMaxAttempts; ++t) {
-      const double U = u.next() - 0.5, V = u.next();
+      const double u1 = u.next(), u2 = u.next();
       if (u.failed()) return 0;
-      const double us = 0.5 - std::fabs(U);
-      if (!(us > 0)) continue;
-      const double k = std::floor((2 * a_ / us + b_) * U + mu_ + 0.43);
-      if (us >= 0.07 && V <= vr_) return k;
-      if (k < 0 || (us < 0.013 && V > us)) continue;
-      if (std::log(V) + ln_inv_alpha_ - std::log(a_ / (us * us) + b_) <= poisson_log_pmf(k, mu_))
-        return k;
+      double k;
+      if (attempt(u1, u2, k)) return k;
     }
-    return std::floor(mu_);
+    return fallback();
   }
 
  private:
@@ -334,10 +439,10 @@ class Ptrs {
 };
 
 // Poisson(mu) for one variate, 0 <= mu < 2^31: below 10 by inversion from 0
-// (one uniform), else PTRS. At least one uniform, whatever mu is.
-inline double poisson_once(Uniforms& u, double mu) {
-  if (!(mu < 10)) return Ptrs(mu)(u);
-  double f = std::exp(-mu), v = u.next(), k = 0;
+// (one uniform, e^-mu given), else PTRS. At least one uniform, whatever mu
+// is.
+inline double poisson_below10(Uniforms& u, double mu, double emu) {
+  double f = emu, v = u.next(), k = 0;
   while (v >= f && f > 0) {
     v -= f;
     k += 1;
@@ -345,6 +450,25 @@ inline double poisson_once(Uniforms& u, double mu) {
   }
   return k;
 }
+
+// Poisson(mu) for a sequence of means, each as above, with the set-up of the
+// last mean kept: runs of equal means cost one exponential or one PTRS
+// set-up.
+class PoissonSeq {
+ public:
+  double operator()(Uniforms& u, double mu) {
+    if (mu < 10) {
+      if (mu != small_mu_) small_mu_ = mu, emu_ = exp(-mu);
+      return poisson_below10(u, mu, emu_);
+    }
+    if (mu != ptrs_.mu()) ptrs_ = Ptrs(mu);
+    return ptrs_(u);
+  }
+
+ private:
+  double small_mu_ = -1, emu_ = 0;
+  Ptrs ptrs_{10};
+};
 
 // ---- Binomial, BTRS -----------------------------------------------------------
 // Transformed rejection (Hormann 1993) for n p >= 10 with p <= 1/2: two
@@ -358,55 +482,101 @@ class Btrs {
     a_ = -0.0873 + 0.0248 * b_ + 0.01 * p;
     c_ = n * p + 0.5;
     vr_ = 0.92 - 4.2 / b_;
-    ln_alpha_ = std::log((2.83 + 5.1 / b_) * spq);
+    ln_alpha_ = ln((2.83 + 5.1 / b_) * spq);
     const double mode = std::floor((n + 1) * p);
     mode_ = mode;
     ln_pmode_ = binomial_log_pmf(mode, n, p, q_);
+    // ln P(k) - ln P(mode) = c0 - delta(k) - delta(n - k) - bd0(k, n p)
+    //   - bd0(n - k, n q) - ln(k (n - k) / n) / 2 for 0 < k < n.
+    c0_ = stirling_delta(n) - 0.5 * kLn2Pi - ln_pmode_;
+    np_ = n * p;
+    nq_ = n * q_;
   }
+  // One attempt from the uniforms u1 and u2: true with the variate k. With
+  // memo, ln P(k) - ln P(mode) is kept for the values of k about the mode.
+  bool attempt(double u1, double V, double& k, Memo* memo = nullptr) const {
+    const double U = u1 - 0.5;
+    const double us = 0.5 - std::fabs(U);
+    if (!(us > 0)) return false;
+    k = std::floor((2 * a_ / us + b_) * U + c_);
+    if (k < 0 || k > n_) return false;
+    if (us >= 0.07 && V <= vr_) return true;
+    const double q = V / (a_ / (us * us) + b_);
+    if (k == 0 || k == n_) return ln(q) + ln_alpha_ <= binomial_log_pmf(k, n_, p_, q_) - ln_pmode_;
+    if (memo != nullptr) {
+      const double lr = (*memo)(k, [&](double j) { return log_ratio(j, ln(j * ((n_ - j) / n_))); });
+      return ln(q) + ln_alpha_ <= lr;
+    }
+    // ln(V / (a / us^2 + b)) and ln(k (n - k) / n) in one evaluation.
+    double lq, lk;
+    ln2(q, k * ((n_ - k) / n_), lq, lk);
+    return lq + ln_alpha_ <= log_ratio(k, lk);
+  }
+  double fallback() const { return mode_; }
   double operator()(Uniforms& u) const {
     for (int t = 0; t < kMaxAttempts; ++t) {
-      const double U = u.next() - 0.5, V = u.next();
+      const double u1 = u.next(), u2 = u.next();
       if (u.failed()) return 0;
-      const double us = 0.5 - std::fabs(U);
-      if (!(us > 0)) continue;
-      const double k = std::floor((2 * a_ / us + b_) * U + c_);
-      if (k < 0 || k > n_) continue;
-      if (us >= 0.07 && V <= vr_) return k;
-      if (std::log(V) + ln_alpha_ - std::log(a_ / (us * us) + b_) <=
-          binomial_log_pmf(k, n_, p_, q_) - ln_pmode_)
-        return k;
+      double k;
+      if (attempt(u1, u2, k)) return k;
     }
-    return mode_;
+    return fallback();
+  }
+  double mode() const { return mode_; }
+
+ private:
+  // ln P(k) - ln P(mode), 0 < k < n, lk = ln(k (n - k) / n).
+  double log_ratio(double k, double lk) const {
+    return c0_ - stirling_delta(k) - stirling_delta(n_ - k) - bd0(k, np_) - bd0(n_ - k, nq_) - 0.5 * lk;
+  }
+
+ public:
+
+ private:
+  double n_, p_, q_, a_, b_, c_, vr_, ln_alpha_, mode_, ln_pmode_, c0_, np_, nq_;
+};
+
+// Binomial(n, p) for one variate at a time, n >= 0, 0 <= p <= 1: by the
+// smaller of p and 1 - p; below a mean of 10 by inversion from 0 (one
+// uniform), else BTRS. At least one uniform, even where the value is
+// certain. The set-up of the last (n, p) is kept, so runs of equal
+// parameters pay it once.
+class BinomialSeq {
+ public:
+  double operator()(Uniforms& u, double n, double p) {
+    if (!(p > 0) || n == 0 || p >= 1) {
+      u.next();
+      return p >= 1 ? n : 0;
+    }
+    const bool flip = p > 0.5;
+    const double pm = flip ? 1 - p : p;
+    if (n != n_ || pm != pm_) {
+      n_ = n, pm_ = pm;
+      small_ = n * pm < 10;
+      if (small_)
+        ratio_ = pm / (1 - pm), f0_ = exp(n * log1p(-pm));
+      else
+        btrs_ = Btrs(n, pm);
+    }
+    double k;
+    if (small_) {
+      double f = f0_, v = u.next();
+      k = 0;
+      while (v >= f && k < n && f > 0) {
+        v -= f;
+        f *= ratio_ * (n - k) / (k + 1);
+        k += 1;
+      }
+    } else {
+      k = btrs_(u);
+    }
+    return flip ? n - k : k;
   }
 
  private:
-  double n_, p_, q_, a_, b_, c_, vr_, ln_alpha_, mode_, ln_pmode_;
+  double n_ = -1, pm_ = -1, ratio_ = 0, f0_ = 0;
+  bool small_ = true;
+  Btrs btrs_{20, 0.5};
 };
-
-// Binomial(n, p) for one variate, n >= 0, 0 <= p <= 1: by the smaller of p
-// and 1 - p; below a mean of 10 by inversion from 0 (one uniform), else BTRS.
-// At least one uniform, even where the value is certain.
-inline double binomial_once(Uniforms& u, double n, double p) {
-  if (!(p > 0) || n == 0 || p >= 1) {
-    u.next();
-    return p >= 1 ? n : 0;
-  }
-  const bool flip = p > 0.5;
-  const double pm = flip ? 1 - p : p;
-  double k;
-  if (n * pm < 10) {
-    const double r = pm / (1 - pm);
-    double f = std::exp(n * std::log1p(-pm)), v = u.next();
-    k = 0;
-    while (v >= f && k < n && f > 0) {
-      v -= f;
-      f *= r * (n - k) / (k + 1);
-      k += 1;
-    }
-  } else {
-    k = Btrs(n, pm)(u);
-  }
-  return flip ? n - k : k;
-}
 
 }  // namespace zev::dist

@@ -1,11 +1,22 @@
-// Gamma (and ChiSquare on it), Beta, and Negbinomial as a Gamma-Poisson
-// mixture, by rejection methods that need uniforms only.
+// Gamma (and ChiSquare on it), Beta as a ratio of two gammas, and
+// Negbinomial as a Gamma-Poisson mixture.
 //
-// Every attempt takes two uniforms. A round draws 2m uniforms, m no more than
-// the variates still owed, runs the m attempts and keeps the accepted ones in
-// order; so no uniform is drawn that is not used, and one call of n gives
-// what calls of n1 and n - n1 give. The logarithms and exponentials of a
-// round go through the vector rows; the rarer second tests are scalar.
+// Gamma is Marsaglia and Tsang's method (2000): with d = a - 1/3 and
+// c = 1 / sqrt(9 d), a normal z and a uniform U, the candidate d (1 + c z)^3
+// is accepted when U < 1 - 0.0331 z^4 (the squeeze, which passes for all but
+// a few per cent), or else when ln U < 3 d h(c z) with
+// h(t) = ln(1 + t) - t + t^2/2 - t^3/3, the published test
+// z^2/2 + d (1 - v + ln v) rewritten so that it holds its accuracy for large
+// d. Shapes below 1 take the candidate of shape a + 1 times U'^(1/a).
+//
+// Attempts run in rounds. An attempt takes a fixed number of uniforms (two,
+// three when a shape is below 1: z's, U's and U''s), so attempt j always uses
+// the same uniforms of the stream; a round holds no more attempts than the
+// variates still owed can take, so no uniform is drawn that is not used, and
+// one call of n gives what calls of n1 and n - n1 give. The normal of an
+// attempt is the inverse form of the Gaussian generator,
+// z = sqrt(2) erfinv(2 u - 1), over the round by the ErfInv row; the
+// logarithm of the second test and of U' are the module's own.
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
@@ -17,10 +28,10 @@ namespace {
 
 using namespace zev::dist;
 
-constexpr double kLn4 = 1.3862943611198906;
-constexpr int kPairs = kBlock / 2;
+constexpr int kRound = 256;  // attempts a round: the buffers stay in L1
+constexpr double kSqrt2 = 1.4142135623730951;
 
-// 2m uniforms in (0, 1), on the half-step-shifted lattice of the continuous
+// Uniforms in (0, 1), on the half-step-shifted lattice of the continuous
 // distributions and kept off both ends for any generator.
 int draw_open(void* stream, int count, double* u) {
   const int st = draw(stream, count, u, 0x1p-33, 1.0 + 0x1p-33);
@@ -32,93 +43,91 @@ int draw_open(void* stream, int count, double* u) {
   return st;
 }
 
-constexpr double factorial(int k) { return k <= 1 ? 1.0 : k * factorial(k - 1); }
-
-// e^v - 1 - v without cancellation for small v (its series to v^13, within
-// 2^-60 relative for |v| < 1/4); e = e^v.
-inline double expm1_minus(double v, double e) {
-  if (std::fabs(v) >= 0.25) return e - 1 - v;
-  constexpr double c[12] = {1 / factorial(2),  1 / factorial(3),  1 / factorial(4),  1 / factorial(5),
-                            1 / factorial(6),  1 / factorial(7),  1 / factorial(8),  1 / factorial(9),
-                            1 / factorial(10), 1 / factorial(11), 1 / factorial(12), 1 / factorial(13)};
-  double s = c[11];
-  for (int k = 10; k >= 0; --k) s = s * v + c[k];
-  return s * v * v;
+// h(t) = ln(1 + t) - t + t^2/2 - t^3/3 = -t^4/4 + t^5/5 - ..., t > -1: the
+// series for |t| <= 1/8 (to t^22, the tail below 2^-57 of the sum), else the
+// logarithm.
+inline double h_tail(double t) {
+  if (t > 0.125 || t < -0.125) return zev::dist::log1p(t) - t + t * t * (0.5 - t / 3);
+  double s = 0;
+  for (int k = 22; k >= 4; --k) s = s * t + ((k & 1) ? 1.0 : -1.0) / k;
+  const double t2 = t * t;
+  return s * t2 * t2;
 }
 
-// L = ln(u1 / (1 - u1)) for the first uniform of each pair, and E = e^(c L).
-void logit_exp(int m, const double* u, double c, double* L, double* E) {
-  for (int i = 0; i < m; ++i) L[i] = u[2 * i] / (1 - u[2 * i]);
-  _vqmdLn_50(m, L, L);
-  for (int i = 0; i < m; ++i) E[i] = c * L[i];
-  _vqmdExp_50(m, E, E);
-}
+// One shape: the constants of an attempt.
+struct Shape {
+  explicit Shape(double a) : boost(a < 1), inv_a(1 / a) {
+    d = (boost ? a + 1 : a) - 1.0 / 3;
+    c = 1 / std::sqrt(9 * d);
+    three_d = 3 * d;
+  }
+  // x = d (1 + c z)^3 on acceptance.
+  bool attempt(double z, double U, double& x) const {
+    const double t = c * z;
+    if (!(t > -1)) return false;
+    const double s = 1 + t, z2 = z * z;
+    x = d * (s * s * s);
+    if (U < 1 - 0.0331 * (z2 * z2)) return true;
+    return zev::dist::ln(U) < three_d * h_tail(t);
+  }
+  bool boost;
+  double inv_a, d, c, three_d;
+};
 
-// Runs rounds of attempts until n variates are out. attempt(u1, u2, i, x)
-// decides the pair i of the round; fallback is written for a variate whose
-// attempts reach kMaxAttempts (which happens only outside the domains).
-template <class Prepare, class Attempt>
-int rounds(void* stream, int n, double* out, double fallback, Prepare&& prepare, Attempt&& attempt) {
+// The uniforms of a round of m attempts, k a attempt: the normals z and, when
+// k is 3, L = ln U' scaled later by the shape's 1/a.
+struct Round {
+  double u[3 * kRound];
+  double z[kRound];
+  double L[kRound];
+  int k;
+
+  int draw(void* stream, int m) {
+    const int st = draw_open(stream, k * m, u);
+    if (st < 0) return st;
+    for (int i = 0; i < m; ++i) z[i] = 2 * u[k * i] - 1;  // in (-1, 1), exact on 32-bit lattices
+    _vqmdErfInv_50(m, z, z);
+    for (int i = 0; i < m; ++i) z[i] *= kSqrt2;
+    if (k == 3) {
+      for (int i = 0; i < m; ++i) L[i] = u[3 * i + 2];
+      _vqmdLn_50(m, L, L);
+    }
+    return st;
+  }
+  double U(int i) const { return u[k * i + 1]; }
+};
+
+// n standard gamma variates of shape a > 0 into out.
+int standard_gamma(void* stream, int n, double* out, double a) {
   QuietKernels quiet;
-  double u[kBlock];
+  const Shape sh(a);
+  Round rd;
+  rd.k = sh.boost ? 3 : 2;
+  double e[kRound];  // L / a of the accepted attempts of a round
   int fails = 0;
   for (int done = 0; done < n;) {
-    const int m = n - done < kPairs ? n - done : kPairs;
-    const int st = draw_open(stream, 2 * m, u);
+    const int m = n - done < kRound ? n - done : kRound;
+    const int st = rd.draw(stream, m);
     if (st < 0) return st;
-    prepare(m, u);
+    const int first = done;
     for (int i = 0; i < m; ++i) {
       double x;
-      if (attempt(u[2 * i], u[2 * i + 1], i, x)) {
+      if (sh.attempt(rd.z[i], rd.U(i), x)) {
+        if (sh.boost) e[done - first] = rd.L[i] * sh.inv_a;
         out[done++] = x;
         fails = 0;
       } else if (++fails == kMaxAttempts) {
-        out[done++] = fallback;
+        if (sh.boost) e[done - first] = 0;
+        out[done++] = a;
         fails = 0;
       }
     }
+    if (sh.boost) {
+      _vqmdExp_50(done - first, e, e);
+      for (int j = first; j < done; ++j) out[j] *= e[j - first];
+    }
   }
   return 0;
-}
-
-// ---- Gamma -------------------------------------------------------------------
-// n standard gamma variates of shape a > 0 into out.
-//   a >= 1: Cheng's GB (1977): v = ln(u1/(1-u1)) / sqrt(2a - 1), y = a e^v,
-//           accepted when  w + 1 + ln 4.5 - 4.5 z >= 0  or  w >= ln z, with
-//           z = u1^2 u2 and w = a - ln 4 + (a + sqrt(2a-1)) v - y, written
-//           here as L - ln 4 - a (e^v - 1 - v) so that it holds its absolute
-//           accuracy for large a.
-//   a < 1:  Ahrens and Dieter's GS (1974): with b = 1 + a/e and p = b u1,
-//           x = p^(1/a) accepted when u2 <= e^-x, or for p > 1
-//           x = -ln((b - p)/a) accepted when u2 <= x^(a-1).
-int standard_gamma(void* stream, int n, double* out, double a) {
-  if (a >= 1) {
-    const double c = 1 / std::sqrt(2 * a - 1);
-    const double d = 1 + std::log(4.5);
-    double L[kPairs], E[kPairs];
-    return rounds(
-        stream, n, out, a, [&](int m, const double* u) { logit_exp(m, u, c, L, E); },
-        [&](double u1, double u2, int i, double& x) {
-          const double v = c * L[i];
-          const double w = L[i] - kLn4 - a * expm1_minus(v, E[i]);
-          const double z = u1 * u1 * u2;
-          x = a * E[i];
-          return w + d - 4.5 * z >= 0 || w >= std::log(z);
-        });
-  }
-  const double b = 1 + a / 2.718281828459045;
-  const double inv_a = 1 / a;
-  return rounds(
-      stream, n, out, a, [](int, const double*) {},
-      [&](double u1, double u2, int, double& x) {
-        const double p = b * u1;
-        if (p <= 1) {
-          x = std::exp(std::log(p) * inv_a);
-          return u2 <= std::exp(-x);
-        }
-        x = -std::log((b - p) * inv_a);
-        return std::log(u2) <= (a - 1) * std::log(x);
-      });
 }
 
 template <class T>
@@ -139,73 +148,108 @@ int gamma(void* stream, int n, T* r, double a, double loc, double scale) {
 }
 
 // ---- Beta --------------------------------------------------------------------
-// Cheng (1978), with a0, b0 the shapes:
-//   BB, min(a0, b0) > 1: a = min, b = max, alpha = a + b,
-//      beta = sqrt((alpha - 2) / (2ab - alpha)), gamma = a + 1/beta;
-//      v = beta ln(u1/(1-u1)), w = a e^v, z = u1^2 u2, r = gamma v - ln 4,
-//      s = a + r - w; accept when s + 1 + ln 5 >= 5z, or s > ln z, or
-//      r + alpha ln(alpha / (b + w)) >= ln z.
-//   BC, min(a0, b0) <= 1: a = max, b = min, with the constants k1, k2 of the
-//      paper.
-// The variate is w / (b + w) when a is a0, else b / (b + w).
-int standard_beta(void* stream, int n, double* out, double a0, double b0) {
-  const double a = std::fmin(a0, b0), b = std::fmax(a0, b0);
-  const bool mine = a == a0;  // w / (b + w) is the variate of a0
-  auto value = [=](double w) {
-    if (!(w <= DBL_MAX)) return mine ? 1.0 : 0.0;
-    return mine ? w / (b + w) : b / (b + w);
-  };
-  const double alpha = a0 + b0, mean = a0 / alpha;
-  if (a > 1) {
-    const double beta = std::sqrt((alpha - 2) / (2 * a * b - alpha));
-    const double c5 = 1 + std::log(5.0);
-    double L[kPairs], E[kPairs];
-    return rounds(
-        stream, n, out, mean, [&](int m, const double* u) { logit_exp(m, u, beta, L, E); },
-        [&](double u1, double u2, int i, double& x) {
-          const double v = beta * L[i], w = a * E[i], z = u1 * u1 * u2;
-          // s = a + r - w = L - ln 4 - a (e^v - 1 - v), r = s - a + w.
-          const double s = L[i] - kLn4 - a * expm1_minus(v, E[i]);
-          x = value(w);
-          if (s + c5 >= 5 * z) return true;
-          const double t = std::log(z);
-          if (s > t) return true;
-          const double r = a * v + L[i] - kLn4;
-          return r + alpha * std::log(alpha / (b + w)) >= t;
-        });
+// X / (X + Y) with X of shape a and Y of shape b, X's attempts first, then
+// Y's. With a shape below 1 the boosts make the ratio
+// 1 / (1 + (y / x) e^E), E = L_Y / b - L_X / a, x and y the candidates: no
+// underflow of X or Y can make it 0 / 0.
+int standard_beta(void* stream, int n, double* out, double a, double b) {
+  QuietKernels quiet;
+  const Shape sa(a), sb(b);
+  const bool boost = sa.boost || sb.boost;
+  Round rd;
+  rd.k = boost ? 3 : 2;
+  double q[kRound], E[kRound];  // y / x and E of the variates of a round
+  double x = 0, lx = 0, Lx = 0;  // X's candidate, L_X / a and L_X, while Y is drawn
+  bool second = false;          // drawing Y
+  int fails = 0;
+  for (int done = 0; done < n;) {
+    // Each variate owed takes two attempts at least, one if X is drawn.
+    const int64_t least = 2 * int64_t(n - done) - (second ? 1 : 0);
+    const int m = least < kRound ? int(least) : kRound;
+    const int st = rd.draw(stream, m);
+    if (st < 0) return st;
+    const int first = done;
+    for (int i = 0; i < m; ++i) {
+      const Shape& sh = second ? sb : sa;
+      double v;
+      bool ok = sh.attempt(rd.z[i], rd.U(i), v);
+      if (!ok && ++fails == kMaxAttempts) {  // outside the domains only
+        v = second ? b : a;
+        ok = true;
+      }
+      if (!ok) continue;
+      fails = 0;
+      const double Lv = sh.boost ? rd.L[i] : 0, lv = Lv * sh.inv_a;
+      if (!second) {
+        x = v, lx = lv, Lx = Lv;
+        second = true;
+        continue;
+      }
+      second = false;
+      if (!boost) {
+        out[done++] = x / (x + v);
+        continue;
+      }
+      q[done - first] = v / x;
+      double ex = lv - lx;
+      // Both boosts -inf (shapes near 0): the sign of L_Y a - L_X b decides.
+      if (!(ex == ex)) ex = Lv * a > Lx * b ? 1e300 : -1e300;
+      E[done - first] = ex;
+      ++done;
+    }
+    if (boost) {
+      const int k = done - first;
+      _vqmdExp_50(k, E, E);
+      for (int j = 0; j < k; ++j) {
+        const double t = q[j] * E[j];
+        out[first + j] = 1 / (1 + t);
+      }
+    }
   }
-  // BC: here a is the larger shape.
-  const double big = b, small = a;
-  const double beta = 1 / small, delta = 1 + big - small;
-  const double k1 = delta * (0.0138889 + 0.0416667 * small) / (big * beta - 0.777778);
-  const double k2 = 0.25 + (0.5 + 0.25 / delta) * small;
-  auto value_bc = [=](double w) {
-    // Here w / (small + w) is the variate of the larger shape.
-    if (!(w <= DBL_MAX)) return mine ? 0.0 : 1.0;
-    return mine ? small / (small + w) : w / (small + w);
-  };
-  return rounds(
-      stream, n, out, mean, [](int, const double*) {},
-      [&](double u1, double u2, int, double& x) {
-        double z;
-        if (u1 < 0.5) {
-          const double y = u1 * u2;
-          z = u1 * y;
-          if (0.25 * u2 + z - y >= k1) return false;
-        } else {
-          z = u1 * u1 * u2;
-          if (z <= 0.25) {
-            const double v = beta * std::log(u1 / (1 - u1));
-            x = value_bc(big * std::exp(v));
-            return true;
-          }
-          if (z >= k2) return false;
+  return 0;
+}
+
+// Both shapes below 1: Johnk's method (1964). With x = U^(1/a) and
+// y = V^(1/b), two uniforms an attempt, accept when x + y <= 1 and give
+// x / (x + y); acceptance Gamma(a + 1) Gamma(b + 1) / Gamma(a + b + 1), 0.5
+// (shapes near 1) to 1 (near 0). Where x or y is subnormal or 0, the ratio
+// comes from the logarithms, 1 / (1 + e^(ln y - ln x)), so that it neither
+// loses precision nor becomes 0 / 0.
+int johnk_beta(void* stream, int n, double* out, double a, double b) {
+  QuietKernels quiet;
+  const double inv_a = 1 / a, inv_b = 1 / b;
+  double u[2 * kRound], e[2 * kRound];
+  int fails = 0;
+  for (int done = 0; done < n;) {
+    const int m = n - done < kRound ? n - done : kRound;
+    const int st = draw_open(stream, 2 * m, u);
+    if (st < 0) return st;
+    _vqmdLn_50(2 * m, u, u);
+    for (int i = 0; i < m; ++i) e[2 * i] = u[2 * i] * inv_a, e[2 * i + 1] = u[2 * i + 1] * inv_b;
+    _vqmdExp_50(2 * m, e, e);
+    for (int i = 0; i < m; ++i) {
+      const double x = e[2 * i], y = e[2 * i + 1], t = x + y;
+      if (!(t <= 1)) {
+        if (++fails == kMaxAttempts) {  // outside the domains only
+          out[done++] = a / (a + b);
+          fails = 0;
         }
-        const double v = beta * std::log(u1 / (1 - u1));
-        const double w = big * std::exp(v);
-        x = value_bc(w);
-        return alpha * (std::log(alpha / (small + w)) + v) - kLn4 >= std::log(z);
-      });
+        continue;
+      }
+      fails = 0;
+      if (x >= 0x1p-1022 && y >= 0x1p-1022) {
+        out[done++] = x / t;
+        continue;
+      }
+      // x or y subnormal or 0: the ratio from the logarithms.
+      const double lx = u[2 * i] * inv_a, ly = u[2 * i + 1] * inv_b;
+      double d = ly - lx;
+      // Both -inf (shapes near 0): the sign of ln V a - ln U b decides.
+      if (!(d == d)) d = u[2 * i + 1] * a > u[2 * i] * b ? 1e300 : -1e300;
+      out[done++] = 1 / (1 + zev::dist::exp(d));
+    }
+  }
+  return 0;
 }
 
 template <class T>
@@ -218,7 +262,7 @@ int beta_dist(void* stream, int n, T* r, double a, double b, double loc, double 
   double x[kBlock];
   for (int done = 0; done < n;) {
     const int m = n - done < kBlock ? n - done : kBlock;
-    const int st = standard_beta(stream, m, x, a, b);
+    const int st = a < 1 && b < 1 ? johnk_beta(stream, m, x, a, b) : standard_beta(stream, m, x, a, b);
     if (st < 0) return st;
     for (int i = 0; i < m; ++i) r[done + i] = T(loc + scale * x[i]);
     done += m;
@@ -274,10 +318,11 @@ ZEV_API int _vqsiRngNegbinomial(int, void* stream, int n, int32_t* r, double a, 
     int st = standard_gamma(stream, m, lam, a);
     if (st < 0) return st;
     Uniforms u(stream, 1);
+    PoissonSeq poisson;
     st = each_variate(u, m, [&](int i) {
       const double mu = lam[i] * scale;
       if (mu < 0x1p31) {
-        r[done + i] = saturate(poisson_once(u, mu));
+        r[done + i] = saturate(poisson(u, mu));
       } else {
         u.next();
         r[done + i] = kMarker;

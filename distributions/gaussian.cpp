@@ -154,7 +154,9 @@ int box_muller_one(void* stream, int n, T* r, T a, T sigma) {
 
 // Method 1: pairs R sin w, R cos w; an odd count leaves the raw pair of its
 // last variate pending in a chunk of the stream, whose cosine variate the
-// next call gives first.
+// next call gives first. sigma and a are applied as each block is written
+// ((R t) sigma + a, the rounding of a last pass over the output), so that
+// the output is touched once.
 template <class T>
 int box_muller_pairs(void* stream, int n, T* r, T a, T sigma) {
   constexpr int kId = Rows<T>::kPendingChunk;
@@ -175,7 +177,7 @@ int box_muller_pairs(void* stream, int n, T* r, T a, T sigma) {
     T w = pending[1] * Rows<T>::kTwoPi, c, x = pending[0];
     call(Rows<T>::cos(), 1, static_cast<const T*>(&w), &c);
     radius(1, &x);
-    r[0] = x * c;
+    r[0] = (x * c) * sigma + a;
     pos = 1;
   }
   const int owed = n - pos;
@@ -186,7 +188,10 @@ int box_muller_pairs(void* stream, int n, T* r, T a, T sigma) {
     for (int i = 0; i < m; ++i) x[i] = u[2 * i], w[i] = u[2 * i + 1] * Rows<T>::kTwoPi;
     call(Rows<T>::sincos(), m, static_cast<const T*>(w), s, c);
     radius(m, x);
-    for (int i = 0; i < m; ++i) r[pos + 2 * i] = x[i] * s[i], r[pos + 2 * i + 1] = x[i] * c[i];
+    for (int i = 0; i < m; ++i) {
+      r[pos + 2 * i] = (x[i] * s[i]) * sigma + a;
+      r[pos + 2 * i + 1] = (x[i] * c[i]) * sigma + a;
+    }
     pos += 2 * m;
     return 0;
   };
@@ -201,12 +206,11 @@ int box_muller_pairs(void* stream, int n, T* r, T a, T sigma) {
     T wl = uv[1] * Rows<T>::kTwoPi, sl, xl = uv[0];
     call(Rows<T>::sin(), 1, static_cast<const T*>(&wl), &sl);
     radius(1, &xl);
-    r[n - 1] = xl * sl;
+    r[n - 1] = (xl * sl) * sigma + a;
     pending[0] = uv[0], pending[1] = uv[1];
   } else {
     pending[0] = pending[1] = T(-1);
   }
-  for (int i = 0; i < n; ++i) r[i] = r[i] * sigma + a;
   return 0;
 }
 

@@ -8,16 +8,25 @@ namespace {
 
 using namespace zev::dist;
 
-// Successes among d draws without replacement from pop items of which s are
-// successes, by the table of its distribution function.
+// Support, mode and standard deviation of the successes among d draws
+// without replacement from pop items of which s are successes.
+struct Shape {
+  Shape(double pop, double s, double d)
+      : kmin(std::fmax(0, d - (pop - s))),
+        kmax(std::fmin(s, d)),
+        mode(std::fmin(kmax, std::fmax(kmin, std::floor((d + 1) * (s + 1) / (pop + 2))))),
+        sd(std::sqrt(pop > 1 ? d * (s / pop) * (1 - s / pop) * (pop - d) / (pop - 1) : 0)) {}
+  double kmin, kmax, mode, sd;
+};
+
+// The variates by the table of the distribution function.
 int hypergeometric_inverse(void* stream, int n, int32_t* r, double pop, double s, double d) {
-  const double kmin = std::fmax(0, d - (pop - s)), kmax = std::fmin(s, d);
-  const double mode = std::fmin(kmax, std::fmax(kmin, std::floor((d + 1) * (s + 1) / (pop + 2))));
-  const double pmode = kmin == kmax ? 1.0 : std::exp(hypergeometric_log_pmf(mode, pop, s, d));
-  const double var = pop > 1 ? d * (s / pop) * (1 - s / pop) * (pop - d) / (pop - 1) : 0;
+  const Shape sh(pop, s, d);
+  const double kmin = sh.kmin, kmax = sh.kmax, mode = sh.mode;
+  const double pmode = kmin == kmax ? 1.0 : zev::dist::exp(hypergeometric_log_pmf(mode, pop, s, d));
   const double f = pop - s - d;  // failures left over when all draws are failures, minus one
   const InverseCdf table(
-      kmin, kmax, mode, pmode, table_width(std::sqrt(var)),
+      kmin, kmax, mode, pmode, table_width(sh.sd),
       [=](double k) { return (s - k) * (d - k) / ((k + 1) * (f + k + 1)); },
       [=](double k) { return k * (f + k) / ((s - k + 1) * (d - k + 1)); });
   return invert(stream, n, r, table);
@@ -39,31 +48,41 @@ class Hrua {
     mode_ = std::floor((m + 1) * (g + 1) / (pop + 2));
     p_ = m / pop;
     q_ = (pop - m) / pop;
+    f_ = pop - g;
+    gp_ = g * p_, gq_ = g * q_, fp_ = f_ * p_, fq_ = f_ * q_;
+    c0_ = stirling_delta(g) + stirling_delta(f_) - kLn2Pi;
     ln_pmode_ = ln_part(mode_);
     end_ = std::fmin(std::fmin(m, g) + 1, std::floor(c_ + 16 * sd));
   }
-  double operator()(Uniforms& u) const {
-    for (int t = 0; t < kMaxAttempts; ++t) {
-      const double x = u.next(), y = u.next();
-      if (u.failed()) return 0;
-      const double w = c_ + h_ * (y - 0.5) / x;
-      if (!(w >= 0 && w < end_)) continue;
-      const double z = std::floor(w);
-      const double tz = ln_part(z) - ln_pmode_;
-      if (x * (4 - x) - 3 <= tz) return z;
-      if (x * (x - tz) >= 1) continue;
-      if (2 * std::log(x) <= tz) return z;
-    }
-    return mode_;
+  // One attempt from the uniforms x and y: true with the variate z. ln P(z) -
+  // ln P(mode) is kept in memo for the values of z about the mode: most
+  // attempts then cost no logarithm.
+  bool attempt(double x, double y, double& z, Memo* memo) const {
+    const double w = c_ + h_ * (y - 0.5) / x;
+    if (!(w >= 0 && w < end_)) return false;
+    z = std::floor(w);
+    const double tz = (*memo)(z, [&](double j) { return ln_part(j) - ln_pmode_; });
+    if (x * (4 - x) - 3 <= tz) return true;
+    if (x * (x - tz) >= 1) return false;
+    return 2 * zev::dist::ln(x) <= tz;
   }
+  double fallback() const { return mode_; }
+  double mode() const { return mode_; }
 
  private:
-  // ln P(z) but for its term that does not depend on z.
+  // ln P(z) but for its term that does not depend on z: the binomial
+  // probabilities of z among g and of m - z among f = pop - g, at p = m/pop.
+  // Inside both supports their saddle-point forms share one logarithm.
   double ln_part(double z) const {
-    return binomial_log_pmf(z, g_, p_, q_) + binomial_log_pmf(m_ - z, pop_ - g_, p_, q_);
+    const double y = m_ - z;
+    if (!(z > 0 && z < g_ && y > 0 && y < f_))
+      return binomial_log_pmf(z, g_, p_, q_) + binomial_log_pmf(y, f_, p_, q_);
+    return c0_ - stirling_delta(z) - stirling_delta(g_ - z) - stirling_delta(y) - stirling_delta(f_ - y) -
+           bd0(z, gp_) - bd0(g_ - z, gq_) - bd0(y, fp_) - bd0(f_ - y, fq_) -
+           0.5 * zev::dist::ln((z * ((g_ - z) / g_)) * (y * ((f_ - y) / f_)));
   }
 
-  double pop_, g_, m_, c_, h_, mode_, p_, q_, ln_pmode_, end_;
+  double pop_, g_, m_, c_, h_, mode_, p_, q_, ln_pmode_, end_, f_, gp_, gq_, fp_, fq_, c0_;
 };
 
 }  // namespace
@@ -80,14 +99,14 @@ ZEV_API int _vqsiRngHypergeometric(int method, void* stream, int n, int32_t* r, 
   }
   const double pop = population, s = successes, d = draws;
   const double m = std::fmin(d, pop - d);
+  const Shape sh(pop, s, d);
   if ((method & ~ZEV_RNG_METHOD_ACCURATE) == ZEV_RNG_HYPERGEOMETRIC_INV || m < 10 ||
-      s == 0 || s == pop)
+      s == 0 || s == pop || small_table(sh.kmin, sh.kmax, sh.mode, sh.sd))
     return hypergeometric_inverse(stream, n, r, pop, s, d);
   const double g = std::fmin(s, pop - s);
   const Hrua hrua(pop, g, m);
-  Uniforms u(stream, 2);
-  return each_variate(u, n, [&](int i) {
-    double z = hrua(u);
+  Memo memo(hrua.mode());
+  return two_uniform_rounds(stream, n, hrua, &memo, [&](int i, double z) {
     if (s > pop - s) z = m - z;
     if (m < d) z = s - z;
     r[i] = int32_t(z);

@@ -135,15 +135,19 @@ ZEV_API int _vqsiRngBernoulli(int method, void* stream, int n, int32_t* r, doubl
    2147483647 and the stream does not move. One uniform a value. */
 ZEV_API int _vqsiRngGeometric(int method, void* stream, int n, int32_t* r, double p);
 
-/* ---- Gamma family and Beta: rejection from uniforms -------------------- */
-/* Each attempt takes two uniforms; a call draws only the uniforms it uses,
-   so one call of n gives what calls of n1 and n - n1 give, but the number of
-   uniforms a variate takes varies. The accurate flag is accepted and changes
-   nothing. A shape outside its domain gives NaN everywhere and the stream
-   does not move; loc and scale outside theirs give what the formula gives. */
-#define ZEV_RNG_GAMMA_CHENG_AHRENS 0  /* Cheng's GB for a >= 1, Ahrens-Dieter GS below */
-#define ZEV_RNG_CHISQUARE_GAMMA    0  /* Gamma(df/2, loc, 2 scale) */
-#define ZEV_RNG_BETA_CHENG         0  /* Cheng's BB for min(a, b) > 1, BC otherwise */
+/* ---- Gamma family and Beta: rejection ---------------------------------- */
+/* Each attempt takes two uniforms (three where a shape is below 1); a call
+   draws only the uniforms it uses, so one call of n gives what calls of n1
+   and n - n1 give, but the number of uniforms a variate takes varies. The
+   accurate flag is accepted and changes nothing. A shape outside its domain
+   gives NaN everywhere and the stream does not move; loc and scale outside
+   theirs give what the formula gives. */
+#define ZEV_RNG_GAMMA_MARSAGLIA_TSANG 0  /* Marsaglia-Tsang; shape + 1 and U^(1/a) below 1 */
+#define ZEV_RNG_CHISQUARE_GAMMA       0  /* Gamma(df/2, loc, 2 scale) */
+#define ZEV_RNG_BETA_GAMMA_RATIO      0  /* X/(X+Y) of two gammas; Johnk when a, b < 1 */
+/* The earlier names of method 0. */
+#define ZEV_RNG_GAMMA_CHENG_AHRENS ZEV_RNG_GAMMA_MARSAGLIA_TSANG
+#define ZEV_RNG_BETA_CHENG         ZEV_RNG_BETA_GAMMA_RATIO
 
 /* Gamma (scipy.stats.gamma): parameters a, loc, scale; density of
    x = (value - loc)/scale proportional to x^(a-1) e^-x. Domain: a > 0
@@ -170,12 +174,12 @@ ZEV_API int _vqsdRngBeta(int method, void* stream, int n, double* r, double a, d
    2147483647 and the stream does not move; values saturate at 2147483647.
    Method values other than those below act as 0; the accurate flag changes
    nothing. */
-#define ZEV_RNG_POISSON_PTRS         0  /* PTRS for mu >= 10, inversion below */
+#define ZEV_RNG_POISSON_PTRS         0  /* PTRS where the table spans over 512 integers, inversion below */
 #define ZEV_RNG_POISSON_INV          1
 #define ZEV_RNG_POISSONV_PTRS        0  /* per variate: PTRS for mu >= 10, inversion below */
-#define ZEV_RNG_BINOMIAL_BTRS        0  /* BTRS for ntrial min(p, 1-p) >= 10, inversion below */
+#define ZEV_RNG_BINOMIAL_BTRS        0  /* BTRS for ntrial min(p, 1-p) >= 10 where the table spans over 512 integers, inversion below */
 #define ZEV_RNG_BINOMIAL_INV         1
-#define ZEV_RNG_HYPERGEOMETRIC_HRUA  0  /* ratio of uniforms for 10 <= draws <= population - 10 */
+#define ZEV_RNG_HYPERGEOMETRIC_HRUA  0  /* ratio of uniforms for 10 <= draws <= population - 10 where the table spans over 512 integers */
 #define ZEV_RNG_HYPERGEOMETRIC_INV   1
 #define ZEV_RNG_MULTINOMIAL_BINOMIAL 0  /* conditional binomials */
 #define ZEV_RNG_NEGBINOMIAL_MIXTURE  0  /* Poisson of a Gamma mean */

@@ -36,6 +36,8 @@ int main() {
   void* s = nullptr;
   unsigned seed = 12345;
   __vqsNewStreamEx(&s, ZEV_BRNG_MT19937, 1, &seed);
+  void* sf = nullptr;
+  __vqsNewStreamEx(&sf, ZEV_BRNG_SFMT19937, 1, &seed);
   const int big = 1'000'000;
   std::vector<double> d(big);
   std::vector<float> f(big);
@@ -57,6 +59,12 @@ int main() {
       {"sUniform", [&](int n) { _vqssRngUniform(0, s, n, f.data(), 0.0f, 1.0f); }},
       {"iUniform", [&](int n) { _vqsiRngUniform(0, s, n, i.data(), 0, 1000); }},
       {"iUniformBits32", [&](int n) { _vqsiRngUniformBits32(0, s, n, reinterpret_cast<unsigned*>(i.data())); }},
+      {"dGaussian BOXMULLER", [&](int n) { _vqsdRngGaussian(0, s, n, d.data(), 0.0, 1.0); }},
+      {"dGaussian BOXMULLER2", [&](int n) { _vqsdRngGaussian(1, s, n, d.data(), 0.0, 1.0); }},
+      {"dGaussian BOXMULLER2 SFMT19937", [&](int n) { _vqsdRngGaussian(1, sf, n, d.data(), 0.0, 1.0); }},
+      {"dGaussian ICDF", [&](int n) { _vqsdRngGaussian(2, s, n, d.data(), 0.0, 1.0); }},
+      {"dGaussian ICDF SFMT19937", [&](int n) { _vqsdRngGaussian(2, sf, n, d.data(), 0.0, 1.0); }},
+      {"sGaussian BOXMULLER2", [&](int n) { _vqssRngGaussian(1, s, n, f.data(), 0.0f, 1.0f); }},
       {"dExponential", [&](int n) { _vqsdRngExponential(0, s, n, d.data(), 0.0, 1.0); }},
       {"dExponential accurate", [&](int n) { _vqsdRngExponential(A, s, n, d.data(), 0.0, 1.0); }},
       {"sExponential", [&](int n) { _vqssRngExponential(0, s, n, f.data(), 0.0f, 1.0f); }},
@@ -78,16 +86,19 @@ int main() {
       {"dBeta 2,3", [&](int n) { _vqsdRngBeta(0, s, n, d.data(), 2.0, 3.0, 0.0, 1.0); }},
       {"dBeta 0.5,0.5", [&](int n) { _vqsdRngBeta(0, s, n, d.data(), 0.5, 0.5, 0.0, 1.0); }},
       {"iPoisson mu=3", [&](int n) { _vqsiRngPoisson(0, s, n, i.data(), 3.0); }},
-      {"iPoisson mu=100 PTRS", [&](int n) { _vqsiRngPoisson(0, s, n, i.data(), 100.0); }},
+      {"iPoisson mu=100 (table)", [&](int n) { _vqsiRngPoisson(0, s, n, i.data(), 100.0); }},
       {"iPoisson mu=100 INV", [&](int n) { _vqsiRngPoisson(1, s, n, i.data(), 100.0); }},
+      {"iPoisson mu=1000 PTRS", [&](int n) { _vqsiRngPoisson(0, s, n, i.data(), 1000.0); }},
       {"iPoisson mu=1e6 PTRS", [&](int n) { _vqsiRngPoisson(0, s, n, i.data(), 1e6); }},
       {"iPoisson mu=1e6 INV", [&](int n) { _vqsiRngPoisson(1, s, n, i.data(), 1e6); }},
       {"iPoissonV mu=3", [&](int n) { _vqsiRngPoissonV(0, s, n, i.data(), means.data()); }},
-      {"iBinomial 100,0.3 BTRS", [&](int n) { _vqsiRngBinomial(0, s, n, i.data(), 100, 0.3); }},
+      {"iBinomial 100,0.3 (table)", [&](int n) { _vqsiRngBinomial(0, s, n, i.data(), 100, 0.3); }},
       {"iBinomial 100,0.3 INV", [&](int n) { _vqsiRngBinomial(1, s, n, i.data(), 100, 0.3); }},
+      {"iBinomial 1e6,0.3 BTRS", [&](int n) { _vqsiRngBinomial(0, s, n, i.data(), 1000000, 0.3); }},
       {"iBinomial 20,0.1", [&](int n) { _vqsiRngBinomial(0, s, n, i.data(), 20, 0.1); }},
-      {"iHypergeometric 900,300,200 HRUA", [&](int n) { _vqsiRngHypergeometric(0, s, n, i.data(), 900, 300, 200); }},
+      {"iHypergeometric 900,300,200 (table)", [&](int n) { _vqsiRngHypergeometric(0, s, n, i.data(), 900, 300, 200); }},
       {"iHypergeometric 900,300,200 INV", [&](int n) { _vqsiRngHypergeometric(1, s, n, i.data(), 900, 300, 200); }},
+      {"iHypergeometric 1e6,3e5,2e5 HRUA", [&](int n) { _vqsiRngHypergeometric(0, s, n, i.data(), 1000000, 300000, 200000); }},
       {"iHypergeometric 30,10,5", [&](int n) { _vqsiRngHypergeometric(0, s, n, i.data(), 30, 10, 5); }},
       {"iNegbinomial 5,0.3", [&](int n) { _vqsiRngNegbinomial(0, s, n, i.data(), 5.0, 0.3); }},
       {"iMultinomial 100,(.2,.3,.5) a vector", [&](int n) { _vqsiRngMultinomial(0, s, n, counts.data(), 100, 3, pm); }},
@@ -137,9 +148,11 @@ int main() {
        }},
   };
   // BENCH_DIST_ONLY=<text>[,<text>...] times only the rows whose name holds
-  // one of the texts; those rows run 5,000,000 variates a round.
+  // one of the texts (BENCH_DIST_ONLY==<name>: the row of that name); those
+  // rows run 5,000,000 variates a round.
   const char* only = std::getenv("BENCH_DIST_ONLY");
   auto wanted = [&](const char* name) {
+    if (only[0] == '=') return std::strcmp(only + 1, name) == 0;
     for (const char* p = only;;) {
       const char* e = std::strchr(p, ',');
       const std::string part(p, e != nullptr ? size_t(e - p) : std::strlen(p));
@@ -148,7 +161,9 @@ int main() {
       p = e + 1;
     }
   };
-  const long total = only != nullptr ? 5'000'000 : 20'000'000;
+  // BENCH_DIST_TOTAL=<count> sets the variates a round.
+  const char* total_env = std::getenv("BENCH_DIST_TOTAL");
+  const long total = total_env != nullptr ? std::atol(total_env) : only != nullptr ? 5'000'000 : 20'000'000;
   std::printf("%-40s %12s %12s\n", "ns per variate", "n=1000", "n=1000000");
   for (const Row& r : rows) {
     if (only != nullptr && !wanted(r.name)) continue;
@@ -156,5 +171,6 @@ int main() {
     std::fflush(stdout);
   }
   __vqsDeleteStream(&s);
+  __vqsDeleteStream(&sf);
   return 0;
 }
