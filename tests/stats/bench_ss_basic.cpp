@@ -29,6 +29,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "ss_util.h"
 #include "stats/ss_moments.h"
 #include "zev/zev_threading.h"
@@ -107,16 +109,21 @@ std::map<std::string, Time> peers(int64_t n, int p) {
            "t('quantile_np', lambda: np.quantile(x, [0.1, 0.5, 0.9], axis=0))\n"
            "t('sort_pn', lambda: np.sort(xt, axis=1))\n",
            static_cast<long long>(n), p);
-  std::string cmd = "/usr/bin/python3 -c '";
-  cmd += script;
-  cmd += "'";
   std::map<std::string, Time> r;
+  char path[64];
+  snprintf(path, sizeof path, "/tmp/stats_peers_%d.py", static_cast<int>(getpid()));
+  FILE* py = fopen(path, "w");
+  if (!py) return r;
+  fputs(script, py);
+  fclose(py);
+  const std::string cmd = std::string("/usr/bin/python3 ") + path;
   FILE* f = popen(cmd.c_str(), "r");
   if (!f) return r;
   char name[64];
   double w, c;
   while (fscanf(f, "%63s %lf %lf", name, &w, &c) == 3) r[name] = Time{w, c};
   pclose(f);
+  remove(path);
   return r;
 }
 
