@@ -17,6 +17,7 @@
 // __vqsSQuantilesFreeBuffers, which the task's deletion calls.
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
 #include "stats/ss_task.h"
 
@@ -124,8 +125,8 @@ struct Absorb {
   int32_t first[kCells];
 };
 
-bool add_chunk(Summary& s, const double* c, int64_t k, int64_t b, double* spill, int32_t* gap,
-               int64_t* counts, Absorb& table) {
+bool add_chunk(Summary& s, const double* c, int64_t stride, int64_t k, int64_t b, double* spill,
+               int32_t* gap, int64_t* counts, Absorb& table) {
   const double lo = s.v[0], hi = s.v[s.size - 1];
   const double scale = Absorb::kCells / (hi - lo);
   auto cell = [&](double v) {
@@ -140,7 +141,7 @@ bool add_chunk(Summary& s, const double* c, int64_t k, int64_t b, double* spill,
   }
   std::fill(counts, counts + s.size, int64_t{0});
   for (int64_t i = 0; i < k; ++i) {
-    const double v = c[i];
+    const double v = c[i * stride];
     if (!(v > lo && v <= hi)) {  // outside the range, or a NaN: merged as a tuple
       gap[i] = -1;
       continue;
@@ -154,7 +155,7 @@ bool add_chunk(Summary& s, const double* c, int64_t k, int64_t b, double* spill,
     if (counts[u] && s.g[u] + s.d[u] + counts[u] > b) counts[u] = -1;
   int64_t m = 0;
   for (int64_t i = 0; i < k; ++i)
-    if (gap[i] < 0 || counts[gap[i]] < 0) spill[m++] = c[i];
+    if (gap[i] < 0 || counts[gap[i]] < 0) spill[m++] = c[i * stride];
   if (!reserve(s, s.size + m)) return false;
   for (int64_t u = 1; u < s.size; ++u)
     if (counts[u] > 0) s.g[u] += counts[u];
@@ -247,11 +248,12 @@ int stream(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
     const int64_t b = static_cast<int64_t>(std::floor(2 * eps * double(n_after)));
     for (int32_t a = 0; a < count && status == 0; ++a) {
       const int32_t j = vars[a];
-      for (int64_t i = 0; i < k; ++i) buf[i] = double(x(i0 + i, j));
       Summary& s = st->sums[j];
-      // A summary of a few tuples, or of one value, takes the chunk sorted.
+      // A summary of a few tuples, or of one value, takes the chunk sorted;
+      // otherwise double data are read where they stand.
       if (s.size < 64 || !(s.v[s.size - 1] - s.v[0] > 0) ||
           !(Absorb::kCells / (s.v[s.size - 1] - s.v[0]) < INFINITY)) {
+        for (int64_t i = 0; i < k; ++i) buf[i] = double(x(i0 + i, j));
         std::sort(buf.p, buf.p + k);
         if (!reserve(s, s.size + k)) status = ZEV_SS_ERROR_MEM_FAILURE;
         else merge(s, buf.p, k, b);
@@ -267,7 +269,15 @@ int stream(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
           continue;
         }
       }
-      if (!add_chunk(s, buf.p, k, b, buf.p + chunk, gap.p, counts, *table.p))
+      const double* c = buf.p;
+      int64_t stride = 1;
+      if constexpr (std::is_same_v<T, double>) {
+        c = x.var_major ? x.x + static_cast<int64_t>(j) * x.n + i0 : x.x + i0 * x.p + j;
+        stride = x.var_major ? 1 : x.p;
+      } else {
+        for (int64_t i = 0; i < k; ++i) buf[i] = double(x(i0 + i, j));
+      }
+      if (!add_chunk(s, c, stride, k, b, buf.p + chunk, gap.p, counts, *table.p))
         status = ZEV_SS_ERROR_MEM_FAILURE;
     }
     if (status == 0) st->n = n_after;

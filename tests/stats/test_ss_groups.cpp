@@ -450,7 +450,9 @@ TEST(SsStreamQuantiles, RankErrorWithinEpsilonOverBlocks) {
 // a wide one, a spike of one value; every order from 0 to 1 in steps of
 // 0.01 within eps n, after each block of a series.
 TEST(SsStreamQuantiles, RankErrorOnOrderedAndShiftingStreams) {
-  const int32_t one = 1, nq = 101, p = 1;
+  // Two variables side by side (observation-contiguous): the stream and its
+  // negation.
+  const int32_t one = 1, nq = 101, p = 2, layout = ZEV_SS_MATRIX_STORAGE_COLS;
   double orders[nq];
   for (int m = 0; m < nq; ++m) orders[m] = m / 100.0;
   std::mt19937_64 g(5);
@@ -468,28 +470,33 @@ TEST(SsStreamQuantiles, RankErrorOnOrderedAndShiftingStreams) {
   for (const Case& c : cases)
     for (double eps : {0.01, 0.002}) {
       Task t;
-      std::vector<double> all, x, out(nq);
+      std::vector<double> all, x, out(p * nq);
       int32_t n = 1, pp = p;
       double dummy = 0;
-      ASSERT_EQ(__vqsdSSNewTask(&t.t, &pp, &n, &kRows, &dummy, nullptr, nullptr, 0), 0);
+      ASSERT_EQ(__vqsdSSNewTask(&t.t, &pp, &n, &layout, &dummy, nullptr, nullptr, 0), 0);
       ASSERT_EQ(__vqsdSSEditStreamQuantiles(t, &nq, orders, out.data(), &one, &eps), 0);
       for (int block = 0; block < 4; ++block) {
-        x.resize(30000);
-        for (double& v : x) {
-          v = c.value(static_cast<int64_t>(all.size()), z(g));
-          all.push_back(v);
+        x.resize(2 * 30000);
+        for (size_t i = 0; i < x.size(); i += 2) {
+          x[i] = c.value(static_cast<int64_t>(all.size()), z(g));
+          x[i + 1] = -x[i];
+          all.push_back(x[i]);
         }
-        n = static_cast<int32_t>(x.size());
+        n = 30000;
         ASSERT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_OBSERV, x.data()), 0);
         ASSERT_EQ(__vqsiSSEditTask(t, ZEV_SS_ED_OBSERV_N, &n), 0);
         ASSERT_EQ(_vqsdSSStreamQuantiles(t, ZEV_SS_STREAM_QUANTS,
                                          block ? ZEV_SS_METHOD_STREAM : ZEV_SS_METHOD_STREAM_NEW,
                                          nullptr), 0);
-        std::vector<double> s = all;
-        std::sort(s.begin(), s.end());
-        for (int m = 0; m < nq; ++m)
-          ASSERT_LE(rank_error(s, out[m], orders[m]), eps * double(s.size()))
-              << c.name << " eps " << eps << " order " << orders[m] << " n " << s.size();
+        for (int j = 0; j < p; ++j) {
+          std::vector<double> s = all;
+          if (j) for (double& v : s) v = -v;
+          std::sort(s.begin(), s.end());
+          for (int m = 0; m < nq; ++m)
+            ASSERT_LE(rank_error(s, out[j * nq + m], orders[m]), eps * double(s.size()))
+                << c.name << " eps " << eps << " variable " << j << " order " << orders[m]
+                << " n " << s.size();
+        }
       }
     }
 }
