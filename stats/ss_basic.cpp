@@ -358,10 +358,11 @@ void one_pass_blocks(Args<T>& a, CrossBlock<T>& cb) {
   if constexpr (Cross) cb.finish(a.cross);
 }
 
-// One kernel per (method, order, cross, weighted, layout). Observations run in
-// the outer loop and variables in the inner one, for both layouts: the inner
-// loop then carries p independent chains, and the variable-contiguous layout
-// reads p sequential streams.
+// One kernel per (method, order, cross, weighted, layout). The one-pass
+// method goes by blocks (above); the fast and user-mean methods add plain
+// sums, with observations in the outer loop and variables in the inner one,
+// for both layouts: the inner loop then carries p independent chains, and
+// the variable-contiguous layout reads p sequential streams.
 template <class T, int M, int Order, bool Cross, bool Weighted, bool ObsMajor>
 void kernel(Args<T>& a) {
   const int32_t p = a.p;

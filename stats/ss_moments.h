@@ -158,6 +158,7 @@ struct CrossBlock {
   T* coef;  // each row's coefficient c_o
   T* aux;   // kAux arrays of ps
   Prefetch next;  // lines to ask for during the next flush, spread over its tiles
+  int32_t every = 1 << 20;
 
   static int32_t padded(int32_t p) { return (p + L - 1) / L * L; }
   // A block of about 16 KiB of observations, so that it stays in the first
@@ -212,7 +213,12 @@ struct CrossBlock {
       for (int r = 0; r < L; ++r) acc[v][r] = Fresh ? Ln::splat(T(0)) : Ln::load(s + (v * L + r) * L);
     const T* ea = e + a * L;
     const T* eb = e + b0 * L;
+    int32_t wait = every;
     for (int32_t o = 0; o < count; ++o, ea += ps, eb += ps) {
+      if (--wait == 0) {
+        next.issue(1);
+        wait = every;
+      }
       V rot[L];
       rot[0] = Ln::load(ea);
       if constexpr (Coef) rot[0] = Ln::mul(rot[0], Ln::splat(coef[o]));
@@ -228,11 +234,13 @@ struct CrossBlock {
   template <bool Coef, bool Fresh = false>
   void flush() {
     if (count == 0) return;
-    const int64_t tiles = nv * ((nv + kTile - 1) / kTile);  // at least as many as run
-    const int64_t share = (next.left() + tiles - 1) / tiles;
+    // The next block's lines, one every `every` rows of the tiles, so that
+    // few requests are outstanding at once.
+    int64_t tiles = 0;
+    for (int32_t a = 0; a < nv; ++a) tiles += (nv - a + kTile - 1) / kTile;
+    every = static_cast<int32_t>(std::clamp<int64_t>(tiles * count / (next.left() + 1), 1, 1 << 20));
     for (int32_t a = 0; a < nv; ++a)
       for (int32_t b = a; b < nv; b += kTile) {
-        next.issue(share);
         switch (std::min<int32_t>(kTile, nv - b)) {
           case 1: tile<Coef, 1, Fresh>(a, b); break;
           case 2: tile<Coef, 2, Fresh>(a, b); break;
