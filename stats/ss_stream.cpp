@@ -242,8 +242,10 @@ int stream(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
   int64_t* counts = nullptr;  // one per tuple of the largest summary
   int64_t counts_cap = 0;
   int status = 0;
-  for (int64_t i0 = 0; i0 < x.n && status == 0; i0 += chunk) {
-    const int64_t k = std::min(chunk, x.n - i0);
+  // A new series starts with a short sorted chunk, so that the summary has
+  // gaps to count into as early as possible.
+  for (int64_t i0 = 0, k = 0; i0 < x.n && status == 0; i0 += k) {
+    k = std::min(st->n < 1024 ? std::min<int64_t>(chunk, 1024) : chunk, x.n - i0);
     const int64_t n_after = st->n + k;
     const int64_t b = static_cast<int64_t>(std::floor(2 * eps * double(n_after)));
     for (int32_t a = 0; a < count && status == 0; ++a) {
