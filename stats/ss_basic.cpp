@@ -152,10 +152,217 @@ inline void prefetch_ahead(const T* x, int64_t i, int32_t p) {
                _MM_HINT_T0);
 }
 
-// One kernel per (method, order, cross, weighted, layout). Observations run in
-// the outer loop and variables in the inner one, for both layouts: the inner
-// loop then carries p independent chains, and the variable-contiguous layout
-// reads p sequential streams.
+// The one-pass method, a block of observations at a time: the block's own
+// weight, mean, means of powers and central sums are formed (two passes over
+// data in the first level cache: the sums, then the deviations from the
+// block's mean), and the block is folded into the running values by the
+// pairwise merge that joins the threads' results (Chan, Golub and LeVeque;
+// Pebay), with the means moved by q*(mean_b - mean), q = Wb/(Wa + Wb), as the
+// one-observation update moves them. Every central term is a power of a
+// deviation, never a power of x, and the block's mean of x^2 is m*m + s2/W.
+// The cross products of the block's deviations go through the register
+// tiles, together with one extra row, the difference of the means, which
+// carries the merge's term (Wa*Wb/(Wa + Wb))*d_i*d_k; the tiles' diagonal
+// then gives the block's second central sums as well.
+template <class T, int Order, bool Cross, bool Weighted, bool ObsMajor>
+void one_pass_blocks(Args<T>& a, CrossBlock<T>& cb) {
+  const int32_t p = a.p;
+  const T* __restrict x = a.x;
+  const T* __restrict wt = a.w;
+  constexpr uint8_t uses = kUses[kOnePass][Order];
+  constexpr bool kR2 = uses & 0x02, kR3 = uses & 0x04, kR4 = uses & 0x08;
+  constexpr bool kS2 = uses & 0x10, kS3 = uses & 0x20, kS4 = uses & 0x40;
+  static_assert(!kR2 || kS2, "the mean of x^2 comes from the second central sum");
+  // The second central sums from the tiles' diagonal, where no higher sum
+  // needs the squares on the way.
+  constexpr bool kDiagonal = Cross && kS2 && !kS3;
+  T* __restrict m = a.q[0];
+  T* __restrict r2 = a.q[1];
+  T* __restrict r3 = a.q[2];
+  T* __restrict r4 = a.q[3];
+  T* __restrict s2 = a.q[4];
+  T* __restrict s3 = a.q[5];
+  T* __restrict s4 = a.q[6];
+  // The block's values per variable: mean, central sums 2 to 4, means of x^3, x^4.
+  T* bm = cb.aux_array(0);
+  T* b2 = cb.aux_array(1);
+  T* b3 = cb.aux_array(2);
+  T* b4 = cb.aux_array(3);
+  T* q3 = cb.aux_array(4);
+  T* q4 = cb.aux_array(5);
+  T W = a.acc[0], W2 = a.acc[1];
+  const int32_t B = cb.rows;
+  auto each_variable = [&](auto step) {
+    int32_t j = 0;
+    for (; j + Pack<T>::kWidth <= p; j += Pack<T>::kWidth) step(Pack<T>{}, j);
+    for (; j < p; ++j) step(T{}, j);
+  };
+  for (int64_t b0 = a.first; b0 < a.end; b0 += B) {
+    const int32_t nb = static_cast<int32_t>(std::min<int64_t>(B, a.end - b0));
+    // Observation-contiguous data is read where it stands; the other layout
+    // is first gathered into the rows, an observation to a row.
+    const T* src = cb.e;
+    int64_t src_stride = cb.ps;
+    if constexpr (ObsMajor) {
+      src = x + b0 * p;
+      src_stride = p;
+    } else {
+      for (int32_t j = 0; j < p; ++j) {
+        const T* col = x + static_cast<int64_t>(j) * a.n + b0;
+        T* dst = cb.e + j;
+        for (int32_t o = 0; o < nb; ++o) dst[static_cast<int64_t>(o) * cb.ps] = col[o];
+      }
+    }
+    // The next block is asked for while this one is worked on: during the
+    // tiles' flush, or else a share in each vector of variables' pass.
+    const int64_t next = b0 + nb, next_nb = std::min<int64_t>(B, a.end - next);
+    if (next_nb <= 0) cb.next.set(x, 0, 0, 0);
+    else if constexpr (ObsMajor) cb.next.set(x + next * p, 0, 1, next_nb * p * int64_t{sizeof(T)});
+    else cb.next.set(x + next, a.n * int64_t{sizeof(T)}, p, next_nb * int64_t{sizeof(T)});
+    const int64_t pf_share = (cb.next.left() * Pack<T>::kWidth + p - 1) / p;
+    T wb, w2b;
+    if constexpr (Weighted) {
+      wb = w2b = T(0);
+      for (int32_t o = 0; o < nb; ++o) {
+        const T w = wt[b0 + o];
+        cb.coef[o] = w;
+        wb += w;
+        w2b += w * w;
+      }
+      if (wb == T(0)) {  // no weight in the block: only W2's terms (zero as well)
+        W2 += w2b;
+        continue;
+      }
+    } else {
+      wb = w2b = static_cast<T>(nb);
+    }
+    const T wa = W, r = T(1) / (wa + wb), q = wb * r, f = wa * q;
+    const bool first = wa == T(0);
+    // Per vector of variables: the sums, then the deviations. Four
+    // observations at a time go to separate accumulators, to keep the
+    // additions' latency out of the way.
+    each_variable([&](auto one, int32_t j) {
+      using N = decltype(one);
+      if constexpr (!Cross) cb.next.issue(pf_share);
+      const N zero = splat<N>(T(0));
+      auto v_at = [&](int32_t o) { return load<N>(src + o * src_stride + j); };
+      auto w_of = [&](int32_t o) { return splat<N>(cb.coef[o]); };
+      auto total = [](N* s) { return (s[0] + s[1]) + (s[2] + s[3]); };
+      N s1[4], p3[4], p4[4];
+      for (int u = 0; u < 4; ++u) s1[u] = p3[u] = p4[u] = zero;
+      auto add_raw = [&](int u, int32_t o) {
+        const N v = v_at(o), wv = Weighted ? w_of(o) * v : v;
+        s1[u] = s1[u] + wv;
+        if constexpr (kR3 || kR4) {
+          const N wv2 = wv * v;
+          if constexpr (kR3) p3[u] = p3[u] + wv2 * v;
+          if constexpr (kR4) p4[u] = p4[u] + wv2 * (v * v);
+        }
+      };
+      int32_t o = 0;
+      for (; o + 4 <= nb; o += 4)
+        for (int u = 0; u < 4; ++u) add_raw(u, o + u);
+      for (; o < nb; ++o) add_raw(0, o);
+      const N wbv = splat<N>(wb), mb = total(s1) / wbv;
+      store(bm + j, mb);
+      if constexpr (kR3) store(q3 + j, total(p3) / wbv);
+      if constexpr (kR4) store(q4 + j, total(p4) / wbv);
+      if constexpr (kS2 || Cross) {
+        N c2[4], c3[4], c4[4];
+        for (int u = 0; u < 4; ++u) c2[u] = c3[u] = c4[u] = zero;
+        auto add_central = [&](int u, int32_t o) {
+          const N d = v_at(o) - mb;
+          if constexpr (Cross) store(cb.row(o) + j, d);
+          if constexpr (kS2 && !kDiagonal) {
+            const N wd2 = Weighted ? w_of(o) * (d * d) : d * d;
+            c2[u] = c2[u] + wd2;
+            if constexpr (kS3) c3[u] = c3[u] + wd2 * d;
+            if constexpr (kS4) c4[u] = c4[u] + wd2 * (d * d);
+          }
+        };
+        o = 0;
+        for (; o + 4 <= nb; o += 4)
+          for (int u = 0; u < 4; ++u) add_central(u, o + u);
+        for (; o < nb; ++o) add_central(0, o);
+        if constexpr (kS2 && !kDiagonal) store(b2 + j, total(c2));
+        if constexpr (kS3) store(b3 + j, total(c3));
+        if constexpr (kS4) store(b4 + j, total(c4));
+      }
+      // The extra row: d itself with coefficient f, or sqrt(f)*d where every
+      // coefficient is 1.
+      if constexpr (Cross) {
+        if (!first) {
+          const N d = mb - load<N>(m + j);
+          store(cb.row(nb) + j, Weighted ? d : splat<N>(std::sqrt(f)) * d);
+        }
+      }
+    });
+    if constexpr (Cross) {
+      cb.coef[nb] = f;
+      cb.count = first ? nb : nb + 1;
+      cb.template flush_block<Weighted>();
+      if constexpr (kDiagonal) {
+        const T* extra = cb.row(nb);
+        for (int32_t j = 0; j < p; ++j) {
+          const T e = first ? T(0) : Weighted ? (extra[j] * f) * extra[j] : extra[j] * extra[j];
+          b2[j] = cb.block_diagonal(j) - e;
+        }
+      }
+    }
+    // The merge, fourth order first: each line uses the values before it.
+    each_variable([&](auto one, int32_t j) {
+      using N = decltype(one);
+      const N mb = load<N>(bm + j), wbv = splat<N>(wb);
+      const N c2b = kS2 ? load<N>(b2 + j) : splat<N>(T(0));
+      const N r2b = mb * mb + c2b / wbv;
+      if (first) {
+        store(m + j, mb);
+        if constexpr (kR2) store(r2 + j, r2b);
+        if constexpr (kR3) store(r3 + j, load<N>(q3 + j));
+        if constexpr (kR4) store(r4 + j, load<N>(q4 + j));
+        if constexpr (kS2) store(s2 + j, load<N>(s2 + j) + c2b);
+        if constexpr (kS3) store(s3 + j, load<N>(s3 + j) + load<N>(b3 + j));
+        if constexpr (kS4) store(s4 + j, load<N>(s4 + j) + load<N>(b4 + j));
+        return;
+      }
+      const N mj = load<N>(m + j), d = mb - mj, rd = splat<N>(r) * d;
+      const N wav = splat<N>(wa);
+      if constexpr (kS2) {
+        const N c2a = load<N>(s2 + j);
+        if constexpr (kS3) {
+          const N c3a = load<N>(s3 + j), c3b = load<N>(b3 + j);
+          if constexpr (kS4)
+            store(s4 + j, load<N>(s4 + j) + load<N>(b4 + j) +
+                              ((((splat<N>((wa - wb) * wa + wb * wb) * d * wbv * rd +
+                                  splat<N>(T(6)) * wav * c2b) * wav +
+                                 splat<N>(T(6) * wb * wb) * c2a) * rd +
+                                splat<N>(T(4)) * (wav * c3b - wbv * c3a)) * rd));
+          store(s3 + j, c3a + c3b +
+                            (splat<N>(r * r * wb * wa * (wa - wb)) * d * d +
+                             splat<N>(T(3) * r) * (wav * c2b - wbv * c2a)) * d);
+        }
+        store(s2 + j, c2a + c2b + splat<N>(wa * wb * r) * d * d);
+      }
+      const N qv = splat<N>(q);
+      store(m + j, mj + qv * d);
+      if constexpr (kR2) store(r2 + j, load<N>(r2 + j) + qv * (r2b - load<N>(r2 + j)));
+      if constexpr (kR3) store(r3 + j, load<N>(r3 + j) + qv * (load<N>(q3 + j) - load<N>(r3 + j)));
+      if constexpr (kR4) store(r4 + j, load<N>(r4 + j) + qv * (load<N>(q4 + j) - load<N>(r4 + j)));
+    });
+    W = wa + wb;
+    W2 += w2b;
+  }
+  a.acc[0] = W;
+  a.acc[1] = W2;
+  cb.next.set(x, 0, 0, 0);
+  if constexpr (Cross) cb.finish(a.cross);
+}
+
+// One kernel per (method, order, cross, weighted, layout). The one-pass
+// method goes by blocks (above); the fast and user-mean methods add plain
+// sums, with observations in the outer loop and variables in the inner one,
+// for both layouts: the inner loop then carries p independent chains, and
+// the variable-contiguous layout reads p sequential streams.
 template <class T, int M, int Order, bool Cross, bool Weighted, bool ObsMajor>
 void kernel(Args<T>& a) {
   const int32_t p = a.p;
@@ -187,42 +394,8 @@ void kernel(Args<T>& a) {
   constexpr bool kS2 = uses & 0x10, kS3 = uses & 0x20, kS4 = uses & 0x40;
 
   if constexpr (M == kOnePass) {
-    // At W = 0 the update divides by w: leading zero weights are skipped.
-    if (Weighted && W == T(0))
-      while (i < a.end && a.w[i] == T(0)) ++i;
-    for (; i < a.end; ++i) {
-      const T w = Weighted ? a.w[i] : T(1);
-      const T r = T(1) / (W + w), q = w * r;
-      if constexpr (ObsMajor) prefetch_ahead(x, i, p);
-      T* __restrict e = cb.next_e();
-      const T c2 = W * q;
-      const T c3a = q * r * W * (W - w), c3b = T(3) * q;
-      const T c4a = r * r * q * W * (W * W - (W - w) * w), c4b = T(6) * q * q, c4c = T(4) * q;
-      each_variable([&](auto one, int32_t j) {
-        using N = decltype(one);
-        const N v = at(one, i, j), mj = load<N>(m + j);
-        const N dv = v - mj, dd = dv * dv;
-        if constexpr (kS4)
-          store(s4 + j, load<N>(s4 + j) + splat<N>(c4a) * dd * dd +
-                            splat<N>(c4b) * load<N>(s2 + j) * dd -
-                            splat<N>(c4c) * load<N>(s3 + j) * dv);
-        if constexpr (kS3)
-          store(s3 + j, load<N>(s3 + j) + splat<N>(c3a) * dd * dv -
-                            splat<N>(c3b) * load<N>(s2 + j) * dv);
-        if constexpr (kS2) store(s2 + j, load<N>(s2 + j) + splat<N>(c2) * dd);
-        store(m + j, mj + splat<N>(q) * dv);
-        const N vv = v * v;
-        if constexpr (kR2) store(r2 + j, load<N>(r2 + j) + splat<N>(q) * (vv - load<N>(r2 + j)));
-        if constexpr (kR3)
-          store(r3 + j, load<N>(r3 + j) + splat<N>(q) * (vv * v - load<N>(r3 + j)));
-        if constexpr (kR4)
-          store(r4 + j, load<N>(r4 + j) + splat<N>(q) * (vv * vv - load<N>(r4 + j)));
-        if constexpr (Cross) store(e + j, dv);
-      });
-      if constexpr (Cross) cb.push(c2);
-      W += w;
-      W2 += w * w;
-    }
+    one_pass_blocks<T, Order, Cross, Weighted, ObsMajor>(a, cb);
+    return;
   } else {
     // Sums: the raw arrays hold means of powers between calls.
     if (W > T(0)) {
@@ -254,7 +427,7 @@ void kernel(Args<T>& a) {
         }
         if constexpr (Cross) store(e + j, v);
       });
-      if constexpr (Cross) cb.push(w);
+      if constexpr (Cross) cb.template push<Weighted>(w);
       W += w;
       W2 += w * w;
     }
@@ -268,7 +441,10 @@ void kernel(Args<T>& a) {
       }
     }
   }
-  if constexpr (Cross) cb.finish(a.cross);
+  if constexpr (Cross) {
+    cb.template flush<Weighted>();
+    cb.finish(a.cross);
+  }
   a.acc[0] = W;
   a.acc[1] = W2;
 }
@@ -559,7 +735,9 @@ int basic(Rec* t, uint64_t mask, uint64_t method, const zev_threading* threading
 
   // All memory in two pieces, taken before anything is written.
   const int64_t pp = static_cast<int64_t>(p) * p;
-  const int64_t block = cross ? CrossBlock<T>::scratch(p) : 0;
+  // Scratch of a thread: the rows and tiles of a CrossBlock (the one-pass
+  // method gathers its blocks there with or without cross products).
+  const int64_t block = cross || m == kOnePass ? CrossBlock<T>::scratch(p) : 0;
   const int64_t per_thread = kQuantities * static_cast<int64_t>(p) + (cross ? pp : 0) + block;
   const int64_t reals = static_cast<int64_t>(privates) * p + (private_C ? pp : 0) + p + block +
                         (threads - 1) * per_thread;
@@ -647,14 +825,14 @@ int basic(Rec* t, uint64_t mask, uint64_t method, const zev_threading* threading
       a.acc[1] = W0 > T(0) ? W20 : T(0);
       for (int q = 0; q < kQuantities; ++q) a.q[q] = work[q];
       a.cross = cross ? C : nullptr;
-      a.block = block0;
+      a.block = block ? block0 : nullptr;
     } else {
       a.acc[0] = a.acc[1] = T(0);
       T* base = take(per_thread);
       for (int q = 0; q < kQuantities; ++q)
         a.q[q] = work[q] ? base + q * static_cast<int64_t>(p) : nullptr;
       a.cross = cross ? base + kQuantities * static_cast<int64_t>(p) : nullptr;
-      a.block = cross ? a.cross + pp : nullptr;
+      a.block = block ? base + kQuantities * static_cast<int64_t>(p) + (cross ? pp : 0) : nullptr;
     }
     if (m == kUserMean) a.q[0] = const_cast<T*>(user_mean);
   }

@@ -14,6 +14,7 @@
 
 #include <emmintrin.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
@@ -39,10 +40,12 @@ inline void rank_one(T* __restrict C, int32_t p, const T* __restrict d, T c) {
 
 // Sums of c_o*d_o*d_o^T over observations, gathered a block at a time. The
 // per-observation update of a p by p triangle runs rows of 1 to p entries,
-// too short for vectors; a block of observations instead lets each tile of a
-// row of the sums sit in registers while the block streams past it. The
-// cross-product terms do not feed back into the running means, so the order
-// in which they are added is free.
+// too short for vectors. A block of observations instead streams past
+// register tiles of the sums: the variables are cut into vectors of L, and
+// for a pair of vectors (a, b) the L rotations of vector a times vector b
+// give all L*L products d_i*d_k between them, with no broadcast of a single
+// value. The cross-product terms do not feed back into the running means, so
+// the order in which they are added is free.
 template <class T> struct Lanes;
 template <> struct Lanes<double> {
   using V = __m128d;
@@ -54,7 +57,10 @@ template <> struct Lanes<double> {
   static V add(V a, V b) { return _mm_add_pd(a, b); }
   static V sub(V a, V b) { return _mm_sub_pd(a, b); }
   static V mul(V a, V b) { return _mm_mul_pd(a, b); }
+  static V div(V a, V b) { return _mm_div_pd(a, b); }
   static V gather(const double* p, int64_t stride) { return _mm_set_pd(p[stride], p[0]); }
+  // v[1] = v[0] with its lanes rotated by one.
+  static void rotations(V* v) { v[1] = _mm_shuffle_pd(v[0], v[0], 1); }
 };
 template <> struct Lanes<float> {
   using V = __m128;
@@ -66,8 +72,15 @@ template <> struct Lanes<float> {
   static V add(V a, V b) { return _mm_add_ps(a, b); }
   static V sub(V a, V b) { return _mm_sub_ps(a, b); }
   static V mul(V a, V b) { return _mm_mul_ps(a, b); }
+  static V div(V a, V b) { return _mm_div_ps(a, b); }
   static V gather(const float* p, int64_t stride) {
     return _mm_set_ps(p[3 * stride], p[2 * stride], p[stride], p[0]);
+  }
+  // v[r] = v[0] with lane l taken from lane (l + r) mod 4.
+  static void rotations(V* v) {
+    v[1] = _mm_shuffle_ps(v[0], v[0], _MM_SHUFFLE(0, 3, 2, 1));
+    v[2] = _mm_shuffle_ps(v[0], v[0], _MM_SHUFFLE(1, 0, 3, 2));
+    v[3] = _mm_shuffle_ps(v[0], v[0], _MM_SHUFFLE(2, 1, 0, 3));
   }
 };
 
@@ -83,6 +96,7 @@ struct Pack {
   friend Pack operator+(Pack a, Pack b) { return {Ln::add(a.v, b.v)}; }
   friend Pack operator-(Pack a, Pack b) { return {Ln::sub(a.v, b.v)}; }
   friend Pack operator*(Pack a, Pack b) { return {Ln::mul(a.v, b.v)}; }
+  friend Pack operator/(Pack a, Pack b) { return {Ln::div(a.v, b.v)}; }
 };
 template <class N, class T>
 inline N load(const T* p) {
@@ -106,83 +120,164 @@ inline N gather(const T* p, int64_t stride) {
   else return N{Lanes<T>::gather(p, stride)};
 }
 
+// The cache lines of the next block of observations, asked for a share at a
+// time while the present block is worked on, so that memory and arithmetic
+// overlap: `runs` runs of `run_lines` lines, `stride` bytes apart.
+struct Prefetch {
+  const char* base = nullptr;
+  int64_t stride = 0, run_lines = 1, total = 0, done = 0;
+  void set(const void* b, int64_t stride_, int64_t runs, int64_t bytes) {
+    base = static_cast<const char*>(b);
+    stride = stride_;
+    run_lines = (bytes + 63) / 64 + 1;  // a run need not start on a line
+    total = runs * run_lines;
+    done = 0;
+  }
+  void issue(int64_t count) {
+    for (const int64_t end = std::min(total, done + count); done < end; ++done)
+      _mm_prefetch(base + done / run_lines * stride + done % run_lines * 64, _MM_HINT_T0);
+  }
+  int64_t left() const { return total - done; }
+};
+
 template <class T>
 struct CrossBlock {
-  static constexpr int kBlock = 32;  // observations gathered before a flush
   using Ln = Lanes<T>;
+  using V = typename Ln::V;
   static constexpr int L = Ln::L;
+  // Vectors of b per tile: L accumulators each, about ten in all, so that the
+  // tile, the rotations and one load fit the sixteen registers.
+  static constexpr int kTile = 10 / L;
 
-  int32_t p, ps;  // ps: p rounded up to whole vectors; the pad stays zero
+  int32_t p, ps, nv;  // ps: p rounded up to whole vectors (the pad stays zero), nv = ps/L
+  int32_t rows;       // observations gathered before a flush; one more row is room for an extra term
   int32_t count = 0;
-  T* e;   // kBlock rows of ps: deviations
-  T* S;   // p rows of ps: the sums (upper triangle, from the vector holding the diagonal)
-  T coef[kBlock];  // each observation's coefficient c_o
+  T* S;     // the sums: per pair a <= b of vectors, L rotations of L lanes
+  T* Sb;    // the last block's own sums (flush_block), laid out as S
+  T* e;     // rows + 1 rows of ps: deviations
+  T* coef;  // each row's coefficient c_o
+  T* aux;   // kAux arrays of ps
+  Prefetch next;  // lines to ask for during the next flush, spread over its tiles
+  int32_t every = 1 << 20;
 
   static int32_t padded(int32_t p) { return (p + L - 1) / L * L; }
+  // A block of about 16 KiB of observations, so that it stays in the first
+  // level cache while the tiles stream over it.
+  static int32_t rows_for(int32_t p) {
+    return static_cast<int32_t>(std::clamp<int64_t>(16384 / (sizeof(T) * padded(p)), 16, 256));
+  }
+  static int64_t pairs(int32_t p) {
+    const int64_t nv = padded(p) / L;
+    return nv * (nv + 1) / 2;
+  }
   // Reals of zeroed scratch one block needs.
+  // Scratch: the sums, one block's sums, the rows, the coefficients and
+  // kAux arrays of ps for the caller's per-variable values of a block.
+  static constexpr int kAux = 6;
   static int64_t scratch(int32_t p) {
-    return static_cast<int64_t>(padded(p)) * (kBlock + p);
+    const int64_t r = rows_for(p) + 1;
+    return 2 * pairs(p) * L * L + r * padded(p) + r + kAux * padded(p);
   }
-  CrossBlock(int32_t p_, T* zeroed) : p(p_), ps(padded(p_)) {
-    e = S = nullptr;
-    if (zeroed == nullptr) return;  // no cross products wanted
-    e = zeroed;
-    S = e + static_cast<int64_t>(kBlock) * ps;
+  CrossBlock(int32_t p_, T* zeroed) : p(p_), ps(padded(p_)), nv(ps / L), rows(rows_for(p_)) {
+    S = Sb = e = coef = aux = nullptr;
+    if (zeroed == nullptr) return;
+    S = zeroed;
+    Sb = S + pairs(p) * L * L;
+    e = Sb + pairs(p) * L * L;
+    coef = e + static_cast<int64_t>(rows + 1) * ps;
+    aux = coef + rows + 1;
   }
+  T* aux_array(int k) const { return aux + static_cast<int64_t>(k) * ps; }
+  T* row(int32_t o) const { return e + static_cast<int64_t>(o) * ps; }
   // Where the next observation's deviations go; push() then records its
-  // coefficient (the products c_o*d_i are formed in the flush, where they
-  // cost a scalar multiply per row instead of a stored vector per pair).
-  T* next_e() const { return e + static_cast<int64_t>(count) * ps; }
+  // coefficient.
+  T* next_e() const { return row(count); }
+  template <bool Coef>
   void push(T c) {
     coef[count] = c;
-    if (++count == kBlock) flush();
+    if (++count == rows) flush<Coef>();
   }
 
-  // Rows i .. i+R-1 of the sums, vectors k .. k+NV*L-1: the tile stays in
-  // registers while the block streams past, and two rows share each load.
-  template <int R, int NV>
-  void tile(int32_t i, int32_t k) {
-    typename Ln::V acc[R][NV];
-    for (int r = 0; r < R; ++r)
-      for (int v = 0; v < NV; ++v) acc[r][v] = Ln::load(S + static_cast<int64_t>(i + r) * ps + k + v * L);
-    const T* eo = e + k;
-    const T* di = e + i;
-    for (int32_t o = 0; o < count; ++o, eo += ps, di += ps) {
-      typename Ln::V a[R];
-      for (int r = 0; r < R; ++r) a[r] = Ln::splat(di[r] * coef[o]);
-      for (int v = 0; v < NV; ++v) {
-        const typename Ln::V ev = Ln::load(eo + v * L);
-        for (int r = 0; r < R; ++r) acc[r][v] = Ln::madd(acc[r][v], a[r], ev);
+  // Pair (a, b) starts at vector tri(a, b) of the sums.
+  int64_t tri(int32_t a, int32_t b) const {
+    return static_cast<int64_t>(a) * nv - static_cast<int64_t>(a) * (a - 1) / 2 + (b - a);
+  }
+  // Vector a against vectors b0 .. b0+NB-1: the tile stays in registers while
+  // the block streams past. Without Coef every coefficient is 1.
+  // Fresh: the tile starts from zero and leaves the block's own sums in Sb.
+  template <bool Coef, int NB, bool Fresh>
+  void tile(int32_t a, int32_t b0) {
+    V acc[NB][L];
+    T* s = (Fresh ? Sb : S) + tri(a, b0) * L * L;
+    for (int v = 0; v < NB; ++v)
+      for (int r = 0; r < L; ++r) acc[v][r] = Fresh ? Ln::splat(T(0)) : Ln::load(s + (v * L + r) * L);
+    const T* ea = e + a * L;
+    const T* eb = e + b0 * L;
+    int32_t wait = every;
+    for (int32_t o = 0; o < count; ++o, ea += ps, eb += ps) {
+      if (--wait == 0) {
+        next.issue(1);
+        wait = every;
+      }
+      V rot[L];
+      rot[0] = Ln::load(ea);
+      if constexpr (Coef) rot[0] = Ln::mul(rot[0], Ln::splat(coef[o]));
+      Ln::rotations(rot);
+      for (int v = 0; v < NB; ++v) {
+        const V vb = Ln::load(eb + v * L);
+        for (int r = 0; r < L; ++r) acc[v][r] = Ln::madd(acc[v][r], rot[r], vb);
       }
     }
-    for (int r = 0; r < R; ++r)
-      for (int v = 0; v < NV; ++v) Ln::store(S + static_cast<int64_t>(i + r) * ps + k + v * L, acc[r][v]);
+    for (int v = 0; v < NB; ++v)
+      for (int r = 0; r < L; ++r) Ln::store(s + (v * L + r) * L, acc[v][r]);
   }
-  template <int R>
-  void rows(int32_t i) {
-    // Row i starts at the vector holding the diagonal; with i even, row i + 1
-    // starts at the same vector (L is even).
-    for (int32_t k = i / L * L; k < ps; k += 3 * L) {
-      switch ((ps - k) / L) {
-        case 1: tile<R, 1>(i, k); break;
-        case 2: tile<R, 2>(i, k); break;
-        default: tile<R, 3>(i, k); break;
-      }
-    }
-  }
+  template <bool Coef, bool Fresh = false>
   void flush() {
     if (count == 0) return;
-    int32_t i = 0;
-    for (; i + 1 < p; i += 2) rows<2>(i);
-    if (i < p) rows<1>(i);
+    // The next block's lines, one every `every` rows of the tiles, so that
+    // few requests are outstanding at once.
+    int64_t tiles = 0;
+    for (int32_t a = 0; a < nv; ++a) tiles += (nv - a + kTile - 1) / kTile;
+    every = static_cast<int32_t>(std::clamp<int64_t>(tiles * count / (next.left() + 1), 1, 1 << 20));
+    for (int32_t a = 0; a < nv; ++a)
+      for (int32_t b = a; b < nv; b += kTile) {
+        switch (std::min<int32_t>(kTile, nv - b)) {
+          case 1: tile<Coef, 1, Fresh>(a, b); break;
+          case 2: tile<Coef, 2, Fresh>(a, b); break;
+          case 3: tile<Coef, (kTile >= 3 ? 3 : 1), Fresh>(a, b); break;
+          case 4: tile<Coef, (kTile >= 4 ? 4 : 1), Fresh>(a, b); break;
+          default: tile<Coef, (kTile >= 5 ? 5 : 1), Fresh>(a, b); break;
+        }
+      }
+    next.issue(next.left());
     count = 0;
   }
-  // Adds the sums into the upper triangle of the full p by p matrix C.
-  void finish(T* C) {
-    flush();
-    for (int32_t i = 0; i < p; ++i)
-      for (int32_t k = i; k < p; ++k)
-        C[static_cast<int64_t>(i) * p + k] += S[static_cast<int64_t>(i) * ps + k];
+  // The rows gathered as one block: its own sums go to Sb, whose diagonal
+  // the caller may read (block_diagonal), and are then added to S.
+  template <bool Coef>
+  void flush_block() {
+    if (count == 0) return;
+    flush<Coef, true>();
+    const int64_t m = pairs(p) * L * L;
+    for (int64_t k = 0; k < m; k += L) Ln::store(S + k, Ln::add(Ln::load(S + k), Ln::load(Sb + k)));
+  }
+  // The block's sum of c_o*d_j*d_j.
+  T block_diagonal(int32_t j) const { return Sb[tri(j / L, j / L) * L * L + j % L]; }
+
+  // Adds the sums into the upper triangle of the full p by p matrix C (the
+  // rows gathered must have been flushed). Lane l of rotation r of pair
+  // (a, b) holds the sum of d_i*d_k, i = aL + (l + r) mod L, k = bL + l;
+  // within a diagonal pair each product off the diagonal comes twice, and the
+  // one with i < k is taken.
+  void finish(T* C) const {
+    for (int32_t a = 0; a < nv; ++a)
+      for (int32_t b = a; b < nv; ++b)
+        for (int r = 0; r < L; ++r)
+          for (int l = 0; l < L; ++l) {
+            const int32_t i = a * L + (l + r) % L, k = b * L + l;
+            if (i >= p || k >= p || (a == b && r != 0 && i > k)) continue;
+            C[static_cast<int64_t>(i) * p + k] += S[(tri(a, b) * L + r) * L + l];
+          }
   }
 };
 

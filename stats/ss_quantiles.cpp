@@ -3,6 +3,7 @@
 // the in-place sort and selection the rest of the subsystem calls
 // (__vqsdQSort, __vqsdQSortSelect and their single forms).
 #include <algorithm>
+#include <limits>
 
 #include "stats/ss_task.h"
 
@@ -133,6 +134,122 @@ void quantiles_by_selection(T* buf, int64_t n, const T* orders, const int32_t* r
   }
 }
 
+// The values at ranks ks[0..m) (ascending, distinct, each below n) of the
+// n values src[i*stride], into vals; buf has room for n values and src is
+// not changed. Large inputs go through a histogram: the range of a sample
+// of the values is cut into 4096 equal cells (values beyond it fall in the
+// end cells), one pass counts the values of each cell, one gathers the
+// values of the few cells that hold a wanted rank, and selection finishes
+// inside those cells. The cell of a value is a non-decreasing function of
+// it, so every value of a cell lies at or below every value of the next.
+// Small inputs, inputs with a NaN, and samples with no range to divide are
+// copied and selected as they stand.
+template <class T>
+void values_at_ranks(const T* src, int64_t stride, int64_t n, T* buf, const int64_t* ks, int32_t m,
+                     T* vals) {
+  constexpr int32_t kCells = 4096, kSample = 1024;
+  auto by_selection = [&](T* a, int64_t count, int64_t offset, int32_t first, int32_t end) {
+    int64_t lo = 0;  // everything from a[lo] on is at or above what was selected
+    for (int32_t r = first; r < end; ++r) {
+      const int64_t k = ks[r] - offset;
+      vals[r] = select(count - lo, a + lo, k - lo);
+      lo = k;
+    }
+  };
+  auto copy_all = [&] {
+    for (int64_t i = 0; i < n; ++i) buf[i] = src[i * stride];
+    by_selection(buf, n, 0, 0, m);
+  };
+  if (n < 4 * kCells) return copy_all();
+  T lo = std::numeric_limits<T>::infinity(), hi = -lo;
+  for (int64_t i = 0; i < kSample; ++i) {
+    const T v = src[i * (n / kSample) * stride];
+    if (v - v == T(0)) {  // finite
+      lo = std::min(lo, v);
+      hi = std::max(hi, v);
+    }
+  }
+  const T scale = T(kCells) / (hi - lo);
+  if (!(hi > lo) || !(scale < std::numeric_limits<T>::infinity())) return copy_all();
+  auto cell = [&](T v) {
+    const T t = (v - lo) * scale;  // NaN only for a NaN, which is counted apart
+    return t >= T(0) ? (t < T(kCells) ? static_cast<int32_t>(t) : kCells - 1) : 0;
+  };
+  int32_t counts[kCells] = {};
+  int64_t nans = 0;
+  for (int64_t i = 0; i < n; ++i) {
+    const T v = src[i * stride];
+    ++counts[cell(v)];
+    nans += v != v;
+  }
+  if (nans) return copy_all();
+  // The cells of the wanted ranks, each with the count below it and its
+  // place in buf.
+  int16_t slot[kCells];
+  std::fill(slot, slot + kCells, int16_t{-1});
+  int32_t cell_of[64];  // at most 2 ranks per order; m is small
+  int64_t below[64], start[64], fill[64];
+  int32_t cells = 0;
+  int64_t cum = 0, placed = 0;
+  int32_t c = 0;
+  for (int32_t r = 0; r < m; ++r) {
+    while (cum + counts[c] <= ks[r]) cum += counts[c++];
+    if (slot[c] < 0) {
+      slot[c] = static_cast<int16_t>(cells);
+      cell_of[cells] = c;
+      below[cells] = cum;
+      start[cells] = fill[cells] = placed;
+      placed += counts[c];
+      ++cells;
+    }
+  }
+  for (int64_t i = 0; i < n; ++i) {
+    const T v = src[i * stride];
+    const int16_t s = slot[cell(v)];
+    if (s >= 0) buf[fill[s]++] = v;
+  }
+  // Ranks of one cell are consecutive in ks: select them within the cell.
+  int32_t r = 0;
+  for (int32_t s = 0; s < cells; ++s) {
+    int32_t end = r;
+    while (end < m && ks[end] < below[s] + counts[cell_of[s]]) ++end;
+    by_selection(buf + start[s], counts[cell_of[s]], below[s], r, end);
+    r = end;
+  }
+}
+
+// The quantiles of the orders, from the n values src[i*stride]: the ranks
+// k and k + 1 of every order, found by values_at_ranks.
+template <class T>
+void quantiles_of(const T* src, int64_t stride, int64_t n, T* buf, const T* orders,
+                  const int32_t* rank, int32_t count, T* out) {
+  if (count > 32) {  // more orders than the rank lists hold: a piece at a time
+    for (int32_t first = 0; first < count; first += 32)
+      quantiles_of(src, stride, n, buf, orders, rank + first, std::min(32, count - first), out);
+    return;
+  }
+  int64_t ks[64];
+  T vals[64];
+  int32_t m = 0;
+  for (int32_t r = 0; r < count; ++r) {
+    T f;
+    const Place at = place(n, orders[rank[r]], &f);
+    for (int64_t k : {at.k, at.k1})
+      if (m == 0 || ks[m - 1] < k) ks[m++] = k;
+  }
+  std::sort(ks, ks + m);
+  m = static_cast<int32_t>(std::unique(ks, ks + m) - ks);
+  values_at_ranks(src, stride, n, buf, ks, m, vals);
+  for (int32_t r = 0; r < count; ++r) {
+    const int32_t o = rank[r];
+    T f;
+    const Place at = place(n, orders[o], &f);
+    const T a = vals[std::lower_bound(ks, ks + m, at.k) - ks];
+    const T b = vals[std::lower_bound(ks, ks + m, at.k1) - ks];
+    out[o] = a * (T(1) - f) + f * b;
+  }
+}
+
 // One quantile of unsorted values (buf is rearranged).
 template <class T>
 T quantile(T* buf, int64_t n, T q) {
@@ -165,6 +282,12 @@ void quantile_body(int64_t index, int thread, int, void* context) {
   auto* c = static_cast<QuantileJob<T>*>(context);
   const int32_t j = c->vars[index];
   T* buf = c->buffers + static_cast<int64_t>(thread) * c->n;
+  if (!c->want_stats) {  // quantiles alone: selection from the data where they stand
+    const T* src = c->var_major ? c->x + static_cast<int64_t>(j) * c->n : c->x + j;
+    quantiles_of(src, c->var_major ? 1 : c->p, c->n, buf, c->orders, c->rank, c->order_count,
+                 c->quantiles + static_cast<int64_t>(j) * c->order_count);
+    return;
+  }
   for (int64_t i = 0; i < c->n; ++i)
     buf[i] = c->var_major ? c->x[static_cast<int64_t>(j) * c->n + i] : c->x[i * c->p + j];
   if (c->want_stats) {
@@ -176,14 +299,10 @@ void quantile_body(int64_t index, int thread, int, void* context) {
   }
   if (c->want_quantiles) {
     T* out = c->quantiles + static_cast<int64_t>(j) * c->order_count;
-    if (c->want_stats) {
-      for (int32_t m = 0; m < c->order_count; ++m) {
-        T f;
-        const Place at = place(c->n, c->orders[m], &f);
-        out[m] = buf[at.k] * (T(1) - f) + f * buf[at.k1];
-      }
-    } else {
-      quantiles_by_selection(buf, c->n, c->orders, c->rank, c->order_count, out);
+    for (int32_t m = 0; m < c->order_count; ++m) {
+      T f;
+      const Place at = place(c->n, c->orders[m], &f);
+      out[m] = buf[at.k] * (T(1) - f) + f * buf[at.k1];
     }
   }
 }

@@ -17,6 +17,7 @@
 // __vqsSQuantilesFreeBuffers, which the task's deletion calls.
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
 #include "stats/ss_task.h"
 
@@ -108,6 +109,61 @@ void merge(Summary& s, const double* c, int64_t k, int64_t b) {
   s.size = kept;
 }
 
+// Adds the chunk c[0..k) to a summary of at least two tuples without
+// sorting most of it. A value above the first tuple and at or below the
+// last has a successor, the first tuple at or above it; c values in the
+// gap below tuple t raise the ranks of t and of every tuple after it by c,
+// so they may simply be counted into g_t, as long as g_t + d_t stays within
+// b. The gap of each value is found through a table of 4096 equal cells of
+// the summary's range, each naming the first tuple whose cell is at or above
+// it (the cell of a value is non-decreasing in it), then a step over the
+// tuples within the cell. Values of gaps that would exceed b, and values
+// outside the range, are sorted and merged as tuples. Returns false when
+// memory runs out; the summary is then as it was.
+struct Absorb {
+  static constexpr int32_t kCells = 4096;
+  int32_t first[kCells];
+};
+
+bool add_chunk(Summary& s, const double* c, int64_t stride, int64_t k, int64_t b, double* spill,
+               int32_t* gap, int64_t* counts, Absorb& table) {
+  const double lo = s.v[0], hi = s.v[s.size - 1];
+  const double scale = Absorb::kCells / (hi - lo);
+  auto cell = [&](double v) {
+    const double t = (v - lo) * scale;
+    return t < Absorb::kCells ? static_cast<int32_t>(t) : Absorb::kCells - 1;
+  };
+  // first[cell] = the first tuple (from 1) whose cell is at or above it.
+  int64_t t = 1;
+  for (int32_t q = 0; q < Absorb::kCells; ++q) {
+    while (t < s.size - 1 && cell(s.v[t]) < q) ++t;
+    table.first[q] = static_cast<int32_t>(t);
+  }
+  std::fill(counts, counts + s.size, int64_t{0});
+  for (int64_t i = 0; i < k; ++i) {
+    const double v = c[i * stride];
+    if (!(v > lo && v <= hi)) {  // outside the range, or a NaN: merged as a tuple
+      gap[i] = -1;
+      continue;
+    }
+    int32_t u = table.first[cell(v)];
+    while (s.v[u] < v) ++u;  // stops at the last tuple at the latest (v <= hi)
+    gap[i] = u;
+    ++counts[u];
+  }
+  for (int64_t u = 1; u < s.size; ++u)  // counts[u] = -1 marks a gap that must spill
+    if (counts[u] && s.g[u] + s.d[u] + counts[u] > b) counts[u] = -1;
+  int64_t m = 0;
+  for (int64_t i = 0; i < k; ++i)
+    if (gap[i] < 0 || counts[gap[i]] < 0) spill[m++] = c[i * stride];
+  if (!reserve(s, s.size + m)) return false;
+  for (int64_t u = 1; u < s.size; ++u)
+    if (counts[u] > 0) s.g[u] += counts[u];
+  std::sort(spill, spill + m);
+  merge(s, spill, m, b);
+  return true;
+}
+
 // The value whose rank interval is nearest to the rank 1 + q (n - 1).
 double query(const Summary& s, double q, int64_t n) {
   const double r = 1 + q * double(n - 1);
@@ -173,26 +229,58 @@ int stream(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
 
   int32_t count = 0;
   int32_t* vars = variable_list(t, in, x.p, &count);
-  // Chunks of about 1/eps observations (at least 256, at most 65536): the
-  // summary then grows by at most a chunk between compressions.
-  const int64_t chunk = std::min<int64_t>(x.n, std::clamp<int64_t>(int64_t(1 / eps), 256, 65536));
-  Buffer<double> buf(chunk);
-  if (vars == nullptr || buf.failed()) {
+  // Chunks of 16/eps observations (at least 4096, at most 65536): most of a
+  // chunk is counted into the summary's gaps, and what spills is merged.
+  const int64_t chunk = std::min<int64_t>(x.n, std::clamp<int64_t>(int64_t(16 / eps), 4096, 65536));
+  Buffer<double> buf(2 * chunk);
+  Buffer<int32_t> gap(chunk);
+  Buffer<Absorb> table(1);
+  if (vars == nullptr || buf.failed() || gap.failed() || table.failed()) {
     release(vars);
     return ZEV_SS_ERROR_MEM_FAILURE;
   }
+  int64_t* counts = nullptr;  // one per tuple of the largest summary
+  int64_t counts_cap = 0;
   int status = 0;
-  for (int64_t i0 = 0; i0 < x.n && status == 0; i0 += chunk) {
-    const int64_t k = std::min(chunk, x.n - i0);
+  // A new series starts with a short sorted chunk, so that the summary has
+  // gaps to count into as early as possible.
+  for (int64_t i0 = 0, k = 0; i0 < x.n && status == 0; i0 += k) {
+    k = std::min(st->n < 1024 ? std::min<int64_t>(chunk, 1024) : chunk, x.n - i0);
     const int64_t n_after = st->n + k;
     const int64_t b = static_cast<int64_t>(std::floor(2 * eps * double(n_after)));
     for (int32_t a = 0; a < count && status == 0; ++a) {
       const int32_t j = vars[a];
-      for (int64_t i = 0; i < k; ++i) buf[i] = double(x(i0 + i, j));
-      std::sort(buf.p, buf.p + k);
       Summary& s = st->sums[j];
-      if (!reserve(s, s.size + k)) status = ZEV_SS_ERROR_MEM_FAILURE;
-      else merge(s, buf.p, k, b);
+      // A summary of a few tuples, or of one value, takes the chunk sorted;
+      // otherwise double data are read where they stand.
+      if (s.size < 64 || !(s.v[s.size - 1] - s.v[0] > 0) ||
+          !(Absorb::kCells / (s.v[s.size - 1] - s.v[0]) < INFINITY)) {
+        for (int64_t i = 0; i < k; ++i) buf[i] = double(x(i0 + i, j));
+        std::sort(buf.p, buf.p + k);
+        if (!reserve(s, s.size + k)) status = ZEV_SS_ERROR_MEM_FAILURE;
+        else merge(s, buf.p, k, b);
+        continue;
+      }
+      if (s.size > counts_cap) {
+        release(counts);
+        counts_cap = 2 * s.size;
+        counts = alloc<int64_t>(counts_cap);
+        if (counts == nullptr) {
+          counts_cap = 0;
+          status = ZEV_SS_ERROR_MEM_FAILURE;
+          continue;
+        }
+      }
+      const double* c = buf.p;
+      int64_t stride = 1;
+      if constexpr (std::is_same_v<T, double>) {
+        c = x.var_major ? x.x + static_cast<int64_t>(j) * x.n + i0 : x.x + i0 * x.p + j;
+        stride = x.var_major ? 1 : x.p;
+      } else {
+        for (int64_t i = 0; i < k; ++i) buf[i] = double(x(i0 + i, j));
+      }
+      if (!add_chunk(s, c, stride, k, b, buf.p + chunk, gap.p, counts, *table.p))
+        status = ZEV_SS_ERROR_MEM_FAILURE;
     }
     if (status == 0) st->n = n_after;
   }
@@ -205,6 +293,7 @@ int stream(Rec* t, uint64_t mask, uint64_t method, const zev_threading*) {
             T(query(st->sums[vars[a]], double(q[m]), st->n));
   }
   release(vars);
+  release(counts);
   return status;
 }
 

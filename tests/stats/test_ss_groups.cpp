@@ -445,6 +445,62 @@ TEST(SsStreamQuantiles, RankErrorWithinEpsilonOverBlocks) {
   }
 }
 
+// Streams whose order defeats a summary that counts values into the gaps
+// of what it has seen: rising, falling, a level shift, a narrow band inside
+// a wide one, a spike of one value; every order from 0 to 1 in steps of
+// 0.01 within eps n, after each block of a series.
+TEST(SsStreamQuantiles, RankErrorOnOrderedAndShiftingStreams) {
+  // Two variables side by side (observation-contiguous): the stream and its
+  // negation.
+  const int32_t one = 1, nq = 101, p = 2, layout = ZEV_SS_MATRIX_STORAGE_COLS;
+  double orders[nq];
+  for (int m = 0; m < nq; ++m) orders[m] = m / 100.0;
+  std::mt19937_64 g(5);
+  std::normal_distribution<double> z;
+  struct Case {
+    const char* name;
+    double (*value)(int64_t i, double z);
+  } cases[] = {
+      {"rising", [](int64_t i, double) { return double(i); }},
+      {"falling", [](int64_t i, double) { return -double(i); }},
+      {"level shift", [](int64_t i, double z) { return (i < 60000 ? 0 : 50) + z; }},
+      {"band inside", [](int64_t i, double z) { return i < 30000 ? 1000 * z : 1e-6 * z; }},
+      {"spike", [](int64_t i, double z) { return i % 4 ? 7.0 : z; }},
+  };
+  for (const Case& c : cases)
+    for (double eps : {0.01, 0.002}) {
+      Task t;
+      std::vector<double> all, x, out(p * nq);
+      int32_t n = 1, pp = p;
+      double dummy = 0;
+      ASSERT_EQ(__vqsdSSNewTask(&t.t, &pp, &n, &layout, &dummy, nullptr, nullptr, 0), 0);
+      ASSERT_EQ(__vqsdSSEditStreamQuantiles(t, &nq, orders, out.data(), &one, &eps), 0);
+      for (int block = 0; block < 4; ++block) {
+        x.resize(2 * 30000);
+        for (size_t i = 0; i < x.size(); i += 2) {
+          x[i] = c.value(static_cast<int64_t>(all.size()), z(g));
+          x[i + 1] = -x[i];
+          all.push_back(x[i]);
+        }
+        n = 30000;
+        ASSERT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_OBSERV, x.data()), 0);
+        ASSERT_EQ(__vqsiSSEditTask(t, ZEV_SS_ED_OBSERV_N, &n), 0);
+        ASSERT_EQ(_vqsdSSStreamQuantiles(t, ZEV_SS_STREAM_QUANTS,
+                                         block ? ZEV_SS_METHOD_STREAM : ZEV_SS_METHOD_STREAM_NEW,
+                                         nullptr), 0);
+        for (int j = 0; j < p; ++j) {
+          std::vector<double> s = all;
+          if (j) for (double& v : s) v = -v;
+          std::sort(s.begin(), s.end());
+          for (int m = 0; m < nq; ++m)
+            ASSERT_LE(rank_error(s, out[j * nq + m], orders[m]), eps * double(s.size()))
+                << c.name << " eps " << eps << " variable " << j << " order " << orders[m]
+                << " n " << s.size();
+        }
+      }
+    }
+}
+
 TEST(SsStreamQuantiles, Statuses) {
   const int32_t p = 1, n = 4, one = 1, two = 2, nq = 1;
   double x[4] = {1, 2, 3, 4}, out = -7;

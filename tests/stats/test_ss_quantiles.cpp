@@ -99,6 +99,47 @@ TEST(SsQuantiles, ValuesAndOrderStatistics) {
   }
 }
 
+// Large variables go through a histogram of their range; data that crowd
+// one cell, fall outside the sampled range, hold infinities or one value
+// throughout must give the quantiles of the sorted data all the same.
+TEST(SsQuantiles, LargeVariablesAgainstSortedData) {
+  const int32_t n = 40000, count = 7;
+  const double orders[count] = {0, 1e-5, 0.1, 0.5, 0.5 + 1e-5, 0.999, 1};
+  std::mt19937_64 g(21);
+  std::normal_distribution<double> z;
+  struct Case {
+    const char* name;
+    double (*value)(int64_t i, double z);
+  } cases[] = {
+      {"gaussian", [](int64_t, double z) { return 10 + z; }},
+      {"few values", [](int64_t i, double) { return static_cast<double>(i * 7919 % 5); }},
+      {"one value", [](int64_t, double) { return 3.5; }},
+      {"spike and far tail", [](int64_t i, double z) { return i % 3 ? 1 + 1e-12 * z : 1e300 * z; }},
+      {"infinities", [](int64_t i, double z) {
+         return i % 1000 == 1 ? INFINITY : i % 1000 == 2 ? -INFINITY : z;
+       }},
+      {"sorted", [](int64_t i, double) { return static_cast<double>(i); }},
+  };
+  for (const Case& c : cases) {
+    std::vector<double> x(n);
+    for (int64_t i = 0; i < n; ++i) x[i] = c.value(i, z(g));
+    std::vector<double> sorted = x;
+    std::sort(sorted.begin(), sorted.end());
+    int32_t p = 1, nn = n, lay = ZEV_SS_MATRIX_STORAGE_ROWS;
+    Task t;
+    ASSERT_EQ(__vqsdSSNewTask(&t.t, &p, &nn, &lay, x.data(), nullptr, nullptr, 0), 0);
+    Guarded<double> q(count, 1);
+    ASSERT_EQ(__vqsdSSEditQuantiles(t.t, &count, orders, q.data(), nullptr, nullptr), 0);
+    ASSERT_EQ(_vqsdSSQuantiles(t.t, ZEV_SS_QUANTS, ZEV_SS_METHOD_FAST_QUANTILES, zev_threading_serial()), 0);
+    for (int m = 0; m < count; ++m) {
+      const double want = reference_quantile(sorted, orders[m]);
+      if (std::isnan(want)) continue;  // inf - inf between the two ranks
+      EXPECT_EQ(q[m], want) << c.name << " order " << orders[m];
+    }
+    EXPECT_TRUE(q.lead_intact());
+  }
+}
+
 TEST(SsQuantiles, Statuses) {
   const int32_t p = 2, n = 4, rows = 0x10000, bad = 0x40000;
   double x[8] = {4, 3, 2, 1, 8, 7, 6, 5}, ok[1] = {0.5}, high[1] = {1.5}, neg[1] = {-0.1};
