@@ -224,9 +224,11 @@ TEST(SsBasic, OnePassAccuracyMeanTen) {
   }
 }
 
-// The one-pass update rounds the running mean at every observation; around
-// 1e9 a rounding of the mean (6e-8) is a relative error of that size in a
-// deviation of about 1. Means, raw moments and sums stay within 1e-12.
+// Around 1e9 a rounding of a mean (6e-8) is a relative error of that size in
+// a deviation of about 1; the block means and the merge's differences of
+// means carry it. Measured: 4.9e-9 (second order), 3.1e-8 (orders 3 and 4),
+// 2.3e-8 (shape); held here with a margin of two. Means, raw moments and
+// sums stay within 1e-12.
 TEST(SsBasic, OnePassAccuracyMeanBillion) {
   const Data& d = data1e9();
   Reference ref = sstest::reference(d.rows.data(), nullptr, d.p, d.n);
@@ -234,7 +236,7 @@ TEST(SsBasic, OnePassAccuracyMeanBillion) {
   Results<double> r(d.p);
   r.attach(run.t, false);
   ASSERT_EQ(_vqsdSSBasic(run.t, kAllMask, ZEV_SS_METHOD_1PASS, zev_threading_serial()), 0);
-  Tol worst = check(r, ref, Tol{1e-12, 1e-7, 5e-7, 5e-7}, "mean 1e9");
+  Tol worst = check(r, ref, Tol{1e-12, 1e-8, 6e-8, 5e-8}, "mean 1e9");
   printf("mean 1e9, one-pass, worst: first %.3g second %.3g higher %.3g shape %.3g\n",
          worst.first, worst.second, worst.higher, worst.shape);
 }
