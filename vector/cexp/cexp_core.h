@@ -65,28 +65,46 @@ inline DD mul_pair(DD a, DD b) {
 
 // ---- exponential ---------------------------------------------------------------
 
-// cos t and sin |t| of t = y + yl as pairs (yl a low part, 0 but in the
-// powers), any finite y: the large reduction runs for lanes beyond 65536.
+// cos t and sin t of t = y (Pair false) or t = y + yl, a pair (the powers),
+// any finite y: the large reduction runs for lanes beyond 65536. A pair is
+// first reduced by 2 pi in three parts (n 2pi_1 and n 2pi_2 exact for |n| <
+// 2^26), so that its low part enters the circle reduction as a small
+// correction; beyond |y| = 2^28 the low part is dropped, as the pair's own
+// accuracy (about 2^-60 |t| in the powers) bounds that of the angle anyway.
 struct CosSin {
   DD c, s;
 };
-inline CosSin cos_sin(__m128d y, __m128d yl) {
+template <bool Pair = false>
+inline CosSin cos_sin(__m128d y, __m128d yl = _mm_setzero_pd()) {
+  if constexpr (Pair) {
+    const __m128d shifter = d1(6755399441055744.0);
+    const __m128d n = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(y, d1(0x1.45f306dc9c883p-3)), shifter), shifter);
+    const __m128d small = _mm_cmplt_pd(abs_of(y), d1(0x1p28));
+    const __m128d k = _mm_and_pd(n, small);
+    const __m128d y1 = _mm_sub_pd(y, _mm_mul_pd(k, d1(0x1.921fb54p+2)));  // exact
+    const DD y2 = two_sum(y1, _mm_mul_pd(k, d1(-0x1.10b461p-28)));       // the product exact
+    y = y2.hi;
+    // Beyond 2^28 the low part is dropped: the angle is known to no better.
+    yl = _mm_and_pd(_mm_add_pd(y2.lo, _mm_sub_pd(yl, _mm_mul_pd(k, d1(0x1.a62633145c06ep-56)))), small);
+  }
+  const __m128d sg = sign_of(y);
   trig::Reduced red = trig::reduce_any(abs_of(y));
-  red.e = _mm_add_pd(red.e, _mm_xor_pd(yl, sign_of(y)));
-  return {trig::table_sin_pair(red, 128), trig::table_sin_pair(red, 0)};
+  if constexpr (Pair) red.e = _mm_add_pd(red.e, _mm_xor_pd(yl, sg));
+  const DD s = trig::table_sin_pair(red, 0);
+  return {trig::table_sin_pair(red, 128), {_mm_xor_pd(s.hi, sg), _mm_xor_pd(s.lo, sg)}};
 }
 
 // e^(x + xl) (cos + i sin)(y + yl) for x in [-708, 708]: the parts before the
-// scale 2^n (`m_re`, `m_im`, the imaginary one of |y|) and 2^n itself.
+// scale 2^n (`m_re`, `m_im`) and 2^n itself.
 // Exact: the products of pairs rounded once (z rows); otherwise one double
 // product each, ample for single results.
 struct ExpCis {
   __m128d m_re, m_im, scale;
 };
-template <bool Exact>
+template <bool Exact, bool Pair = false>
 inline ExpCis exp_cis(__m128d x, __m128d xl, __m128d y, __m128d yl) {
   const logpow::ExpParts e = logpow::exp_parts<5>(x, xl);
-  const CosSin cs = cos_sin(y, yl);
+  const CosSin cs = cos_sin<Pair>(y, yl);
   ExpCis o;
   if constexpr (Exact) {
     const DD ex{e.hi, e.lo};
@@ -109,7 +127,7 @@ inline void exp_v(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d xc = _mm_min_pd(_mm_max_pd(x, d1(-700.0)), d1(708.0));  // flagged lanes stay harmless
   const ExpCis o = exp_cis<Exact>(xc, _mm_setzero_pd(), y, _mm_setzero_pd());
   re = _mm_mul_pd(o.m_re, o.scale);
-  im = _mm_xor_pd(_mm_mul_pd(o.m_im, o.scale), sign_of(y));
+  im = _mm_mul_pd(o.m_im, o.scale);
 }
 
 // Lanes the vector exponential does not serve: x outside [lo, hi] or NaN, y

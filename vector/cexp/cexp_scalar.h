@@ -10,6 +10,11 @@ namespace zev::vk::cexp {
 template <class R>
 int exp_full(R x, R y, R& re, R& im);
 
+// exp((x + xl) + i(y + yl)) for finite x, y with low parts xl, yl, rounded to
+// double, the status left to the caller.
+void exp_finite(double x, double xl, double y, double yl, double& re, double& im);
+int exp_special(double x, double y, double& re, double& im);
+
 // log(x + iy) as pairs re.hi + re.lo, im.hi + im.lo (every input; the pairs
 // of infinite and NaN results have a zero low part); the status.
 struct LnPairs {

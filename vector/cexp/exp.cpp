@@ -82,33 +82,32 @@ int exp_special(double x, double y, double& re, double& im) {
     im = y;
     return 0;
   }
-  const CosSin cs = cos_sin(lane(y), _mm_setzero_pd());
-  const double c = first(_mm_add_pd(cs.c.hi, cs.c.lo)), s = std::copysign(1.0, y);
+  const CosSin cs = cos_sin(lane(y));
   const double mag = x > 0 ? inf : 0.0;
-  re = std::copysign(mag, c);
-  im = std::copysign(mag, s * (first(cs.s.hi) < 0 ? -1.0 : 1.0));
+  re = std::copysign(mag, first(_mm_add_pd(cs.c.hi, cs.c.lo)));
+  im = std::copysign(mag, first(_mm_add_pd(cs.s.hi, cs.s.lo)));
   return 0;
 }
 
-// exp(x + iy) for finite x, y: 2^m e^h (cos y + i sin y), h = x - m ln2.
-void exp_finite(double x, double y, double& re, double& im) {
+// exp((x + xl) + i(y + yl)) for finite x, y and their low parts:
+// 2^m e^h (cos y + i sin y), h = x - m ln2.
+void exp_finite(double x, double xl, double y, double yl, double& re, double& im) {
   const double xc = std::fmin(std::fmax(x, -1600.0), 1600.0);  // beyond, every part over- or underflows
   const double m = std::nearbyint(xc * 0x1.71547652b82fep0);
   double ph, pl;
   two_prod<double>(m, kLn2.hi, ph, pl);
   const double h = xc - ph;  // exact: ph is within a factor 2 of xc, or m = 0
-  const double l = -(pl + m * kLn2.lo);
+  const double l = (xc == x ? xl : 0.0) - (pl + m * kLn2.lo);
   const DD hl = fast_two_sum(lane(h), lane(l));
   const logpow::ExpParts e = logpow::exp_parts<5>(hl.hi, hl.lo);
-  const CosSin cs = cos_sin(lane(y), _mm_setzero_pd());
+  const CosSin cs = cos_sin<true>(lane(y), lane(yl));
   const DD ex{e.hi, e.lo};
   const DD pr = mul_pair(ex, cs.c), pi = mul_pair(ex, cs.s);
   // e^h = 2^k (hi + lo), k in {-1, 0, 1}: the exponent of the scale of 1.0.
   const int k = static_cast<int>((static_cast<long long>(_mm_cvtsi128_si64(e.nb)) >> 52));
   const int n = static_cast<int>(m) + k;
   re = scale_pair(first(pr.hi), first(pr.lo), n);
-  const double si = scale_pair(first(pi.hi), first(pi.lo), n);  // of sin |y|
-  im = std::signbit(y) ? -si : si;
+  im = scale_pair(first(pi.hi), first(pi.lo), n);
 }
 
 template <class R>
@@ -119,7 +118,7 @@ int exp_full(R x, R y, R& re, R& im) {
     re = static_cast<R>(dr), im = static_cast<R>(di);
     return st;
   }
-  exp_finite(x, y, dr, di);
+  exp_finite(x, 0, y, 0, dr, di);
   re = static_cast<R>(dr), im = static_cast<R>(di);
   if (std::isinf(re) || std::isinf(im)) return 3;
   if (std::fmax(std::fabs(re), std::fabs(im)) < std::numeric_limits<R>::min()) return 4;
