@@ -77,6 +77,8 @@ struct CosSin {
 template <bool Pair = false>
 inline CosSin cos_sin(__m128d y, __m128d yl = _mm_setzero_pd()) {
   if constexpr (Pair) {
+    const DD t = two_sum(y, yl);  // the pair normalised: the reduction takes yl to first order
+    y = t.hi, yl = t.lo;
     const __m128d shifter = d1(6755399441055744.0);
     const __m128d n = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(y, d1(0x1.45f306dc9c883p-3)), shifter), shifter);
     const __m128d small = _mm_cmplt_pd(abs_of(y), d1(0x1p28));
@@ -114,6 +116,8 @@ inline ExpCis exp_cis(__m128d x, __m128d xl, __m128d y, __m128d yl) {
     o.m_re = _mm_mul_pd(e.y, _mm_add_pd(cs.c.hi, cs.c.lo));
     o.m_im = _mm_mul_pd(e.y, _mm_add_pd(cs.s.hi, cs.s.lo));
   }
+  // sin(+-0) = +-0: the sign of a zero sine survives the sums above.
+  o.m_im = _mm_or_pd(o.m_im, sign_of(cs.s.hi));
   // 2^n from n << 52 added to the bits of 1.0 (n in [-1022, 1023]).
   o.scale = _mm_castsi128_pd(_mm_add_epi64(e.nb, _mm_castpd_si128(d1(1.0))));
   return o;
@@ -139,6 +143,11 @@ inline __m128d exp_flags(__m128d x, __m128d y, double lo, double hi) {
 
 // ---- logarithm -------------------------------------------------------------------
 
+// arg z refined by one Newton step, for the powers, where w arg z needs more
+// than the atan2 pair's 2^-55: t + (y cos t - x sin t) / (x cos t + y sin t),
+// the residual from exact leading products and the circle table's pairs.
+inline DD refine_arg(__m128d x, __m128d y, DD t);
+
 // log(x^2 + y^2) as a pair, for the larger of |x|, |y| in [2^-500, 2^500].
 // The squares are exact pairs and their sum a pair within 2^-105, so that
 // x^2 + y^2 - 1, the argument of log1p near |z| = 1, keeps every bit the
@@ -163,6 +172,15 @@ inline void ln_pair(__m128d x, __m128d y, DD& re, DD& im) {
   const DD l = log_norm2(x, y);
   re = {_mm_mul_pd(l.hi, d1(0.5)), _mm_mul_pd(l.lo, d1(0.5))};
   im = invtrig::atan2_pair_d<E>(y, x);
+}
+
+inline DD refine_arg(__m128d x, __m128d y, DD t) {
+  const CosSin cs = cos_sin<true>(t.hi, t.lo);
+  const DD a = two_prod(y, cs.c.hi), b = two_prod(x, cs.s.hi);
+  const __m128d r = _mm_add_pd(_mm_add_pd(_mm_sub_pd(a.hi, b.hi), _mm_sub_pd(a.lo, b.lo)),
+                               _mm_sub_pd(_mm_mul_pd(y, cs.c.lo), _mm_mul_pd(x, cs.s.lo)));
+  const __m128d d = _mm_add_pd(_mm_mul_pd(x, cs.c.hi), _mm_mul_pd(y, cs.s.hi));
+  return fast_two_sum(t.hi, _mm_add_pd(t.lo, _mm_div_pd(r, d)));
 }
 
 // Lanes outside the vector range of zLn: the larger part outside [2^-500,

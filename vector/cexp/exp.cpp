@@ -107,7 +107,7 @@ void exp_finite(double x, double xl, double y, double yl, double& re, double& im
   const int k = static_cast<int>((static_cast<long long>(_mm_cvtsi128_si64(e.nb)) >> 52));
   const int n = static_cast<int>(m) + k;
   re = scale_pair(first(pr.hi), first(pr.lo), n);
-  im = scale_pair(first(pi.hi), first(pi.lo), n);
+  im = y == 0 ? y : scale_pair(first(pi.hi), first(pi.lo), n);  // sin(+-0) = +-0
 }
 
 template <class R>

@@ -94,7 +94,8 @@ int ln_full(double x, double y, LnPairs& p) {
       p.il = std::copysign(kPi2.lo, y) - x / y;
     }
   } else {
-    const DD a = invtrig::atan2_pair_d(lane(ys), lane(xs));
+    // Refined once: the powers take this pair (a scalar lane, no cost to Ln's blocks).
+    const DD a = refine_arg(lane(xs), lane(ys), invtrig::atan2_pair_d(lane(ys), lane(xs)));
     p.ih = first(a.hi), p.il = first(a.lo);
   }
   return 0;
@@ -136,9 +137,10 @@ struct ZLn {
     if constexpr (Log10) {
       double h, l;
       two_prod<double>(p.rh, kInvLn10.hi, h, l);
-      r->re = std::isfinite(p.rh) ? h + (l + (p.rh * kInvLn10.lo + p.rl * kInvLn10.hi)) : h;
+      // Zeros (their signs), infinities and NaN: the plain product.
+      r->re = std::isfinite(p.rh) && p.rh != 0 ? h + (l + (p.rh * kInvLn10.lo + p.rl * kInvLn10.hi)) : h;
       two_prod<double>(p.ih, kInvLn10.hi, h, l);
-      r->im = std::isfinite(p.ih) ? h + (l + (p.ih * kInvLn10.lo + p.il * kInvLn10.hi)) : h;
+      r->im = std::isfinite(p.ih) && p.ih != 0 ? h + (l + (p.ih * kInvLn10.lo + p.il * kInvLn10.hi)) : h;
     } else {
       r->re = p.rh + p.rl;
       r->im = p.ih + p.il;

@@ -141,6 +141,7 @@ struct ZPow {
       split_parts(b[2 * h], b[2 * h + 1], wr, wi);
       DD lr, li;
       ln_pair(x, y, lr, li);
+      li = refine_arg(x, y, li);
       // w log z as pairs.
       const DD p1 = two_prod(wr, lr.hi), p2 = two_prod(wi, li.hi);
       const DD p3 = two_prod(wr, li.hi), p4 = two_prod(wi, lr.hi);
