@@ -160,10 +160,13 @@ inline DD log_norm2(__m128d x, __m128d y) {
   const DD s = fast_two_sum(s0.hi, _mm_add_pd(s0.lo, _mm_add_pd(xx.lo, yy.lo)));
   return logpow::log_ha<true>(s.hi, s.lo);
 }
-// The same for single parts widened: the squares are exact in double.
-inline DD log_norm2_s(__m128d x, __m128d y) {
+// log(x^2 + y^2) for single parts widened, far below a single ulp: the
+// squares exact in double and their sum a pair; the EP double logarithm of
+// its head (2^-36 relative, and near 1 the row c = 1 sees S - 1 exactly) plus
+// the tail's first-order term.
+inline __m128d log_norm2_s(__m128d x, __m128d y) {
   const DD s = two_sum(_mm_mul_pd(x, x), _mm_mul_pd(y, y));
-  return logpow::log_ha<true>(s.hi, s.lo);
+  return _mm_add_pd(logpow::log_ep(s.hi), _mm_div_pd(s.lo, s.hi));
 }
 
 // log z as pairs: re = log|z|, im = arg z, for the vector range of zLn.

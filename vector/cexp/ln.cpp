@@ -6,8 +6,9 @@
 // z rows: log|z| and arg z as pairs (cexp_core.h), each rounded once; Log10
 // multiplies each pair by 1/ln 10 as a pair and rounds once. Vector lanes:
 // the larger part in [2^-500, 2^500], the smaller zero or at least 2^-1019.
-// c rows: the same in double (the squares of single parts exact, their sum a
-// pair), one rounding to single; vector lanes: every finite input but 0.
+// c rows: in double (the squares of single parts exact, their sum a pair, the
+// double EP logarithm and LA atan2, each far below a single ulp), one rounding
+// to single; vector lanes: every finite input but 0.
 //
 // The scalar function scales both parts by 2^-k (k the exponent of the
 // larger), runs the same arithmetic and adds k ln 2 as a pair; a ratio of the
@@ -155,14 +156,15 @@ struct CLn {
   using R = float;
   static constexpr int kIn = 1;
   static constexpr const char* kName = Log10 ? "vcLog10" : "vcLn";
+  // atan2 by the polynomial of the double LA kernel (about 2^-53).
   static void core(__m128d x, __m128d y, __m128d& re, __m128d& im) {
-    const DD l = log_norm2_s(x, y);
-    const __m128d a = invtrig::atan2_d<Level::HA, false>(y, x);
+    const __m128d l = log_norm2_s(x, y);
+    const __m128d a = invtrig::atan2_d<Level::LA, false>(y, x);
     if constexpr (Log10) {
-      re = _mm_mul_pd(_mm_add_pd(l.hi, l.lo), d1(0.5 * kInvLn10.hi));
+      re = _mm_mul_pd(l, d1(0.5 * kInvLn10.hi));
       im = _mm_mul_pd(a, d1(kInvLn10.hi));
     } else {
-      re = _mm_mul_pd(_mm_add_pd(l.hi, l.lo), d1(0.5));
+      re = _mm_mul_pd(l, d1(0.5));
       im = a;
     }
   }

@@ -173,9 +173,8 @@ struct CPow {
   static constexpr bool kScalarB = Scalar;
   static constexpr const char* kName = Scalar ? "vcPowx" : "vcPow";
   static __m128d core(__m128d x, __m128d y, __m128d wr, __m128d wi, __m128d& re, __m128d& im) {
-    const DD l = log_norm2_s(x, y);
-    const __m128d lr = _mm_mul_pd(_mm_add_pd(l.hi, l.lo), d1(0.5));
-    const __m128d li = invtrig::atan2_d<Level::HA, false>(y, x);
+    const __m128d lr = _mm_mul_pd(log_norm2_s(x, y), d1(0.5));
+    const __m128d li = invtrig::atan2_d<Level::LA, false>(y, x);
     const __m128d pr = _mm_sub_pd(_mm_mul_pd(wr, lr), _mm_mul_pd(wi, li));
     const __m128d pi = _mm_add_pd(_mm_mul_pd(wr, li), _mm_mul_pd(wi, lr));
     // The size of w log z: beyond 2^16 the double products lose single bits.
