@@ -281,11 +281,12 @@ int main(int argc, char** argv) {
   for (int i = 0; i < kRows; ++i) h << "using " << rows[i].name << " = void(" << params(rows[i]) << ");\n";
   h << "}  // namespace zev::kt\n\n";
   // The names of each row's kernels (bits: la 1, ha 2, ep 4, laha 8, laep 16,
-  // lahaep 32; 0 for a row not built), for the kernel macro's check.
+  // lahaep 32; 0 for a row not built), for the kernel macro's check. A
+  // forwarding row's entry calls its slot's kernel, which is named alike.
   h << "namespace zev::row {\ninline constexpr unsigned kKernelLevels[kCount] = {\n";
   for (int i = 0; i < kRows; ++i) {
     unsigned bits = 0;
-    if (rows[i].built && !forwarding(rows[i]))
+    if (rows[i].built)
       for (const std::string& lv : kernel_levels(rows[i])) bits |= level_bit(lv);
     h << "  " << bits << ",  // " << rows[i].name << "\n";
   }

@@ -10,6 +10,8 @@
 //   kIn [2]                           complex inputs: 1 or 2
 //   kRealOut [false]                  the result is one real number (Abs)
 //   kCallout [true]
+//   kScalarB [false]                  the second operand is one complex number
+//                                     for the whole call (Powx), passed by value
 //   static unsigned eval(const V (&a)[NV], const V (&b)[NV], V (&r)[NR])
 //     the block arithmetic on the block's vectors as they lie in memory (real
 //     part first; NV = 4 for double, 2 for single; NR = NV, or NV / 2 for a
@@ -40,6 +42,9 @@ template <class P> constexpr int cins() {
 }
 template <class P> constexpr bool real_out() {
   if constexpr (requires { P::kRealOut; }) return P::kRealOut; else return false;
+}
+template <class P> constexpr bool scalar_b() {
+  if constexpr (requires { P::kScalarB; }) return P::kScalarB; else return false;
 }
 
 // ---- lane masks to element masks, and the two layouts ---------------------
@@ -132,6 +137,7 @@ struct CLoop {
     } else {
       const C* b = NI == 2 ? io.b : io.a;
       const int ib = NI == 2 ? io.ib : io.ia;
+      // A scalar b has stride 0 here, so the reporter reads that one number.
       if (io.ia == 1 && ib == 1 && io.ir == 1)
         report_plain(st, static_cast<int>(i), io.a, b, io.r, io.r, io.name);
       else
@@ -168,7 +174,8 @@ struct CLoop {
       const R* pa = reinterpret_cast<const R*>(acc.a + i);
       for (int k = 0; k < NV; ++k) x[k] = W::load(pa + k * L);
       if constexpr (NI == 2) {
-        const R* pb = reinterpret_cast<const R*>(acc.b + i);
+        // A scalar b lies in a block of four copies, read at every step.
+        const R* pb = reinterpret_cast<const R*>(scalar_b<P>() ? acc.b : acc.b + i);
         for (int k = 0; k < NV; ++k) y[k] = W::load(pb + k * L);
       }
     } else {
@@ -245,6 +252,16 @@ struct CKernel {
   static void strided(int n, const C* a, int ia, const C* b, int ib, Out* r, int ir) {
     if (ia == 1 && ib == 1 && ir == 1) return slot<F>(Row, Slot)(n, a, b, r);
     L::run(n, {a, ia, b, ib, r, ir, P::kName}, false);
+  }
+  // One b for the whole call: four copies make a block's operand, stride 0.
+  static void plain(int n, const C* a, C b, Out* r) {
+    alignas(16) const C bb[kElems] = {b, b, b, b};
+    L::run(n, {a, 1, bb, 0, r, 1, P::kName}, true);
+  }
+  static void strided(int n, const C* a, int ia, C b, Out* r, int ir) {
+    if (ia == 1 && ir == 1) return slot<F>(Row, Slot)(n, a, b, r);
+    alignas(16) const C bb[kElems] = {b, b, b, b};
+    L::run(n, {a, ia, bb, 0, r, ir, P::kName}, false);
   }
 };
 

@@ -396,8 +396,11 @@ inline __m128d atan_ep_d(__m128d x) {
 // At HA t is a pair (m (1/M) and the exact residual m - t M over M) and atan t
 // comes from the interval table of Atan, as a pair; otherwise p = t + t z R(z)
 // (R of degree 18, within 2^-54 on [0, 1]) or, Short, t E(z).
-template <Level L, bool Pi, bool Short = false, class E = HwEstimate>
-inline __m128d atan2_d(__m128d yv, __m128d xv) {
+struct Atan2Parts {
+  __m128d ch, cl, vh, vl, fl, eq;
+};
+template <Level L, bool Pi, bool Short, class E>
+inline Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
   const __m128d ay = abs_d(yv), ax = abs_d(xv);
   const __m128d g = _mm_cmpgt_pd(ay, ax), eq = _mm_cmpeq_pd(ay, ax);
   const __m128d big = _mm_max_pd(ay, ax), small = _mm_min_pd(ay, ax);
@@ -431,6 +434,12 @@ inline __m128d atan2_d(__m128d yv, __m128d xv) {
   const __m128d ch = select(g, d1(A::half.hi), _mm_and_pd(xmask, d1(A::full.hi)));
   const __m128d cl = select(g, d1(A::half.lo), _mm_and_pd(xmask, d1(A::full.lo)));
   const __m128d fl = _mm_xor_pd(_mm_and_pd(g, sign_d()), xneg);
+  return {ch, cl, vh, vl, fl, eq};
+}
+
+template <Level L, bool Pi, bool Short = false, class E = HwEstimate>
+inline __m128d atan2_d(__m128d yv, __m128d xv) {
+  const auto [ch, cl, vh, vl, fl, eq] = atan2_parts<L, Pi, Short, E>(yv, xv);
   // |y| = |x|: the small part is pi/4 (1/4 in half-turns) exactly; at HA the
   // table gives it so.
   __m128d r;
@@ -443,6 +452,17 @@ inline __m128d atan2_d(__m128d yv, __m128d xv) {
     r = finish<L, false>(ch, cl, select(eq, d1(kPi4.hi), vh), _mm_andnot_pd(eq, vl), fl);
   }
   return _mm_xor_pd(r, _mm_and_pd(yv, sign_d()));
+}
+
+// atan2(y, x) in radians as a pair hi + lo, the HA arithmetic above before
+// its last rounding (the complex logarithms and powers keep the pair).
+template <class E = HwEstimate>
+inline DD atan2_pair_d(__m128d yv, __m128d xv) {
+  const Atan2Parts w = atan2_parts<Level::HA, false, false, E>(yv, xv);
+  const DD s = fast_two_sum(w.ch, _mm_xor_pd(w.vh, w.fl));
+  const __m128d lo = _mm_add_pd(s.lo, _mm_add_pd(w.cl, _mm_xor_pd(w.vl, w.fl)));
+  const __m128d sy = _mm_and_pd(yv, sign_d());
+  return {_mm_xor_pd(s.hi, sy), _mm_xor_pd(lo, sy)};
 }
 
 // ---- single, in single ------------------------------------------------------------
