@@ -1,0 +1,185 @@
+// Complex Asin, Acos, Asinh, Acosh, Atan, Atanh, single and double: one kernel
+// for all levels each, an element loop over a scalar function that computes
+// in the x87 extended format (catrig_core.h) and rounds each part once.
+//
+// The six functions come from two cores on the first quadrant, by the
+// symmetries asin(-z) = -asin z, asin(conj z) = conj(asin z) (likewise asinh,
+// atanh) and the identities
+//   asinh z = -i asin(iz):  asinh(x + iy) = (+-Im asin(|y| + i|x|), +-Re asin(|y| + i|x|))
+//   atan z = -i atanh(iz):  atan(x + iy)  = (+-Im atanh(|y| + i|x|), +-Re atanh(|y| + i|x|))
+//   acos(x + iy) = (Re acos, -+Im asin(|x| + i|y|)),  acosh(x + iy) = (Im asin(|x| + i|y|), +-Re acos),
+// every sign the sign bit of x or y, so that the sign of a zero part picks
+// the side of a branch cut. Infinite and NaN parts follow C's Annex G
+// (the table in docs/vector_catrig.md). The one status is 2, at the poles
+// atanh(+-1 +- 0i) and atan(+-0 +- i), whose results are infinite: no
+// result overflows, and Annex G raises invalid only for NaN inputs (left
+// quiet here, as the real kernels do).
+#include <cmath>
+#include <limits>
+
+#include "vector/catrig/catrig_core.h"
+#include "vector/complex/ckernel.h"
+
+namespace zev::vk::catrig {
+namespace {
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kPi = 3.141592653589793, kPi2 = 1.5707963267948966, kPi4 = 0.7853981633974483,
+                 k3Pi4 = 2.356194490192345;
+
+// Parts of a result before the signs and the rounding to the element type:
+// LD for computed values, so that the special values (doubles) and the
+// computed ones round the same single way.
+struct Out {
+  LD re, im;
+};
+
+// asinh on the first quadrant (x = |re|, y = |im|); the caller puts the signs
+// of the input's parts on the result's parts.
+Out asinh_first(double x, double y) {
+  if (std::isnan(x)) return {y == kInf ? kInf : kNaN, y == 0 ? 0.0 : kNaN};
+  if (std::isnan(y)) return {x == kInf ? kInf : kNaN, kNaN};
+  if (x == kInf) return {kInf, y == kInf ? kPi4 : 0.0};
+  if (y == kInf) return {kInf, kPi2};
+  const AsinParts p = asin_first(y, x);
+  return {p.im, p.re_asin};
+}
+
+// atanh on the first quadrant; sets *pole at 1 + 0i.
+Out atanh_first(double x, double y, bool* pole) {
+  if (std::isnan(x)) return {y == kInf ? 0.0 : kNaN, y == kInf ? kPi2 : kNaN};
+  if (std::isnan(y)) return {x == kInf || x == 0 ? 0.0 : kNaN, kNaN};
+  if (x == kInf || y == kInf) return {0.0, kPi2};
+  if (x == 1 && y == 0) {
+    *pole = true;
+    return {kInf, 0.0};
+  }
+  const AtanhParts p = catrig::atanh_first(x, y);
+  return {p.re, p.im};
+}
+
+// acos of x + iy with y >= 0 (its sign bit clear); the caller negates the
+// imaginary part for a negative y.
+Out acos_upper(double x, double y) {
+  if (std::isnan(x)) return {kNaN, y == kInf ? -kInf : kNaN};
+  if (std::isnan(y)) {
+    if (std::isinf(x)) return {kNaN, -kInf};
+    return {x == 0 ? kPi2 : kNaN, kNaN};
+  }
+  if (std::isinf(x)) return {y == kInf ? (x > 0 ? kPi4 : k3Pi4) : (x > 0 ? 0.0 : kPi), -kInf};
+  if (y == kInf) return {kPi2, -kInf};
+  const AsinParts p = asin_first(std::fabs(x), y);
+  return {std::signbit(x) ? kPiL - p.re_acos : p.re_acos, -p.im};
+}
+
+// acosh of x + iy with y >= 0; the caller negates the imaginary part for a
+// negative y.
+Out acosh_upper(double x, double y) {
+  if (std::isnan(x)) return {y == kInf ? kInf : kNaN, kNaN};
+  if (std::isnan(y)) return {std::isinf(x) ? kInf : kNaN, kNaN};
+  if (std::isinf(x)) return {kInf, y == kInf ? (x > 0 ? kPi4 : k3Pi4) : (x > 0 ? 0.0 : kPi)};
+  if (y == kInf) return {kInf, kPi2};
+  const AsinParts p = asin_first(std::fabs(x), y);
+  return {p.im, std::signbit(x) ? kPiL - p.re_acos : p.re_acos};
+}
+
+enum class Fn { Asin, Acos, Atan, Asinh, Acosh, Atanh };
+
+template <class R>
+inline R with_sign(LD v, R s) {
+  return std::copysign(static_cast<R>(v), s);
+}
+
+// The scalar function of every element: status 2 at a pole, else 0.
+template <Fn F, class R>
+int eval_one(R x, R y, R& re, R& im) {
+  const ExtGuard guard;
+  const double ax = std::fabs(static_cast<double>(x)), ay = std::fabs(static_cast<double>(y));
+  bool pole = false;
+  switch (F) {
+    case Fn::Asinh: {
+      const Out o = asinh_first(ax, ay);
+      re = with_sign(o.re, x), im = with_sign(o.im, y);
+      break;
+    }
+    case Fn::Asin: {  // -i asinh(iz), iz = -y + ix
+      const Out o = asinh_first(ay, ax);
+      re = with_sign(o.im, x), im = with_sign(o.re, y);
+      break;
+    }
+    case Fn::Atanh: {
+      const Out o = atanh_first(ax, ay, &pole);
+      re = with_sign(o.re, x), im = with_sign(o.im, y);
+      break;
+    }
+    case Fn::Atan: {  // -i atanh(iz)
+      const Out o = atanh_first(ay, ax, &pole);
+      re = with_sign(o.im, x), im = with_sign(o.re, y);
+      break;
+    }
+    case Fn::Acos: {
+      const Out o = acos_upper(x, ay);
+      re = static_cast<R>(o.re), im = static_cast<R>(std::signbit(y) ? -o.im : o.im);
+      break;
+    }
+    case Fn::Acosh: {
+      const Out o = acosh_upper(x, ay);
+      re = static_cast<R>(o.re), im = static_cast<R>(std::signbit(y) ? -o.im : o.im);
+      break;
+    }
+  }
+  return pole ? 2 : 0;
+}
+
+// The kernel policy: every element goes to the scalar function (the block's
+// arithmetic only passes its inputs on).
+template <Fn F, class R_>
+struct ElementLoop {
+  using R = R_;
+  using C = typename cx::CplxOf<R>::type;
+  using V = typename Vec<R>::V;
+  static constexpr int kIn = 1;
+  static constexpr int NV = cx::kVecs<R>;
+  static unsigned eval(const V (&a)[NV], const V (&)[NV], V (&r)[NV]) {
+    for (int k = 0; k < NV; ++k) r[k] = a[k];
+    return 0xF;
+  }
+  static int scalar(const C* a, const C*, C* r) { return eval_one<F>(a->re, a->im, r->re, r->im); }
+};
+
+#define CATRIG_POLICY(NAME, F, R, TEXT)            \
+  struct NAME : ElementLoop<Fn::F, R> {            \
+    static constexpr const char* kName = TEXT;     \
+  };
+CATRIG_POLICY(ZAsin, Asin, double, "vzAsin")
+CATRIG_POLICY(ZAcos, Acos, double, "vzAcos")
+CATRIG_POLICY(ZAtan, Atan, double, "vzAtan")
+CATRIG_POLICY(ZAsinh, Asinh, double, "vzAsinh")
+CATRIG_POLICY(ZAcosh, Acosh, double, "vzAcosh")
+CATRIG_POLICY(ZAtanh, Atanh, double, "vzAtanh")
+CATRIG_POLICY(CAsin, Asin, float, "vcAsin")
+CATRIG_POLICY(CAcos, Acos, float, "vcAcos")
+CATRIG_POLICY(CAtan, Atan, float, "vcAtan")
+CATRIG_POLICY(CAsinh, Asinh, float, "vcAsinh")
+CATRIG_POLICY(CAcosh, Acosh, float, "vcAcosh")
+CATRIG_POLICY(CAtanh, Atanh, float, "vcAtanh")
+#undef CATRIG_POLICY
+
+}  // namespace
+}  // namespace zev::vk::catrig
+
+using namespace zev::vk::catrig;
+
+ZEV_CKERNELS(cAsinh, lahaep, CAsinh)
+ZEV_CKERNELS(cAsin, lahaep, CAsin)
+ZEV_CKERNELS(cAcosh, lahaep, CAcosh)
+ZEV_CKERNELS(cAcos, lahaep, CAcos)
+ZEV_CKERNELS(cAtanh, lahaep, CAtanh)
+ZEV_CKERNELS(cAtan, lahaep, CAtan)
+ZEV_CKERNELS(zAsinh, lahaep, ZAsinh)
+ZEV_CKERNELS(zAsin, lahaep, ZAsin)
+ZEV_CKERNELS(zAcos, lahaep, ZAcos)
+ZEV_CKERNELS(zAcosh, lahaep, ZAcosh)
+ZEV_CKERNELS(zAtanh, lahaep, ZAtanh)
+ZEV_CKERNELS(zAtan, lahaep, ZAtan)
