@@ -18,6 +18,7 @@
 #include <limits>
 
 #include "vector/catrig/catrig_core.h"
+#include "vector/catrig/catrig_vec.h"
 #include "vector/complex/ckernel.h"
 
 namespace zev::vk::catrig {
@@ -148,22 +149,80 @@ struct ElementLoop {
   static int scalar(const C* a, const C*, C* r) { return eval_one<F>(a->re, a->im, r->re, r->im); }
 };
 
-#define CATRIG_POLICY(NAME, F, R, TEXT)            \
-  struct NAME : ElementLoop<Fn::F, R> {            \
-    static constexpr const char* kName = TEXT;     \
+// The single rows: the vector path of catrig_vec.h on elements whose parts
+// are neither zero nor infinite nor NaN; the scalar function on the others.
+template <Fn F>
+struct SingleVec {
+  using R = float;
+  using C = zev_complex8;
+  using V = __m128;
+  static constexpr int kIn = 1;
+  static unsigned eval(const V (&a)[2], const V (&)[2], V (&r)[2]) {
+    V x, y;
+    cx::split_parts(a[0], a[1], x, y);
+    const V sign = _mm_set1_ps(-0.0f);
+    // |part| - 1 as an integer: negative for a zero, above the largest
+    // finite for infinity and NaN.
+    auto bad = [](V v) {
+      const __m128i m = _mm_sub_epi32(_mm_castps_si128(_mm_andnot_ps(_mm_set1_ps(-0.0f), v)), _mm_set1_epi32(1));
+      return _mm_or_si128(_mm_cmplt_epi32(m, _mm_setzero_si128()), _mm_cmpgt_epi32(m, _mm_set1_epi32(0x7F7FFFFE)));
+    };
+    const unsigned mask = cx::soa_mask(_mm_castsi128_ps(_mm_or_si128(bad(x), bad(y))));
+    const V ax = _mm_andnot_ps(sign, x), ay = _mm_andnot_ps(sign, y);
+    __m128d ore[2], oim[2];
+    for (int h = 0; h < 2; ++h) {
+      const __m128d xd = _mm_cvtps_pd(h ? _mm_movehl_ps(ax, ax) : ax);
+      const __m128d yd = _mm_cvtps_pd(h ? _mm_movehl_ps(ay, ay) : ay);
+      __m128d ra, rc, im;
+      if constexpr (F == Fn::Asin) {
+        asin_first_d<false>(xd, yd, ore[h], rc, oim[h]);
+      } else if constexpr (F == Fn::Asinh) {
+        asin_first_d<false>(yd, xd, oim[h], rc, ore[h]);
+      } else if constexpr (F == Fn::Atanh) {
+        atanh_first_d(xd, yd, ore[h], oim[h]);
+      } else if constexpr (F == Fn::Atan) {
+        atanh_first_d(yd, xd, oim[h], ore[h]);
+      } else {  // Acos and Acosh: pi - acos |x| where x < 0
+        asin_first_d<true>(xd, yd, ra, rc, im);
+        const __m128d xneg = _mm_cmplt_pd(_mm_cvtps_pd(h ? _mm_movehl_ps(x, x) : x), _mm_setzero_pd());
+        const __m128d re = select(xneg, _mm_sub_pd(dv(3.141592653589793), rc), rc);
+        ore[h] = F == Fn::Acos ? re : im;
+        oim[h] = F == Fn::Acos ? im : re;
+      }
+    }
+    V re = _mm_movelh_ps(_mm_cvtpd_ps(ore[0]), _mm_cvtpd_ps(ore[1]));
+    V im = _mm_movelh_ps(_mm_cvtpd_ps(oim[0]), _mm_cvtpd_ps(oim[1]));
+    const V sx = _mm_and_ps(x, sign), sy = _mm_and_ps(y, sign);
+    if constexpr (F == Fn::Acos) {
+      im = _mm_xor_ps(im, _mm_xor_ps(sy, sign));  // -Im asin, conj below the axis
+    } else if constexpr (F == Fn::Acosh) {
+      im = _mm_or_ps(im, sy);
+    } else {
+      re = _mm_or_ps(re, sx);
+      im = _mm_or_ps(im, sy);
+    }
+    cx::join_parts(re, im, r[0], r[1]);
+    return mask;
+  }
+  static int scalar(const C* a, const C*, C* r) { return eval_one<F>(a->re, a->im, r->re, r->im); }
+};
+
+#define CATRIG_POLICY(NAME, TEXT, ...)           \
+  struct NAME : __VA_ARGS__ {                         \
+    static constexpr const char* kName = TEXT;   \
   };
-CATRIG_POLICY(ZAsin, Asin, double, "vzAsin")
-CATRIG_POLICY(ZAcos, Acos, double, "vzAcos")
-CATRIG_POLICY(ZAtan, Atan, double, "vzAtan")
-CATRIG_POLICY(ZAsinh, Asinh, double, "vzAsinh")
-CATRIG_POLICY(ZAcosh, Acosh, double, "vzAcosh")
-CATRIG_POLICY(ZAtanh, Atanh, double, "vzAtanh")
-CATRIG_POLICY(CAsin, Asin, float, "vcAsin")
-CATRIG_POLICY(CAcos, Acos, float, "vcAcos")
-CATRIG_POLICY(CAtan, Atan, float, "vcAtan")
-CATRIG_POLICY(CAsinh, Asinh, float, "vcAsinh")
-CATRIG_POLICY(CAcosh, Acosh, float, "vcAcosh")
-CATRIG_POLICY(CAtanh, Atanh, float, "vcAtanh")
+CATRIG_POLICY(ZAsin, "vzAsin", ElementLoop<Fn::Asin, double>)
+CATRIG_POLICY(ZAcos, "vzAcos", ElementLoop<Fn::Acos, double>)
+CATRIG_POLICY(ZAtan, "vzAtan", ElementLoop<Fn::Atan, double>)
+CATRIG_POLICY(ZAsinh, "vzAsinh", ElementLoop<Fn::Asinh, double>)
+CATRIG_POLICY(ZAcosh, "vzAcosh", ElementLoop<Fn::Acosh, double>)
+CATRIG_POLICY(ZAtanh, "vzAtanh", ElementLoop<Fn::Atanh, double>)
+CATRIG_POLICY(CAsin, "vcAsin", SingleVec<Fn::Asin>)
+CATRIG_POLICY(CAcos, "vcAcos", SingleVec<Fn::Acos>)
+CATRIG_POLICY(CAtan, "vcAtan", SingleVec<Fn::Atan>)
+CATRIG_POLICY(CAsinh, "vcAsinh", SingleVec<Fn::Asinh>)
+CATRIG_POLICY(CAcosh, "vcAcosh", SingleVec<Fn::Acosh>)
+CATRIG_POLICY(CAtanh, "vcAtanh", SingleVec<Fn::Atanh>)
 #undef CATRIG_POLICY
 
 }  // namespace
