@@ -72,4 +72,66 @@ inline void atanh_first_d(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   im = _mm_mul_pd(invtrig::atan2_d<Level::LA, false>(_mm_add_pd(y, y), D), dv(0.5));
 }
 
+// ---- double rows: sums of two doubles ------------------------------------------------
+
+// atan2(n, d) for n > 0 and d = dh + dl a pair of either sign (dh may be
+// zero), as a pair within about 2^-60: t = min/max as a pair (the product by
+// the reciprocal, and its exact residual times the reciprocal), atan t by the table of the inverse circular family,
+// then pi/2 -+ atan t or (pi -) atan t.
+inline DD atan2_pair(__m128d n, __m128d dh, __m128d dl) {
+  const __m128d sign = dv(-0.0);
+  const __m128d dneg = _mm_cmplt_pd(dh, _mm_setzero_pd());
+  const __m128d ds = _mm_and_pd(dh, sign);
+  const __m128d adh = _mm_xor_pd(dh, ds), adl = _mm_xor_pd(dl, ds);  // |d|
+  const __m128d swap = _mm_cmpgt_pd(n, adh);
+  const __m128d sh = select(swap, adh, n), sl = _mm_and_pd(swap, adl);
+  const __m128d bh = select(swap, n, adh), bl = _mm_andnot_pd(swap, adl);
+  const __m128d rb = _mm_div_pd(dv(1.0), bh);
+  const __m128d q = _mm_mul_pd(sh, rb);
+  const DD qb = two_prod(q, bh);
+  const __m128d ql = _mm_mul_pd(_mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(sh, qb.hi), qb.lo), sl), _mm_mul_pd(q, bl)), rb);
+  const invtrig::AtanParts w = invtrig::atan_table<HwEstimate, false>(q, ql);
+  const DD v = fast_two_sum(w.ch, w.th);
+  const __m128d vl = _mm_add_pd(v.lo, _mm_add_pd(w.cl, w.tl));
+  // swap: pi/2 - v (d >= 0), pi/2 + v (d < 0); else v (d >= 0), pi - v (d < 0).
+  const __m128d ch = select(swap, dv(invtrig::kPi2.hi), _mm_and_pd(dneg, dv(invtrig::kPi.hi)));
+  const __m128d cl = select(swap, dv(invtrig::kPi2.lo), _mm_and_pd(dneg, dv(invtrig::kPi.lo)));
+  const __m128d flip = _mm_and_pd(_mm_xor_pd(swap, dneg), sign);  // the sign of v
+  const DD s = two_sum(ch, _mm_xor_pd(v.hi, flip));
+  return fast_two_sum(s.hi, _mm_add_pd(s.lo, _mm_add_pd(cl, _mm_xor_pd(vl, flip))));
+}
+
+// atanh of x + iy for x, y in [2^-250, 2^250): both parts within about 2^-60
+// before their rounding. (1 - x) and (1 + x) are exact pairs, the squares and
+// products exact pairs (Dekker), so the denominator of the real part (a sum of
+// squares) and that of the imaginary part, (1 - x)(1 + x) - y^2, which cancels
+// near the unit circle, are both within 2^-104 of the largest term; every
+// quotient, square and sum stays a normal number in this range.
+inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
+  const __m128d one = dv(1.0);
+  const DD a = two_sum(one, _mm_xor_pd(x, dv(-0.0)));  // 1 - x
+  const DD b = two_sum(one, x);                         // 1 + x
+  const DD aa = two_prod(a.hi, a.hi), yy = two_prod(y, y);
+  // Real part: log1p(4x / ((1 - x)^2 + y^2)) / 4.
+  const DD d0 = two_sum(aa.hi, yy.hi);
+  const __m128d cross = _mm_mul_pd(_mm_add_pd(a.hi, a.hi), a.lo);
+  const DD den = fast_two_sum(d0.hi, _mm_add_pd(_mm_add_pd(d0.lo, cross), _mm_add_pd(aa.lo, yy.lo)));
+  const __m128d x4 = _mm_mul_pd(x, dv(4.0));
+  const __m128d rd = _mm_div_pd(dv(1.0), den.hi);
+  const __m128d th = _mm_mul_pd(x4, rd);
+  const DD e = two_prod(th, den.hi);
+  const __m128d tl = _mm_mul_pd(_mm_sub_pd(_mm_sub_pd(_mm_sub_pd(x4, e.hi), e.lo), _mm_mul_pd(th, den.lo)), rd);
+  const DD u = two_sum(one, th);
+  const DD l = logpow::log_ha<true>(u.hi, _mm_add_pd(u.lo, tl));
+  re = _mm_mul_pd(_mm_add_pd(l.hi, l.lo), dv(0.25));
+  // Imaginary part: atan2(2y, (1 - x)(1 + x) - y^2) / 2.
+  const DD p = two_prod(a.hi, b.hi);
+  const DD d1 = two_sum(p.hi, _mm_xor_pd(yy.hi, dv(-0.0)));
+  const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy.lo)),
+                                _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
+  const DD D = two_sum(d1.hi, dl);
+  const DD t = atan2_pair(_mm_add_pd(y, y), D.hi, D.lo);
+  im = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
+}
+
 }  // namespace zev::vk::catrig
