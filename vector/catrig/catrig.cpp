@@ -134,22 +134,6 @@ int eval_one(R x, R y, R& re, R& im) {
   return pole ? 2 : 0;
 }
 
-// The kernel policy: every element goes to the scalar function (the block's
-// arithmetic only passes its inputs on).
-template <Fn F, class R_>
-struct ElementLoop {
-  using R = R_;
-  using C = typename cx::CplxOf<R>::type;
-  using V = typename Vec<R>::V;
-  static constexpr int kIn = 1;
-  static constexpr int NV = cx::kVecs<R>;
-  static unsigned eval(const V (&a)[NV], const V (&)[NV], V (&r)[NV]) {
-    for (int k = 0; k < NV; ++k) r[k] = a[k];
-    return 0xF;
-  }
-  static int scalar(const C* a, const C*, C* r) { return eval_one<F>(a->re, a->im, r->re, r->im); }
-};
-
 // The single rows: the vector path of catrig_vec.h on elements whose parts
 // are neither zero nor infinite nor NaN; the scalar function on the others.
 template <Fn F>
@@ -208,9 +192,9 @@ struct SingleVec {
   static int scalar(const C* a, const C*, C* r) { return eval_one<F>(a->re, a->im, r->re, r->im); }
 };
 
-// The double rows with a vector path (Atanh, Atan): elements whose parts
-// both lie in [2^-250, 2^250) run the pairs of catrig_vec.h; the scalar
-// function takes the others (zero, tiny, huge, infinite and NaN parts).
+// The double rows: elements whose parts both lie in [2^-250, 2^250) run the
+// pairs of catrig_vec.h; the scalar function takes the others (zero, tiny,
+// huge, infinite and NaN parts).
 template <Fn F>
 struct DoubleVec {
   using R = double;
@@ -227,13 +211,29 @@ struct DoubleVec {
       const __m128i out = _mm_or_si128(outside(abs_high_words(x), kRange), outside(abs_high_words(y), kRange));
       mask |= cx::soa_mask(_mm_castsi128_pd(out)) << (2 * h);
       const V ax = _mm_andnot_pd(sign, x), ay = _mm_andnot_pd(sign, y);
+      const V sx = _mm_and_pd(x, sign), sy = _mm_and_pd(y, sign);
       V re, im;
-      if constexpr (F == Fn::Atanh)
+      if constexpr (F == Fn::Atanh) {
         atanh_first_dd(ax, ay, re, im);
-      else
+      } else if constexpr (F == Fn::Atan) {
         atanh_first_dd(ay, ax, im, re);
-      cx::join_parts(_mm_or_pd(re, _mm_and_pd(x, sign)), _mm_or_pd(im, _mm_and_pd(y, sign)), r[2 * h],
-                     r[2 * h + 1]);
+      } else if constexpr (F == Fn::Asin) {
+        asin_first_dd<false>(ax, ay, _mm_setzero_pd(), re, im);
+      } else if constexpr (F == Fn::Asinh) {
+        asin_first_dd<false>(ay, ax, _mm_setzero_pd(), im, re);
+      } else {
+        const V xneg = _mm_cmplt_pd(x, _mm_setzero_pd());
+        V rc, ii;
+        asin_first_dd<true>(ax, ay, xneg, rc, ii);
+        if constexpr (F == Fn::Acos) {  // -Im asin, conj below the axis
+          re = rc, im = _mm_xor_pd(ii, _mm_xor_pd(sy, sign));
+        } else {
+          re = ii, im = _mm_or_pd(rc, sy);
+        }
+        cx::join_parts(re, im, r[2 * h], r[2 * h + 1]);
+        continue;
+      }
+      cx::join_parts(_mm_or_pd(re, sx), _mm_or_pd(im, sy), r[2 * h], r[2 * h + 1]);
     }
     return mask;
   }
@@ -244,11 +244,11 @@ struct DoubleVec {
   struct NAME : __VA_ARGS__ {                         \
     static constexpr const char* kName = TEXT;   \
   };
-CATRIG_POLICY(ZAsin, "vzAsin", ElementLoop<Fn::Asin, double>)
-CATRIG_POLICY(ZAcos, "vzAcos", ElementLoop<Fn::Acos, double>)
+CATRIG_POLICY(ZAsin, "vzAsin", DoubleVec<Fn::Asin>)
+CATRIG_POLICY(ZAcos, "vzAcos", DoubleVec<Fn::Acos>)
 CATRIG_POLICY(ZAtan, "vzAtan", DoubleVec<Fn::Atan>)
-CATRIG_POLICY(ZAsinh, "vzAsinh", ElementLoop<Fn::Asinh, double>)
-CATRIG_POLICY(ZAcosh, "vzAcosh", ElementLoop<Fn::Acosh, double>)
+CATRIG_POLICY(ZAsinh, "vzAsinh", DoubleVec<Fn::Asinh>)
+CATRIG_POLICY(ZAcosh, "vzAcosh", DoubleVec<Fn::Acosh>)
 CATRIG_POLICY(ZAtanh, "vzAtanh", DoubleVec<Fn::Atanh>)
 CATRIG_POLICY(CAsin, "vcAsin", SingleVec<Fn::Asin>)
 CATRIG_POLICY(CAcos, "vcAcos", SingleVec<Fn::Acos>)

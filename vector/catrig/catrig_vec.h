@@ -74,18 +74,19 @@ inline void atanh_first_d(__m128d x, __m128d y, __m128d& re, __m128d& im) {
 
 // ---- double rows: sums of two doubles ------------------------------------------------
 
-// atan2(n, d) for n > 0 and d = dh + dl a pair of either sign (dh may be
-// zero), as a pair within about 2^-60: t = min/max as a pair (the product by
-// the reciprocal, and its exact residual times the reciprocal), atan t by the table of the inverse circular family,
-// then pi/2 -+ atan t or (pi -) atan t.
-inline DD atan2_pair(__m128d n, __m128d dh, __m128d dl) {
+// atan2(n, d) for n = nh + nl > 0 and d = dh + dl of either sign (dh may be
+// zero), both pairs, as a pair within about 2^-60: t = min/max as a pair (the
+// product by the reciprocal, and its exact residual times the reciprocal),
+// atan t by the interval table of the inverse circular family, then
+// pi/2 -+ atan t or (pi -) atan t.
+inline DD atan2_pair(__m128d nh, __m128d nl, __m128d dh, __m128d dl) {
   const __m128d sign = dv(-0.0);
   const __m128d dneg = _mm_cmplt_pd(dh, _mm_setzero_pd());
   const __m128d ds = _mm_and_pd(dh, sign);
   const __m128d adh = _mm_xor_pd(dh, ds), adl = _mm_xor_pd(dl, ds);  // |d|
-  const __m128d swap = _mm_cmpgt_pd(n, adh);
-  const __m128d sh = select(swap, adh, n), sl = _mm_and_pd(swap, adl);
-  const __m128d bh = select(swap, n, adh), bl = _mm_andnot_pd(swap, adl);
+  const __m128d swap = _mm_cmpgt_pd(nh, adh);
+  const __m128d sh = select(swap, adh, nh), sl = select(swap, adl, nl);
+  const __m128d bh = select(swap, nh, adh), bl = select(swap, nl, adl);
   const __m128d rb = _mm_div_pd(dv(1.0), bh);
   const __m128d q = _mm_mul_pd(sh, rb);
   const DD qb = two_prod(q, bh);
@@ -99,6 +100,80 @@ inline DD atan2_pair(__m128d n, __m128d dh, __m128d dl) {
   const __m128d flip = _mm_and_pd(_mm_xor_pd(swap, dneg), sign);  // the sign of v
   const DD s = two_sum(ch, _mm_xor_pd(v.hi, flip));
   return fast_two_sum(s.hi, _mm_add_pd(s.lo, _mm_add_pd(cl, _mm_xor_pd(vl, flip))));
+}
+
+// Pair arithmetic for positive operands (no cancellation): each result within
+// a few units of 2^-104 relative.
+inline DD dd_add(DD a, DD b) {
+  const DD s = two_sum(a.hi, b.hi);
+  return fast_two_sum(s.hi, _mm_add_pd(s.lo, _mm_add_pd(a.lo, b.lo)));
+}
+inline DD dd_mul(DD a, DD b) {
+  const DD p = two_prod(a.hi, b.hi);
+  return fast_two_sum(p.hi, _mm_add_pd(p.lo, _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi))));
+}
+inline DD dd_div(DD a, DD b) {
+  const __m128d q = _mm_div_pd(a.hi, b.hi);
+  const DD p = two_prod(q, b.hi);
+  const __m128d r = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, p.hi), p.lo), a.lo), _mm_mul_pd(q, b.lo));
+  return fast_two_sum(q, _mm_div_pd(r, b.hi));
+}
+inline DD dd_sqrt(DD a) {
+  const __m128d s = _mm_sqrt_pd(a.hi);
+  const DD p = two_prod(s, s);
+  const __m128d e = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, p.hi), p.lo), a.lo);
+  return fast_two_sum(s, _mm_div_pd(e, _mm_add_pd(s, s)));
+}
+inline DD dd_half(DD a) { return {_mm_mul_pd(a.hi, dv(0.5)), _mm_mul_pd(a.lo, dv(0.5))}; }
+
+// asin of x + iy for x, y in [2^-250, 2^250), as pairs: the real part of asin
+// (Acos false) or of acos (Acos true), for x >= 0, and asin's imaginary part,
+// both within about 2^-60 before their rounding. The formulas of
+// catrig_core.h: x + 1 and x - 1 exact pairs, the squares exact, every sum
+// one of positive terms; in this range every intermediate is a normal number.
+// For acos, xneg marks the lanes of a negative x, whose real part is
+// pi - acos |x|, formed on the pair.
+template <bool Acos>
+inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m128d& im) {
+  const __m128d one = dv(1.0), zero = _mm_setzero_pd(), sign = dv(-0.0);
+  const DD xp1 = two_sum(x, one);
+  const DD xm1 = two_sum(x, _mm_xor_pd(one, sign));  // x - 1, either sign
+  const DD y2 = two_prod(y, y);
+  const DD r = dd_sqrt(dd_add(dd_mul(xp1, xp1), y2));
+  // (x - 1)^2 = |x - 1|^2
+  const __m128d xms = _mm_and_pd(xm1.hi, sign);
+  const DD axm1{_mm_xor_pd(xm1.hi, xms), _mm_xor_pd(xm1.lo, xms)};
+  const DD s = dd_sqrt(dd_add(dd_mul(axm1, axm1), y2));
+  const DD A = dd_half(dd_add(r, s));
+  const DD t = dd_div(y2, dd_add(r, xp1));  // r - (x + 1)
+  // d = s + |x - 1|; x < 1: A - 1 = (t + y^2/d)/2, A - x = (t + d)/2;
+  // x >= 1: A - 1 = (t + d)/2, A - x = (t + y^2/d)/2.
+  const DD d = dd_add(s, axm1);
+  const DD w = dd_div(y2, d);
+  const __m128d lt1 = _mm_cmplt_pd(x, one);
+  const DD am1 = dd_half(dd_add(t, {select(lt1, w.hi, d.hi), select(lt1, w.lo, d.lo)}));
+  const DD amx = dd_half(dd_add(t, {select(lt1, d.hi, w.hi), select(lt1, d.lo, w.lo)}));
+  const DD q = dd_sqrt(dd_mul(dd_add(A, {x, zero}), amx));
+  if constexpr (Acos) {
+    const DD a = atan2_pair(q.hi, q.lo, x, zero);
+    const __m128d fl = _mm_and_pd(xneg, sign);
+    const DD c = two_sum(_mm_and_pd(xneg, dv(invtrig::kPi.hi)), _mm_xor_pd(a.hi, fl));
+    re = _mm_add_pd(c.hi, _mm_add_pd(c.lo, _mm_add_pd(_mm_and_pd(xneg, dv(invtrig::kPi.lo)), _mm_xor_pd(a.lo, fl))));
+  } else {
+    const DD a = atan2_pair(x, zero, q.hi, q.lo);
+    re = _mm_add_pd(a.hi, a.lo);
+  }
+  // A <= 1.5: log1p(v), v = A - 1 + sqrt((A - 1)(A + 1)); else log(A + sqrt(A^2 - 1))
+  // (A^2 - 1 = (A - 1)(A + 1) too, with A - 1 from the sum of A's pair).
+  const __m128d near = _mm_cmple_pd(A.hi, dv(1.5));
+  const DD Am1big = two_sum(A.hi, _mm_xor_pd(one, sign));
+  const DD am1s{select(near, am1.hi, Am1big.hi), select(near, am1.lo, _mm_add_pd(Am1big.lo, A.lo))};
+  const DD sq = dd_sqrt(dd_mul(am1s, dd_add(A, {one, zero})));
+  const DD base{select(near, am1.hi, A.hi), select(near, am1.lo, A.lo)};
+  const DD v = dd_add(base, sq);
+  const DD u = two_sum(_mm_and_pd(near, one), v.hi);  // 1 + v, or v
+  const DD l = logpow::log_ha<true>(u.hi, _mm_add_pd(u.lo, v.lo));
+  im = _mm_add_pd(l.hi, l.lo);
 }
 
 // atanh of x + iy for x, y in [2^-250, 2^250): both parts within about 2^-60
@@ -130,7 +205,7 @@ inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy.lo)),
                                 _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
   const DD D = two_sum(d1.hi, dl);
-  const DD t = atan2_pair(_mm_add_pd(y, y), D.hi, D.lo);
+  const DD t = atan2_pair(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
   im = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
 }
 
