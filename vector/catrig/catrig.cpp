@@ -1,6 +1,10 @@
 // Complex Asin, Acos, Asinh, Acosh, Atan, Atanh, single and double: one kernel
-// for all levels each, an element loop over a scalar function that computes
-// in the x87 extended format (catrig_core.h) and rounds each part once.
+// for all levels each. A vector path (catrig_vec.h: double arithmetic for the
+// single rows, sums of two doubles for the double rows) runs the elements
+// whose parts lie in its range (single: finite and non-zero; double: both in
+// [2^-250, 2^250)); every other element goes to the scalar function, which
+// settles the special values and computes in the x87 extended format
+// (catrig_core.h). Both round each part once.
 //
 // The six functions come from two cores on the first quadrant, by the
 // symmetries asin(-z) = -asin z, asin(conj z) = conj(asin z) (likewise asinh,
