@@ -74,11 +74,17 @@ inline void atanh_first_d(__m128d x, __m128d y, __m128d& re, __m128d& im) {
 
 // ---- double rows: sums of two doubles ------------------------------------------------
 
+// The double paths take the estimator of the reciprocal in the table
+// reduction of atan_table as E (HwEstimate in the kernels; the tests run them
+// under the modelled worst estimates too); its two Newton steps and the
+// residual correction leave the estimate no influence above 2^-90.
+//
 // atan2(n, d) for n = nh + nl > 0 and d = dh + dl of either sign (dh may be
 // zero), both pairs, as a pair within about 2^-60: t = min/max as a pair (the
 // product by the reciprocal, and its exact residual times the reciprocal),
 // atan t by the interval table of the inverse circular family, then
 // pi/2 -+ atan t or (pi -) atan t.
+template <class E = HwEstimate>
 inline DD atan2_pair(__m128d nh, __m128d nl, __m128d dh, __m128d dl) {
   const __m128d sign = dv(-0.0);
   const __m128d dneg = _mm_cmplt_pd(dh, _mm_setzero_pd());
@@ -91,7 +97,7 @@ inline DD atan2_pair(__m128d nh, __m128d nl, __m128d dh, __m128d dl) {
   const __m128d q = _mm_mul_pd(sh, rb);
   const DD qb = two_prod(q, bh);
   const __m128d ql = _mm_mul_pd(_mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(sh, qb.hi), qb.lo), sl), _mm_mul_pd(q, bl)), rb);
-  const invtrig::AtanParts w = invtrig::atan_table<HwEstimate, false>(q, ql);
+  const invtrig::AtanParts w = invtrig::atan_table<E, false>(q, ql);
   const DD v = fast_two_sum(w.ch, w.th);
   const __m128d vl = _mm_add_pd(v.lo, _mm_add_pd(w.cl, w.tl));
   // swap: pi/2 - v (d >= 0), pi/2 + v (d < 0); else v (d >= 0), pi - v (d < 0).
@@ -126,6 +132,17 @@ inline DD dd_sqrt(DD a) {
 }
 inline DD dd_half(DD a) { return {_mm_mul_pd(a.hi, dv(0.5)), _mm_mul_pd(a.lo, dv(0.5))}; }
 
+// log(1 + v) for a pair v >= 0, as one double within about 2^-62 relative:
+// below 2^-26 the series v - v^2/2 + v^3/3 (the next term is below 2^-78 v);
+// above, the logarithm of the pair 1 + v (the low part of 1 + v is then far
+// below the distance of 1 + v from 1, as log_ha's correction argument needs).
+inline __m128d log1p_pair(DD v) {
+  const DD u = two_sum(dv(1.0), v.hi);
+  const DD l = logpow::log_ha<true>(u.hi, _mm_add_pd(u.lo, v.lo));
+  const __m128d sv = _mm_sub_pd(v.lo, _mm_mul_pd(_mm_mul_pd(v.hi, v.hi), _mm_sub_pd(dv(0.5), _mm_mul_pd(v.hi, dv(1.0 / 3)))));
+  return select(_mm_cmplt_pd(v.hi, dv(0x1p-26)), _mm_add_pd(v.hi, sv), _mm_add_pd(l.hi, l.lo));
+}
+
 // asin of x + iy for x, y in [2^-250, 2^250), as pairs: the real part of asin
 // (Acos false) or of acos (Acos true), for x >= 0, and asin's imaginary part,
 // both within about 2^-60 before their rounding. The formulas of
@@ -133,7 +150,7 @@ inline DD dd_half(DD a) { return {_mm_mul_pd(a.hi, dv(0.5)), _mm_mul_pd(a.lo, dv
 // one of positive terms; in this range every intermediate is a normal number.
 // For acos, xneg marks the lanes of a negative x, whose real part is
 // pi - acos |x|, formed on the pair.
-template <bool Acos>
+template <bool Acos, class E = HwEstimate>
 inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m128d& im) {
   const __m128d one = dv(1.0), zero = _mm_setzero_pd(), sign = dv(-0.0);
   const DD xp1 = two_sum(x, one);
@@ -155,12 +172,12 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
   const DD amx = dd_half(dd_add(t, {select(lt1, d.hi, w.hi), select(lt1, d.lo, w.lo)}));
   const DD q = dd_sqrt(dd_mul(dd_add(A, {x, zero}), amx));
   if constexpr (Acos) {
-    const DD a = atan2_pair(q.hi, q.lo, x, zero);
+    const DD a = atan2_pair<E>(q.hi, q.lo, x, zero);
     const __m128d fl = _mm_and_pd(xneg, sign);
     const DD c = two_sum(_mm_and_pd(xneg, dv(invtrig::kPi.hi)), _mm_xor_pd(a.hi, fl));
     re = _mm_add_pd(c.hi, _mm_add_pd(c.lo, _mm_add_pd(_mm_and_pd(xneg, dv(invtrig::kPi.lo)), _mm_xor_pd(a.lo, fl))));
   } else {
-    const DD a = atan2_pair(x, zero, q.hi, q.lo);
+    const DD a = atan2_pair<E>(x, zero, q.hi, q.lo);
     re = _mm_add_pd(a.hi, a.lo);
   }
   // A <= 1.5: log1p(v), v = A - 1 + sqrt((A - 1)(A + 1)); else log(A + sqrt(A^2 - 1))
@@ -171,9 +188,8 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
   const DD sq = dd_sqrt(dd_mul(am1s, dd_add(A, {one, zero})));
   const DD base{select(near, am1.hi, A.hi), select(near, am1.lo, A.lo)};
   const DD v = dd_add(base, sq);
-  const DD u = two_sum(_mm_and_pd(near, one), v.hi);  // 1 + v, or v
-  const DD l = logpow::log_ha<true>(u.hi, _mm_add_pd(u.lo, v.lo));
-  im = _mm_add_pd(l.hi, l.lo);
+  const DD l = logpow::log_ha<true>(v.hi, v.lo);
+  im = select(near, log1p_pair(v), _mm_add_pd(l.hi, l.lo));
 }
 
 // atanh of x + iy for x, y in [2^-250, 2^250): both parts within about 2^-60
@@ -182,6 +198,7 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
 // squares) and that of the imaginary part, (1 - x)(1 + x) - y^2, which cancels
 // near the unit circle, are both within 2^-104 of the largest term; every
 // quotient, square and sum stays a normal number in this range.
+template <class E = HwEstimate>
 inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d one = dv(1.0);
   const DD a = two_sum(one, _mm_xor_pd(x, dv(-0.0)));  // 1 - x
@@ -196,16 +213,14 @@ inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d th = _mm_mul_pd(x4, rd);
   const DD e = two_prod(th, den.hi);
   const __m128d tl = _mm_mul_pd(_mm_sub_pd(_mm_sub_pd(_mm_sub_pd(x4, e.hi), e.lo), _mm_mul_pd(th, den.lo)), rd);
-  const DD u = two_sum(one, th);
-  const DD l = logpow::log_ha<true>(u.hi, _mm_add_pd(u.lo, tl));
-  re = _mm_mul_pd(_mm_add_pd(l.hi, l.lo), dv(0.25));
+  re = _mm_mul_pd(log1p_pair(fast_two_sum(th, tl)), dv(0.25));
   // Imaginary part: atan2(2y, (1 - x)(1 + x) - y^2) / 2.
   const DD p = two_prod(a.hi, b.hi);
   const DD d1 = two_sum(p.hi, _mm_xor_pd(yy.hi, dv(-0.0)));
   const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy.lo)),
                                 _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
   const DD D = two_sum(d1.hi, dl);
-  const DD t = atan2_pair(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
+  const DD t = atan2_pair<E>(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
   im = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
 }
 

@@ -11,9 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "estimate_model.h"
 #include "fp.h"
 #include "guarded.h"
 #include "tools/ulp/complex_ref.h"
+#include "vector/catrig/catrig_vec.h"
 #include "zev/zev_vqm.h"
 #include "zev/zev_vqm_functions.h"
 
@@ -466,6 +468,66 @@ TEST(Catrig, X87ControlWordOfTheCaller) {
             << kNames[f] << " cw " << cw << " element " << i;
     }
   }
+}
+
+// ---- the double vector paths under the modelled worst estimates ----------------------
+
+// The pairs of the double rows on first-quadrant points of their range (x, y
+// in [2^-250, 2^250), weighted towards the unit disc, the cuts' ends and the
+// unit circle), with the reciprocal estimate of the atan table at both ends of
+// its band and scattered: each part of asin, acos (also of -x) and atanh
+// within 1 ulp of MPC's, and the worst recorded.
+TEST(Catrig, DoublePathsUnderModelledEstimates) {
+  using zevtest::ModelEstimate;
+  std::mt19937_64 g(3);
+  std::vector<std::pair<double, double>> pts;
+  for (int i = 0; i < 600; ++i) {
+    auto part = [&](int spread) {
+      return std::ldexp(1.0 + double(g() >> 11) * 0x1p-53, int(g() % (2 * spread + 1)) - spread);
+    };
+    const int k = i % 3;
+    double x = part(k == 0 ? 249 : 3), y = part(k == 0 ? 249 : (k == 1 ? 60 : 3));
+    if (k == 2) {  // near the unit circle
+      const double t = double(g() >> 11) * 0x1p-53 * 1.5707963267948966;
+      x = std::cos(t), y = std::sin(t);
+      if (x < 0x1p-250 || y < 0x1p-250) continue;
+    }
+    pts.push_back({x, y});
+  }
+  zev::ulp::CExact asin_x, acos_x, acosn_x, atanh_x;
+  double worst = 0;
+  for (auto [x, y] : pts) {
+    asin_x.compute(kExact[kAsin], x, y, 0, 0);
+    acos_x.compute(kExact[kAcos], x, y, 0, 0);
+    acosn_x.compute(kExact[kAcos], -x, y, 0, 0);
+    atanh_x.compute(kExact[kAtanh], x, y, 0, 0);
+    for (auto [bias, scattered] : {std::pair{1.0, false}, {-1.0, false}, {0.0, true}}) {
+      ModelEstimate::bias = bias;
+      ModelEstimate::scattered = scattered;
+      const __m128d vx = _mm_set1_pd(x), vy = _mm_set1_pd(y);
+      __m128d re, im, rc, rn, ii, ar, ai;
+      zev::vk::catrig::asin_first_dd<false, ModelEstimate>(vx, vy, _mm_setzero_pd(), re, im);
+      zev::vk::catrig::asin_first_dd<true, ModelEstimate>(vx, vy, _mm_setzero_pd(), rc, ii);
+      zev::vk::catrig::asin_first_dd<true, ModelEstimate>(vx, vy, _mm_castsi128_pd(_mm_set1_epi32(-1)), rn, ii);
+      zev::vk::catrig::atanh_first_dd<ModelEstimate>(vx, vy, ar, ai);
+      const double e[] = {
+          zev::ulp::part_ulps<double>(mpc_realref(asin_x.v), _mm_cvtsd_f64(re)),
+          zev::ulp::part_ulps<double>(mpc_imagref(asin_x.v), _mm_cvtsd_f64(im)),
+          zev::ulp::part_ulps<double>(mpc_realref(acos_x.v), _mm_cvtsd_f64(rc)),
+          zev::ulp::part_ulps<double>(mpc_realref(acosn_x.v), _mm_cvtsd_f64(rn)),
+          zev::ulp::part_ulps<double>(mpc_realref(atanh_x.v), _mm_cvtsd_f64(ar)),
+          zev::ulp::part_ulps<double>(mpc_imagref(atanh_x.v), _mm_cvtsd_f64(ai)),
+      };
+      for (int j = 0; j < 6; ++j) {
+        worst = std::max(worst, e[j]);
+        EXPECT_LE(e[j], 1.0) << "part " << j << " at (" << x << ", " << y << ") bias " << bias;
+      }
+    }
+  }
+  ModelEstimate::bias = 1.0;
+  ModelEstimate::scattered = false;
+  RecordProperty("z_paths_worst_part_ulp", std::to_string(worst));
+  std::printf("worst part under the models: %.3f ulp\n", worst);
 }
 
 }  // namespace
