@@ -132,15 +132,17 @@ inline DD dd_sqrt(DD a) {
 }
 inline DD dd_half(DD a) { return {_mm_mul_pd(a.hi, dv(0.5)), _mm_mul_pd(a.lo, dv(0.5))}; }
 
-// log(1 + v) for a pair v >= 0, as one double within about 2^-62 relative:
-// below 2^-26 the series v - v^2/2 + v^3/3 (the next term is below 2^-78 v);
-// above, the logarithm of the pair 1 + v (the low part of 1 + v is then far
-// below the distance of 1 + v from 1, as log_ha's correction argument needs).
-inline __m128d log1p_pair(DD v) {
-  const DD u = two_sum(dv(1.0), v.hi);
+// log(1 + v) (lanes of add1) or log v (the others) for a pair v >= 0, as one
+// double within about 2^-62 relative; log(1 + v) below v = 2^-26 by the series
+// v - v^2/2 + v^3/3 (the next term is below 2^-78 v), above as the logarithm
+// of the pair 1 + v (whose low part is then far below the distance of 1 + v
+// from 1, as log_ha's correction argument needs).
+inline __m128d log_pair(DD v, __m128d add1) {
+  const DD u = two_sum(_mm_and_pd(add1, dv(1.0)), v.hi);
   const DD l = logpow::log_ha<true>(u.hi, _mm_add_pd(u.lo, v.lo));
   const __m128d sv = _mm_sub_pd(v.lo, _mm_mul_pd(_mm_mul_pd(v.hi, v.hi), _mm_sub_pd(dv(0.5), _mm_mul_pd(v.hi, dv(1.0 / 3)))));
-  return select(_mm_cmplt_pd(v.hi, dv(0x1p-26)), _mm_add_pd(v.hi, sv), _mm_add_pd(l.hi, l.lo));
+  const __m128d small = _mm_and_pd(add1, _mm_cmplt_pd(v.hi, dv(0x1p-26)));
+  return select(small, _mm_add_pd(v.hi, sv), _mm_add_pd(l.hi, l.lo));
 }
 
 // asin of x + iy for x, y in [2^-250, 2^250), as pairs: the real part of asin
@@ -187,9 +189,7 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
   const DD am1s{select(near, am1.hi, Am1big.hi), select(near, am1.lo, _mm_add_pd(Am1big.lo, A.lo))};
   const DD sq = dd_sqrt(dd_mul(am1s, dd_add(A, {one, zero})));
   const DD base{select(near, am1.hi, A.hi), select(near, am1.lo, A.lo)};
-  const DD v = dd_add(base, sq);
-  const DD l = logpow::log_ha<true>(v.hi, v.lo);
-  im = select(near, log1p_pair(v), _mm_add_pd(l.hi, l.lo));
+  im = log_pair(dd_add(base, sq), near);
 }
 
 // atanh of x + iy for x, y in [2^-250, 2^250): both parts within about 2^-60
@@ -213,7 +213,7 @@ inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d th = _mm_mul_pd(x4, rd);
   const DD e = two_prod(th, den.hi);
   const __m128d tl = _mm_mul_pd(_mm_sub_pd(_mm_sub_pd(_mm_sub_pd(x4, e.hi), e.lo), _mm_mul_pd(th, den.lo)), rd);
-  re = _mm_mul_pd(log1p_pair(fast_two_sum(th, tl)), dv(0.25));
+  re = _mm_mul_pd(log_pair(fast_two_sum(th, tl), _mm_castsi128_pd(_mm_set1_epi32(-1))), dv(0.25));
   // Imaginary part: atan2(2y, (1 - x)(1 + x) - y^2) / 2.
   const DD p = two_prod(a.hi, b.hi);
   const DD d1 = two_sum(p.hi, _mm_xor_pd(yy.hi, dv(-0.0)));
