@@ -162,17 +162,17 @@ struct SingleVec {
     for (int h = 0; h < 2; ++h) {
       const __m128d xd = _mm_cvtps_pd(h ? _mm_movehl_ps(ax, ax) : ax);
       const __m128d yd = _mm_cvtps_pd(h ? _mm_movehl_ps(ay, ay) : ay);
-      __m128d ra, rc, im;
+      __m128d rc, im;
       if constexpr (F == Fn::Asin) {
-        asin_first_d<false>(xd, yd, ore[h], rc, oim[h]);
+        asin_first_d<false>(xd, yd, ore[h], oim[h]);
       } else if constexpr (F == Fn::Asinh) {
-        asin_first_d<false>(yd, xd, oim[h], rc, ore[h]);
+        asin_first_d<false>(yd, xd, oim[h], ore[h]);
       } else if constexpr (F == Fn::Atanh) {
         atanh_first_d(xd, yd, ore[h], oim[h]);
       } else if constexpr (F == Fn::Atan) {
         atanh_first_d(yd, xd, oim[h], ore[h]);
       } else {  // Acos and Acosh: pi - acos |x| where x < 0
-        asin_first_d<true>(xd, yd, ra, rc, im);
+        asin_first_d<true>(xd, yd, rc, im);
         const __m128d xneg = _mm_cmplt_pd(_mm_cvtps_pd(h ? _mm_movehl_ps(x, x) : x), _mm_setzero_pd());
         const __m128d re = select(xneg, _mm_sub_pd(dv(3.141592653589793), rc), rc);
         ore[h] = F == Fn::Acos ? re : im;

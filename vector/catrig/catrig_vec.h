@@ -29,10 +29,10 @@ inline __m128d log1p_d(__m128d v) {
 }
 
 // asin and acos of x + iy, x, y > 0 finite (widened single parts): the real
-// parts of asin and (when Acos) acos, both for x >= 0, and asin's imaginary
-// part.
+// part of asin (Acos false) or of acos (Acos true), for x >= 0, and asin's
+// imaginary part.
 template <bool Acos>
-inline void asin_first_d(__m128d x, __m128d y, __m128d& re_asin, __m128d& re_acos, __m128d& im) {
+inline void asin_first_d(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d one = dv(1.0), half = dv(0.5);
   const __m128d xp1 = _mm_add_pd(x, one), xm1 = _mm_sub_pd(x, one), y2 = _mm_mul_pd(y, y);
   const __m128d r = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(xp1, xp1), y2));
@@ -47,8 +47,7 @@ inline void asin_first_d(__m128d x, __m128d y, __m128d& re_asin, __m128d& re_aco
   const __m128d am1 = _mm_mul_pd(_mm_add_pd(t, select(lt1, w, d)), half);
   const __m128d amx = _mm_mul_pd(_mm_add_pd(t, select(lt1, d, w)), half);
   const __m128d q = _mm_sqrt_pd(_mm_mul_pd(_mm_add_pd(A, x), amx));
-  re_asin = invtrig::atan2_d<Level::LA, false>(x, q);
-  if constexpr (Acos) re_acos = invtrig::atan2_d<Level::LA, false>(q, x);
+  re = Acos ? invtrig::atan2_d<Level::LA, false>(q, x) : invtrig::atan2_d<Level::LA, false>(x, q);
   // A <= 1.5: log1p(A - 1 + sqrt((A - 1)(A + 1))); else log(A + sqrt(A^2 - 1)).
   const __m128d near = _mm_cmple_pd(A, dv(1.5));
   const __m128d v = _mm_add_pd(am1, _mm_sqrt_pd(_mm_mul_pd(am1, _mm_add_pd(A, one))));
