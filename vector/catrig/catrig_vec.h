@@ -79,10 +79,11 @@ inline void atanh_first_d(__m128d x, __m128d y, __m128d& re, __m128d& im) {
 // residual correction leave the estimate no influence above 2^-90.
 //
 // atan2(n, d) for n = nh + nl > 0 and d = dh + dl of either sign (dh may be
-// zero), both pairs, as a pair within about 2^-60: t = min/max as a pair (the
-// product by the reciprocal, and its exact residual times the reciprocal),
-// atan t by the interval table of the inverse circular family, then
-// pi/2 -+ atan t or (pi -) atan t.
+// zero), both pairs, as a pair within about 2^-54 (the polynomial of the
+// table's lowest row, t up to 0.4375; 2^-60 elsewhere): t = min/max as a pair
+// (the product by the reciprocal, and its exact residual times the
+// reciprocal), atan t by the interval table of the inverse circular family,
+// then pi/2 -+ atan t or (pi -) atan t.
 template <class E = HwEstimate>
 inline DD atan2_pair(__m128d nh, __m128d nl, __m128d dh, __m128d dl) {
   const __m128d sign = dv(-0.0);
@@ -146,8 +147,8 @@ inline __m128d log_pair(DD v, __m128d add1) {
 
 // asin of x + iy for x, y in [2^-250, 2^250), as pairs: the real part of asin
 // (Acos false) or of acos (Acos true), for x >= 0, and asin's imaginary part,
-// both within about 2^-60 before their rounding. The formulas of
-// catrig_core.h: x + 1 and x - 1 exact pairs, the squares exact, every sum
+// within about 2^-60 before their rounding (the real part: see atan2_pair).
+// The formulas of catrig_core.h: x + 1 and x - 1 exact pairs, the squares exact, every sum
 // one of positive terms; in this range every intermediate is a normal number.
 // For acos, xneg marks the lanes of a negative x, whose real part is
 // pi - acos |x|, formed on the pair.
@@ -192,7 +193,7 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
 }
 
 // atanh of x + iy for x, y in [2^-250, 2^250): both parts within about 2^-60
-// before their rounding. (1 - x) and (1 + x) are exact pairs, the squares and
+// before their rounding (the imaginary part: see atan2_pair). (1 - x) and (1 + x) are exact pairs, the squares and
 // products exact pairs (Dekker), so the denominator of the real part (a sum of
 // squares) and that of the imaginary part, (1 - x)(1 + x) - y^2, which cancels
 // near the unit circle, are both within 2^-104 of the largest term; every
