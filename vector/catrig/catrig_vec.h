@@ -1,0 +1,227 @@
+// The vector path of the single rows: the formulas of catrig_core.h on two
+// double lanes, for single parts that are neither zero nor infinite nor NaN.
+// In double every square and quotient of such parts is a normal number far
+// from overflow, so the formulas run unscaled; the logarithm is the double
+// one of the log family (log_ha, a pair within 2^-62, log1p through its
+// correction argument) and the arctangent the LA atan2 of the inverse
+// circular family (a polynomial within 2^-54 on [0, 1] after one division:
+// a few double ulps; its HA form costs twice as much and buys nothing after
+// the rounding to single). Each part is within a few double ulps, 2^-28 of a
+// single ulp, before its one rounding to single.
+#pragma once
+
+#include <emmintrin.h>
+
+#include "vector/common/exact.h"
+#include "vector/invtrig/invtrig_core.h"
+#include "vector/log/log_core.h"
+#include "vector/vops.h"
+
+namespace zev::vk::catrig {
+
+inline __m128d dv(double v) { return _mm_set1_pd(v); }
+
+// log(1 + v) for v >= 0: 1 + v as u + corr, exact, then the log of the pair.
+inline __m128d log1p_d(__m128d v) {
+  const DD u = two_sum(dv(1.0), v);
+  const DD l = logpow::log_ha<true>(u.hi, u.lo);
+  return _mm_add_pd(l.hi, l.lo);
+}
+
+// asin and acos of x + iy, x, y > 0 finite (widened single parts): the real
+// part of asin (Acos false) or of acos (Acos true), for x >= 0, and asin's
+// imaginary part.
+template <bool Acos>
+inline void asin_first_d(__m128d x, __m128d y, __m128d& re, __m128d& im) {
+  const __m128d one = dv(1.0), half = dv(0.5);
+  const __m128d xp1 = _mm_add_pd(x, one), xm1 = _mm_sub_pd(x, one), y2 = _mm_mul_pd(y, y);
+  const __m128d r = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(xp1, xp1), y2));
+  const __m128d s = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(xm1, xm1), y2));
+  const __m128d A = _mm_mul_pd(_mm_add_pd(r, s), half);
+  const __m128d t = _mm_div_pd(y2, _mm_add_pd(r, xp1));  // r - (x + 1)
+  // x < 1: d = s + (1 - x), A - 1 = (t + y^2/d)/2, A - x = (t + d)/2;
+  // x >= 1: d = s + (x - 1), A - 1 = (t + d)/2, A - x = (t + y^2/d)/2.
+  const __m128d lt1 = _mm_cmplt_pd(x, one);
+  const __m128d d = _mm_add_pd(s, _mm_xor_pd(xm1, _mm_and_pd(lt1, dv(-0.0))));
+  const __m128d w = _mm_div_pd(y2, d);
+  const __m128d am1 = _mm_mul_pd(_mm_add_pd(t, select(lt1, w, d)), half);
+  const __m128d amx = _mm_mul_pd(_mm_add_pd(t, select(lt1, d, w)), half);
+  const __m128d q = _mm_sqrt_pd(_mm_mul_pd(_mm_add_pd(A, x), amx));
+  re = Acos ? invtrig::atan2_d<Level::LA, false>(q, x) : invtrig::atan2_d<Level::LA, false>(x, q);
+  // A <= 1.5: log1p(A - 1 + sqrt((A - 1)(A + 1))); else log(A + sqrt(A^2 - 1)).
+  const __m128d near = _mm_cmple_pd(A, dv(1.5));
+  const __m128d v = _mm_add_pd(am1, _mm_sqrt_pd(_mm_mul_pd(am1, _mm_add_pd(A, one))));
+  const __m128d g = _mm_add_pd(A, _mm_sqrt_pd(_mm_sub_pd(_mm_mul_pd(A, A), one)));
+  const DD u = two_sum(one, v);
+  const DD l = logpow::log_ha<true>(select(near, u.hi, g), _mm_and_pd(near, u.lo));
+  im = _mm_add_pd(l.hi, l.lo);
+}
+
+// atanh of x + iy, x, y > 0 finite (widened single parts), not 1 + 0i.
+// 1 - b^2 for the larger part b is exact (b^2 has 48 bits and, where the
+// difference is small, an exponent near 0), so the denominator of the
+// imaginary part is one rounding from exact even on the unit circle.
+inline void atanh_first_d(__m128d x, __m128d y, __m128d& re, __m128d& im) {
+  const __m128d one = dv(1.0);
+  const __m128d omx = _mm_sub_pd(one, x), y2 = _mm_mul_pd(y, y);
+  const __m128d den = _mm_add_pd(_mm_mul_pd(omx, omx), y2);
+  re = _mm_mul_pd(log1p_d(_mm_div_pd(_mm_mul_pd(dv(4.0), x), den)), dv(0.25));
+  const __m128d b = _mm_max_pd(x, y), c = _mm_min_pd(x, y);
+  const __m128d D = _mm_sub_pd(_mm_sub_pd(one, _mm_mul_pd(b, b)), _mm_mul_pd(c, c));
+  im = _mm_mul_pd(invtrig::atan2_d<Level::LA, false>(_mm_add_pd(y, y), D), dv(0.5));
+}
+
+// ---- double rows: sums of two doubles ------------------------------------------------
+
+// The double paths take the estimator of the reciprocal in the table
+// reduction of atan_table as E (HwEstimate in the kernels; the tests run them
+// under the modelled worst estimates too); its two Newton steps and the
+// residual correction leave the estimate no influence above 2^-90.
+//
+// atan2(n, d) for n = nh + nl > 0 and d = dh + dl of either sign (dh may be
+// zero), both pairs, as a pair within about 2^-54 (the polynomial of the
+// table's lowest row, t up to 0.4375; 2^-60 elsewhere): t = min/max as a pair
+// (the product by the reciprocal, and its exact residual times the
+// reciprocal), atan t by the interval table of the inverse circular family,
+// then pi/2 -+ atan t or (pi -) atan t.
+template <class E = HwEstimate>
+inline DD atan2_pair(__m128d nh, __m128d nl, __m128d dh, __m128d dl) {
+  const __m128d sign = dv(-0.0);
+  const __m128d dneg = _mm_cmplt_pd(dh, _mm_setzero_pd());
+  const __m128d ds = _mm_and_pd(dh, sign);
+  const __m128d adh = _mm_xor_pd(dh, ds), adl = _mm_xor_pd(dl, ds);  // |d|
+  const __m128d swap = _mm_cmpgt_pd(nh, adh);
+  const __m128d sh = select(swap, adh, nh), sl = select(swap, adl, nl);
+  const __m128d bh = select(swap, nh, adh), bl = select(swap, nl, adl);
+  const __m128d rb = _mm_div_pd(dv(1.0), bh);
+  const __m128d q = _mm_mul_pd(sh, rb);
+  const DD qb = two_prod(q, bh);
+  const __m128d ql = _mm_mul_pd(_mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(sh, qb.hi), qb.lo), sl), _mm_mul_pd(q, bl)), rb);
+  const invtrig::AtanParts w = invtrig::atan_table<E, false>(q, ql);
+  const DD v = fast_two_sum(w.ch, w.th);
+  const __m128d vl = _mm_add_pd(v.lo, _mm_add_pd(w.cl, w.tl));
+  // swap: pi/2 - v (d >= 0), pi/2 + v (d < 0); else v (d >= 0), pi - v (d < 0).
+  const __m128d ch = select(swap, dv(invtrig::kPi2.hi), _mm_and_pd(dneg, dv(invtrig::kPi.hi)));
+  const __m128d cl = select(swap, dv(invtrig::kPi2.lo), _mm_and_pd(dneg, dv(invtrig::kPi.lo)));
+  const __m128d flip = _mm_and_pd(_mm_xor_pd(swap, dneg), sign);  // the sign of v
+  const DD s = two_sum(ch, _mm_xor_pd(v.hi, flip));
+  return fast_two_sum(s.hi, _mm_add_pd(s.lo, _mm_add_pd(cl, _mm_xor_pd(vl, flip))));
+}
+
+// Pair arithmetic for positive operands (no cancellation): each result within
+// a few units of 2^-104 relative.
+inline DD dd_add(DD a, DD b) {
+  const DD s = two_sum(a.hi, b.hi);
+  return fast_two_sum(s.hi, _mm_add_pd(s.lo, _mm_add_pd(a.lo, b.lo)));
+}
+inline DD dd_mul(DD a, DD b) {
+  const DD p = two_prod(a.hi, b.hi);
+  return fast_two_sum(p.hi, _mm_add_pd(p.lo, _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi))));
+}
+inline DD dd_div(DD a, DD b) {
+  const __m128d q = _mm_div_pd(a.hi, b.hi);
+  const DD p = two_prod(q, b.hi);
+  const __m128d r = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, p.hi), p.lo), a.lo), _mm_mul_pd(q, b.lo));
+  return fast_two_sum(q, _mm_div_pd(r, b.hi));
+}
+inline DD dd_sqrt(DD a) {
+  const __m128d s = _mm_sqrt_pd(a.hi);
+  const DD p = two_prod(s, s);
+  const __m128d e = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, p.hi), p.lo), a.lo);
+  return fast_two_sum(s, _mm_div_pd(e, _mm_add_pd(s, s)));
+}
+inline DD dd_half(DD a) { return {_mm_mul_pd(a.hi, dv(0.5)), _mm_mul_pd(a.lo, dv(0.5))}; }
+
+// log(1 + v) (lanes of add1) or log v (the others) for a pair v >= 0, as one
+// double within about 2^-62 relative; log(1 + v) below v = 2^-26 by the series
+// v - v^2/2 + v^3/3 (the next term is below 2^-78 v), above as the logarithm
+// of the pair 1 + v (whose low part is then far below the distance of 1 + v
+// from 1, as log_ha's correction argument needs).
+inline __m128d log_pair(DD v, __m128d add1) {
+  const DD u = two_sum(_mm_and_pd(add1, dv(1.0)), v.hi);
+  const DD l = logpow::log_ha<true>(u.hi, _mm_add_pd(u.lo, v.lo));
+  const __m128d sv = _mm_sub_pd(v.lo, _mm_mul_pd(_mm_mul_pd(v.hi, v.hi), _mm_sub_pd(dv(0.5), _mm_mul_pd(v.hi, dv(1.0 / 3)))));
+  const __m128d small = _mm_and_pd(add1, _mm_cmplt_pd(v.hi, dv(0x1p-26)));
+  return select(small, _mm_add_pd(v.hi, sv), _mm_add_pd(l.hi, l.lo));
+}
+
+// asin of x + iy for x, y in [2^-250, 2^250), as pairs: the real part of asin
+// (Acos false) or of acos (Acos true), for x >= 0, and asin's imaginary part,
+// within about 2^-60 before their rounding (the real part: see atan2_pair).
+// The formulas of catrig_core.h: x + 1 and x - 1 exact pairs, the squares exact, every sum
+// one of positive terms; in this range every intermediate is a normal number.
+// For acos, xneg marks the lanes of a negative x, whose real part is
+// pi - acos |x|, formed on the pair.
+template <bool Acos, class E = HwEstimate>
+inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m128d& im) {
+  const __m128d one = dv(1.0), zero = _mm_setzero_pd(), sign = dv(-0.0);
+  const DD xp1 = two_sum(x, one);
+  const DD xm1 = two_sum(x, _mm_xor_pd(one, sign));  // x - 1, either sign
+  const DD y2 = two_prod(y, y);
+  const DD r = dd_sqrt(dd_add(dd_mul(xp1, xp1), y2));
+  // (x - 1)^2 = |x - 1|^2
+  const __m128d xms = _mm_and_pd(xm1.hi, sign);
+  const DD axm1{_mm_xor_pd(xm1.hi, xms), _mm_xor_pd(xm1.lo, xms)};
+  const DD s = dd_sqrt(dd_add(dd_mul(axm1, axm1), y2));
+  const DD A = dd_half(dd_add(r, s));
+  const DD t = dd_div(y2, dd_add(r, xp1));  // r - (x + 1)
+  // d = s + |x - 1|; x < 1: A - 1 = (t + y^2/d)/2, A - x = (t + d)/2;
+  // x >= 1: A - 1 = (t + d)/2, A - x = (t + y^2/d)/2.
+  const DD d = dd_add(s, axm1);
+  const DD w = dd_div(y2, d);
+  const __m128d lt1 = _mm_cmplt_pd(x, one);
+  const DD am1 = dd_half(dd_add(t, {select(lt1, w.hi, d.hi), select(lt1, w.lo, d.lo)}));
+  const DD amx = dd_half(dd_add(t, {select(lt1, d.hi, w.hi), select(lt1, d.lo, w.lo)}));
+  const DD q = dd_sqrt(dd_mul(dd_add(A, {x, zero}), amx));
+  if constexpr (Acos) {
+    const DD a = atan2_pair<E>(q.hi, q.lo, x, zero);
+    const __m128d fl = _mm_and_pd(xneg, sign);
+    const DD c = two_sum(_mm_and_pd(xneg, dv(invtrig::kPi.hi)), _mm_xor_pd(a.hi, fl));
+    re = _mm_add_pd(c.hi, _mm_add_pd(c.lo, _mm_add_pd(_mm_and_pd(xneg, dv(invtrig::kPi.lo)), _mm_xor_pd(a.lo, fl))));
+  } else {
+    const DD a = atan2_pair<E>(x, zero, q.hi, q.lo);
+    re = _mm_add_pd(a.hi, a.lo);
+  }
+  // A <= 1.5: log1p(v), v = A - 1 + sqrt((A - 1)(A + 1)); else log(A + sqrt(A^2 - 1))
+  // (A^2 - 1 = (A - 1)(A + 1) too, with A - 1 from the sum of A's pair).
+  const __m128d near = _mm_cmple_pd(A.hi, dv(1.5));
+  const DD Am1big = two_sum(A.hi, _mm_xor_pd(one, sign));
+  const DD am1s{select(near, am1.hi, Am1big.hi), select(near, am1.lo, _mm_add_pd(Am1big.lo, A.lo))};
+  const DD sq = dd_sqrt(dd_mul(am1s, dd_add(A, {one, zero})));
+  const DD base{select(near, am1.hi, A.hi), select(near, am1.lo, A.lo)};
+  im = log_pair(dd_add(base, sq), near);
+}
+
+// atanh of x + iy for x, y in [2^-250, 2^250): both parts within about 2^-60
+// before their rounding (the imaginary part: see atan2_pair). (1 - x) and (1 + x) are exact pairs, the squares and
+// products exact pairs (Dekker), so the denominator of the real part (a sum of
+// squares) and that of the imaginary part, (1 - x)(1 + x) - y^2, which cancels
+// near the unit circle, are both within 2^-104 of the largest term; every
+// quotient, square and sum stays a normal number in this range.
+template <class E = HwEstimate>
+inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
+  const __m128d one = dv(1.0);
+  const DD a = two_sum(one, _mm_xor_pd(x, dv(-0.0)));  // 1 - x
+  const DD b = two_sum(one, x);                         // 1 + x
+  const DD aa = two_prod(a.hi, a.hi), yy = two_prod(y, y);
+  // Real part: log1p(4x / ((1 - x)^2 + y^2)) / 4.
+  const DD d0 = two_sum(aa.hi, yy.hi);
+  const __m128d cross = _mm_mul_pd(_mm_add_pd(a.hi, a.hi), a.lo);
+  const DD den = fast_two_sum(d0.hi, _mm_add_pd(_mm_add_pd(d0.lo, cross), _mm_add_pd(aa.lo, yy.lo)));
+  const __m128d x4 = _mm_mul_pd(x, dv(4.0));
+  const __m128d rd = _mm_div_pd(dv(1.0), den.hi);
+  const __m128d th = _mm_mul_pd(x4, rd);
+  const DD e = two_prod(th, den.hi);
+  const __m128d tl = _mm_mul_pd(_mm_sub_pd(_mm_sub_pd(_mm_sub_pd(x4, e.hi), e.lo), _mm_mul_pd(th, den.lo)), rd);
+  re = _mm_mul_pd(log_pair(fast_two_sum(th, tl), _mm_castsi128_pd(_mm_set1_epi32(-1))), dv(0.25));
+  // Imaginary part: atan2(2y, (1 - x)(1 + x) - y^2) / 2.
+  const DD p = two_prod(a.hi, b.hi);
+  const DD d1 = two_sum(p.hi, _mm_xor_pd(yy.hi, dv(-0.0)));
+  const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy.lo)),
+                                _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
+  const DD D = two_sum(d1.hi, dl);
+  const DD t = atan2_pair<E>(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
+  im = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
+}
+
+}  // namespace zev::vk::catrig
