@@ -35,6 +35,10 @@ struct CRow {
   // after the common special values and before the random points; values are
   // rounded to the row's precision by the caller.
   void (*extra)(std::vector<CPoint>& p, bool single) = nullptr;
+  // Ties the parts of each random point together where parts drawn apart
+  // would leave the row's domain of meaning (Pow: |w log z| bounded). With
+  // keep_b (Powx, whose b is shared by a run of points) only a may change.
+  void (*tie)(CPoint& q, Rng& g, bool single, bool keep_b) = nullptr;
 };
 
 std::vector<LevelResult> measure_complex(const FuncDesc& fd, const Options& opt, const Env& env);

@@ -82,11 +82,21 @@ std::vector<CPoint> inputs(bool single, const CRow& row, const Options& opt) {
       default: break;
     }
     if (row.arity == CArity::RealIn) q.ai = 0.0;
+    if (row.tie) {
+      row.tie(q, g, single, false);
+      q = {fit(q.ar), fit(q.ai), fit(q.br), fit(q.bi)};
+    }
     p.push_back(q);
   }
   // Powx: one b a call; runs of 64 points share the b of their first.
-  if (row.arity == CArity::Scalar)
+  if (row.arity == CArity::Scalar) {
     for (size_t i = 0; i < p.size(); ++i) p[i].br = p[i & ~size_t(63)].br, p[i].bi = p[i & ~size_t(63)].bi;
+    if (row.tie)
+      for (size_t i = p.size() - static_cast<size_t>(opt.random_points); i < p.size(); ++i) {
+        row.tie(p[i], g, single, true);
+        p[i].ar = fit(p[i].ar), p[i].ai = fit(p[i].ai);
+      }
+  }
   return p;
 }
 

@@ -70,9 +70,32 @@ void pow_points(std::vector<CPoint>& p, bool single) {
     }
 }
 
+// Exponents drawn over every binade make |w log z| astronomically large: the
+// result then overflows or underflows at an angle that depends on more bits
+// of log z than double arithmetic carries. The random points bring |w log z|
+// below a bound drawn over [2^-20, 1.25 L] (L the overflow threshold of e^x),
+// which covers every representable result, its overflow and its underflow;
+// the special points above still cross every class. Pow scales w; Powx, whose
+// w is shared by a run of points, replaces z by exp(s log z).
+void pow_tie(CPoint& q, Rng& g, bool single, bool keep_b) {
+  const double lr = std::log(std::hypot(q.ar, q.ai)), la = std::atan2(q.ai, q.ar);
+  const double lz = std::hypot(lr, la), w = std::hypot(q.br, q.bi);
+  if (!std::isfinite(lz) || !std::isfinite(w) || lz == 0 || w == 0) return;
+  const double limit = (single ? 88.72 : 709.78) * 1.25;
+  const double bound = std::ldexp(limit * (0.5 + 0.5 * g.uniform()), -static_cast<int>(g.below(21)));
+  if (w * lz <= bound) return;
+  const double s = bound / (w * lz);
+  if (!keep_b) {
+    q.br *= s, q.bi *= s;
+    return;
+  }
+  const double m = std::exp(s * lr);
+  q.ar = m * std::cos(s * la), q.ai = m * std::sin(s * la);
+}
+
 const CRow kExp{CArity::Unary, exp_fn, exp_points}, kLn{CArity::Unary, log_fn, ln_points},
-    kLog10{CArity::Unary, log10_fn, ln_points}, kPow{CArity::Binary, pow_fn, pow_points},
-    kPowx{CArity::Scalar, pow_fn, pow_points};
+    kLog10{CArity::Unary, log10_fn, ln_points}, kPow{CArity::Binary, pow_fn, pow_points, pow_tie},
+    kPowx{CArity::Scalar, pow_fn, pow_points, pow_tie};
 
 Registrar reg({
     ZEV_CROW("zExp", kExp), ZEV_CROW("cExp", kExp), ZEV_CROW("zLn", kLn), ZEV_CROW("cLn", kLn),

@@ -2,7 +2,7 @@
 // against MPFR and reports the worst error, special-value mismatches and lane
 // crosstalk. Exit status 1 when a built function breaks its bound.
 //
-//   zev_ulp [--quick | --full] [--points N] [--seed S] [--only ROW[,ROW...]]
+//   zev_ulp [--quick | --full] [--points N] [--seed S] [--only ROW[,ROW...]] [--skip ROW[,ROW...]]
 //           [--markdown FILE] [--list]
 #include <chrono>
 #include <cstdio>
@@ -18,17 +18,18 @@ using namespace zev::ulp;
 static void usage() {
   fprintf(stderr,
           "usage: zev_ulp [--quick | --full] [--points N] [--seed S] [--only ROW[,ROW...]]\n"
-          "               [--markdown FILE] [--list]\n"
+          "               [--skip ROW[,ROW...]] [--markdown FILE] [--list]\n"
           "  --quick     about 30,000 random points per function (default)\n"
           "  --full      400,000 random points per function\n"
           "  --only      measure only the named rows (e.g. sExp,dExp)\n"
+          "  --skip      leave the named rows out\n"
           "  --markdown  also write the accuracy table to FILE\n");
 }
 
 int main(int argc, char** argv) {
   Options opt;
   opt.random_points = 30000;
-  std::string mode = "quick", markdown, only;
+  std::string mode = "quick", markdown, only, skip;
   bool list = false;
   for (int i = 1; i < argc; ++i) {
     const std::string a = argv[i];
@@ -53,6 +54,8 @@ int main(int argc, char** argv) {
       opt.seed = strtoull(value(), nullptr, 0);
     } else if (a == "--only") {
       only.assign(",").append(value()).append(",");
+    } else if (a == "--skip") {
+      skip.assign(",").append(value()).append(",");
     } else if (a == "--markdown") {
       markdown = value();
     } else if (a == "--list") {
@@ -73,6 +76,7 @@ int main(int argc, char** argv) {
     std::string key(",");
     key.append(fd.row).append(",");
     if (!only.empty() && only.find(key) == std::string::npos) continue;
+    if (skip.find(key) != std::string::npos) continue;
     if (list) {
       printf("%s\n", fd.row);
       continue;
