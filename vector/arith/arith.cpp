@@ -35,7 +35,6 @@ struct BinaryOpP {
   static constexpr Discipline kDiscipline = Discipline::Peeled;
   static constexpr int kBlock = sizeof(T) == 4 ? 32 : 8;
   static constexpr int kBlockI = sizeof(T) == 4 ? 8 : 4;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = false;
   static V eval(V x, V y, V&) { return Op::v(x, y); }
   static T lane(T x, T y) { return Op::s(x, y); }
@@ -49,7 +48,6 @@ struct SqrP {
   static constexpr Discipline kDiscipline = Discipline::Peeled;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = sizeof(T) == 4 ? 8 : 4;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = false;
   static V eval(V x, V&) { return mul(x, x); }
   static T lane(T x) { return x * x; }
@@ -65,7 +63,6 @@ struct AbsBitsP {
   using V = typename Vec<T>::V;
   static constexpr int kBlock = sizeof(T) == 4 ? 8 : 4;
   static constexpr int kBlockI = kBlock;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = false;
   static V eval(V x, V&) { return andnot(Vec<T>::set1(static_cast<T>(-0.0)), x); }
 };

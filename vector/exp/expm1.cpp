@@ -148,6 +148,7 @@ struct SExpm1P {
   using V = __m128;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vsExpm1";
@@ -220,6 +221,7 @@ struct DExpm1P {
   using V = __m128d;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vdExpm1";
@@ -360,7 +362,6 @@ struct DExpm1X87 {
   using Guard = X87Guard;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kEveryLane = true;
   static constexpr const char* kName = "vdExpm1";
   static constexpr const char* kNameI = "vdExpm1I";
