@@ -10,9 +10,12 @@
 //   using T = float | double;
 //   kIn, kOut [from eval]       inputs and results: 1 or 2 each
 //   kBlock, kBlockI             elements per block of the plain and strided form
-//   kSignedCount [false]        negative n is empty in the plain form; else it
-//                               is taken as unsigned (a huge count). Strided
-//                               forms always take it as signed.
+//   kNegativeCount [Empty]      how the plain form reads a negative n: Empty
+//                               (nothing written, nothing reported) or Unsigned
+//                               (a huge count, run off the caller's arrays), the
+//                               reading of the rounding and polynomial rows only
+//                               (unsigned_count_row(); ZEV_KERNELS checks it).
+//                               Strided forms always read it as empty.
 //   kCallout [true]             has special lanes and a scalar function
 //   Evaluation, one of:
 //     per vector:  V eval(V x, V& special)            one input, one result
@@ -190,6 +193,7 @@ template <> struct Vec<double> {
 inline constexpr double kFiller = 0.75;
 
 enum class Discipline { Unpeeled, Peeled };
+enum class NegativeCount { Empty, Unsigned };
 enum class Tail { Group, RepeatFirst };
 
 // Inputs and results follow from the per-vector eval: two vector values are
@@ -212,8 +216,8 @@ template <class P> constexpr bool per_block() {
 template <class P> constexpr bool has_callout() {
   if constexpr (requires { P::kCallout; }) return P::kCallout; else return true;
 }
-template <class P> constexpr bool signed_count() {
-  if constexpr (requires { P::kSignedCount; }) return P::kSignedCount; else return false;
+template <class P> constexpr NegativeCount negative_count() {
+  if constexpr (requires { P::kNegativeCount; }) return P::kNegativeCount; else return NegativeCount::Empty;
 }
 template <class P> constexpr bool noerr_shortcut() {
   if constexpr (requires { P::kNoErrShortcut; }) return P::kNoErrShortcut; else return false;
@@ -716,7 +720,7 @@ struct Kernel {
   __attribute__((always_inline)) static void run_plain(int n, const Arr& io, const T* a, const T* b, T* r,
                                                        const P& pol) {
     typename GuardOf<P, false>::type env;
-    if constexpr (signed_count<P>()) {
+    if constexpr (negative_count<P>() == NegativeCount::Empty) {
       if (n <= 0) return;
     }
     if constexpr (discipline<P>() == Discipline::Peeled) {
@@ -816,6 +820,36 @@ struct Kernel {
   }
 };
 
+// The rows whose plain kernels may read a negative count as unsigned (a huge
+// count): the rounding rows and the rows of polynomial approximations. Every
+// other kernel reads it as empty, as does any policy that keeps the default;
+// ZEV_KERNELS refuses the unsigned reading outside these rows.
+constexpr bool unsigned_count_row(int row) {
+  using namespace zev::row;
+  switch (row) {
+    // rounding
+    case sCeil: case dCeil: case sFloor: case dFloor: case sFrac: case dFrac: case sNearbyInt: case dNearbyInt:
+    case sRint: case dRint: case sRound: case dRound: case sTrunc: case dTrunc:
+    // polynomial approximations
+    case sExp: case dExp: case sExp2: case dExp2: case sExp10: case dExp10: case sExpm1: case dExpm1: case sLn:
+    case dLn: case sLog2: case dLog2: case sLog10: case dLog10: case sLog1p: case dLog1p: case sCbrt:
+    case dCbrt: case sInvCbrt: case dInvCbrt: case sPow2o3: case dPow2o3: case sPow3o2: case dPow3o2: case sPow:
+    case dPow: case sPowr: case dPowr: case sPowx: case dPowx: case sSin: case dSin: case sCos: case dCos:
+    case sTan: case dTan: case sSinCos: case dSinCos: case sSinpi: case dSinpi: case sCospi: case dCospi:
+    case sTanpi: case dTanpi: case sSind: case dSind: case sCosd: case dCosd: case sTand: case dTand:
+    case sAsin: case dAsin: case sAcos: case dAcos: case sAtan: case dAtan: case sAtan2: case dAtan2:
+    case sAsinpi: case dAsinpi: case sAcospi: case dAcospi: case sAtanpi: case dAtanpi: case sAtan2pi:
+    case dAtan2pi: case sSinh: case dSinh: case sCosh: case dCosh: case sTanh: case dTanh: case sAsinh:
+    case dAsinh: case sAcosh: case dAcosh: case sAtanh: case dAtanh: case sErf: case dErf: case sErfc:
+    case dErfc: case sCdfNorm: case dCdfNorm: case sErfInv: case dErfInv: case sErfcInv: case dErfcInv:
+    case sCdfNormInv: case dCdfNormInv: case sLGamma: case dLGamma: case sTGamma: case dTGamma: case sExpInt1:
+    case dExpInt1:
+      return true;
+    default:
+      return false;
+  }
+}
+
 // Kernel names by the levels served, as bits of zev::row::kKernelLevels.
 inline constexpr unsigned kLevel_la = 1, kLevel_ha = 2, kLevel_ep = 4, kLevel_laha = 8, kLevel_laep = 16,
                           kLevel_lahaep = 32;
@@ -830,6 +864,9 @@ inline constexpr unsigned kLevel_la = 1, kLevel_ha = 2, kLevel_ep = 4, kLevel_la
 #define ZEV_KERNELS(ROW, lvl, ...)                                                                          \
   static_assert((zev::row::kKernelLevels[zev::row::ROW] & zev::vk::kLevel_##lvl) != 0,                       \
                 #ROW "'s sharing in frame/rows.txt has no kernel serving " #lvl);                                                 \
+  static_assert(zev::vk::negative_count<__VA_ARGS__>() == zev::vk::NegativeCount::Empty ||                 \
+                    zev::vk::unsigned_count_row(zev::row::ROW),                                             \
+                #ROW " reads a negative count as empty: only rounding and polynomial rows take it unsigned"); \
   extern "C" void zev_k_##ROW##_##lvl(ZEV_PARAMS_##ROW) {                                                   \
     zev::vk::Kernel<__VA_ARGS__, zev::row::ROW, zev::vk::kSlot_##lvl, zev::kt::ROW>::plain(ZEV_ARGS_##ROW);  \
   }                                                                                                         \

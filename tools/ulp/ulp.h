@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "vector/common/level.h"
+
 namespace zev::ulp {
 
 // How a row's kernels take their arguments.
@@ -76,7 +78,11 @@ struct Registrar {
 };
 const std::vector<FuncDesc>& registry();
 
-enum Level { kLA = 0, kHA = 1, kEP = 2 };
+// The project's accuracy levels (vector/common/level.h); the runner and the
+// family files index slots and results by them as ints.
+using zev::vk::Level;
+inline constexpr int kLA = static_cast<int>(Level::LA), kHA = static_cast<int>(Level::HA),
+                     kEP = static_cast<int>(Level::EP);
 const char* level_name(int level);
 // Entry name of a row at a level: _vqmsExp_21, _vqmsExp, _vqmdExp_26.
 std::string entry_name(const std::string& row, int level);

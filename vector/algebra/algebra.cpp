@@ -200,7 +200,6 @@ double rsqrt_ha_scalar(double x) {
 
 template <class T_, int Block, int BlockI>
 struct Base : Blocks<T_, Block, BlockI> {
-  static constexpr bool kSignedCount = true;
 };
 
 // Inv. Special: |x| outside [2^-126, 2^126) (singles) or [2^-1022, 2^1022)

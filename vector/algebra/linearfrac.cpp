@@ -40,7 +40,6 @@ struct sLinearFracP {
   using T = float;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = true;
   static constexpr const char* kName = "vsLinearFrac";
   float sa, ha, sb, hb;
@@ -84,7 +83,6 @@ struct dLinearFracP {
   using T = double;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = true;
   static constexpr const char* kName = "vdLinearFrac";
   double sa, ha, sb, hb;

@@ -6,6 +6,7 @@
 // input) is 16-byte aligned, then run a block loop that issues all loads of a
 // block before its arithmetic.
 #include <cstdint>
+#include <type_traits>
 
 #include "vector/shape.h"
 #include "vector/vops.h"
@@ -27,7 +28,12 @@ struct MulOp {
 };
 
 // Add, Sub and Mul: blocks of 32 singles or 8 doubles, peeled so that the
-// result is aligned; strided blocks of 8 singles or 4 doubles.
+// result is aligned; strided blocks of 8 singles or 4 doubles. Strided Sub
+// gathers element by element where no stride is 1: beside one operation a
+// lane the stride tests are the larger cost. Add and Mul keep the tested
+// loads: with two NaN operands the payload that comes out follows the operand
+// order the compiler picks for each vector of the block, and a second loop
+// would pick it anew.
 template <class T_, class Op>
 struct BinaryOpP {
   using T = T_;
@@ -35,7 +41,7 @@ struct BinaryOpP {
   static constexpr Discipline kDiscipline = Discipline::Peeled;
   static constexpr int kBlock = sizeof(T) == 4 ? 32 : 8;
   static constexpr int kBlockI = sizeof(T) == 4 ? 8 : 4;
-  static constexpr bool kSignedCount = true;
+  static constexpr bool kGatherStrided = std::is_same_v<Op, SubOp>;
   static constexpr bool kCallout = false;
   static V eval(V x, V y, V&) { return Op::v(x, y); }
   static T lane(T x, T y) { return Op::s(x, y); }
@@ -49,7 +55,6 @@ struct SqrP {
   static constexpr Discipline kDiscipline = Discipline::Peeled;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = sizeof(T) == 4 ? 8 : 4;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = false;
   static V eval(V x, V&) { return mul(x, x); }
   static T lane(T x) { return x * x; }
@@ -65,7 +70,6 @@ struct AbsBitsP {
   using V = typename Vec<T>::V;
   static constexpr int kBlock = sizeof(T) == 4 ? 8 : 4;
   static constexpr int kBlockI = kBlock;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = false;
   static V eval(V x, V&) { return andnot(Vec<T>::set1(static_cast<T>(-0.0)), x); }
 };

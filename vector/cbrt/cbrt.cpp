@@ -260,9 +260,11 @@ inline __m128 root_s(__m128 ax) {
 
 // ---- policies -------------------------------------------------------------------
 
-// Unsigned counts, a callout: the shape's defaults.
+// A negative count read as unsigned, a callout.
 template <class T>
-using RootBase = Blocks<T, sizeof(T) == 4 ? 16 : 8>;
+struct RootBase : Blocks<T, sizeof(T) == 4 ? 16 : 8> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
+};
 
 // The vector ranges, on |x|: Cbrt and InvCbrt [2^-1000, 2^1000), Pow2o3
 // [2^-500, 2^500), Pow3o2 [2^-670, 2^680) and x > 0.

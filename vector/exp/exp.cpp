@@ -205,6 +205,7 @@ struct SExpBase {
   using V = __m128;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = true;
   static constexpr const char* kName = "vsExp";
@@ -332,6 +333,7 @@ struct DExpBase {
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = true;
   static constexpr const char* kName = "vdExp";

@@ -138,6 +138,7 @@ struct SExp2P {
   using V = __m128;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vsExp2";
@@ -183,6 +184,7 @@ struct SExp10P {
   using V = __m128;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vsExp10";
@@ -227,6 +229,7 @@ struct DExp2P {
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vdExp2";
@@ -275,6 +278,7 @@ struct DExp10P {
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vdExp10";

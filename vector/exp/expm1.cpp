@@ -148,6 +148,7 @@ struct SExpm1P {
   using V = __m128;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vsExpm1";
@@ -220,6 +221,7 @@ struct DExpm1P {
   using V = __m128d;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kPerBlock = true;
   static constexpr bool kNoErrShortcut = false;
   static constexpr const char* kName = "vdExpm1";
@@ -269,6 +271,9 @@ struct DExpm1P {
 // exceptions masked, 53-bit precision and round to nearest, load that (other
 // bits kept) after clearing pending exceptions; the epilogue loads the saved
 // word back. MXCSR is not touched.
+// A caller's word that unmasks an exception would turn the flags raised
+// inside (inexact, nearly always; invalid for a signalling NaN) into a trap at
+// its next x87 instruction: they are cleared before the word comes back.
 class X87Guard {
  public:
   X87Guard() {
@@ -281,7 +286,10 @@ class X87Guard {
     }
   }
   ~X87Guard() {
-    if (changed_) x87_load_control(saved_);
+    if (changed_) {
+      if ((saved_ & kX87Masks) != kX87Masks) x87_clear_exceptions();
+      x87_load_control(saved_);
+    }
   }
   X87Guard(const X87Guard&) = delete;
   X87Guard& operator=(const X87Guard&) = delete;
@@ -322,7 +330,9 @@ int expm1_x87(const double* a, double* r) {
     *r = scale_once<LD>(p.hi, p.lo, p.n);
     return 0;
   }
-  if (x > 40.2025146484375) {
+  if (u > 0x404419EC00000000ull && (u >> 63) == 0) {
+    // x > 40.2025146484375, compared on the bits: a double compare would
+    // raise the denormal flag in MXCSR for a subnormal x.
     // exp(x) exceeds 2^58: the minus one is far below the last bit.
     LD zh, zl;
     mul_log<LD>(x, kLog2eHi, kLog2eLo, zh, zl);
@@ -360,7 +370,6 @@ struct DExpm1X87 {
   using Guard = X87Guard;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kEveryLane = true;
   static constexpr const char* kName = "vdExpm1";
   static constexpr const char* kNameI = "vdExpm1I";

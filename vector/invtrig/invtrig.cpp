@@ -142,6 +142,7 @@ inline constexpr int kBlk = sizeof(T) == 8 ? 4 : 8;
 template <class T, Fn F, Level L, bool Pi, const char* Name, const char* NameI = Name>
 struct Unary : Blocks<T, kBlk<T>> {
   using V = typename Blocks<T, kBlk<T>>::V;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   using E = HwEstimate;
   static constexpr const char* kName = Name;
   static constexpr const char* kNameI = NameI;
@@ -198,6 +199,7 @@ struct Unary : Blocks<T, kBlk<T>> {
 template <class T, Level L, bool Pi, const char* Name>
 struct Binary : Blocks<T, kBlk<T>> {
   using V = typename Blocks<T, kBlk<T>>::V;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = Name;
   static V eval(V y, V x, V& special) {
     if constexpr (std::is_same_v<T, double>) {

@@ -452,9 +452,11 @@ int logb_scalar(const T* a, T* r) {
 
 // ---- policies ----------------------------------------------------------------------
 
-// Unsigned counts, a callout: the shape's defaults.
+// The logarithms: a negative count read as unsigned, a callout.
 template <class T, int Block>
-using LogPolicyBase = Blocks<T, Block>;
+struct LogPolicyBase : Blocks<T, Block> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
+};
 
 // Double kernels: Core maps a vector of two doubles; Mask its special lanes.
 template <__m128d (*Core)(__m128d), int (*Scalar)(const double*, double*), const char* const* Name>
@@ -530,7 +532,7 @@ struct sLog1pP : LogPolicyBase<float, 16> {
 
 // Logb: the exponent field minus the bias, exact; zero, denormal, infinity and
 // NaN go to the scalar function.
-struct dLogbP : LogPolicyBase<double, 4> {
+struct dLogbP : Blocks<double, 4> {
   static constexpr const char* kName = "vdLogb";
   static __m128d eval(__m128d x, __m128d& special) {
     special = not_pos_normal(_mm_andnot_pd(d1(-0.0), x));
@@ -540,7 +542,7 @@ struct dLogbP : LogPolicyBase<double, 4> {
   }
   static int scalar(const double* a, double* r) { return logb_scalar(a, r); }
 };
-struct sLogbP : LogPolicyBase<float, 8> {
+struct sLogbP : Blocks<float, 8> {
   static constexpr const char* kName = "vsLogb";
   static __m128 eval(__m128 x, __m128& special) {
     special = not_pos_normal(_mm_andnot_ps(_mm_set1_ps(-0.0f), x));

@@ -331,9 +331,11 @@ int hypot_scalar_s(const float* a, const float* b, float* r) {
 
 // ---- policies ---------------------------------------------------------------------
 
-// Unsigned counts, a callout: the shape's defaults.
+// Pow and Powr: a negative count read as unsigned, a callout.
 template <class T, int Block>
-using BinBase = Blocks<T, Block>;
+struct BinBase : Blocks<T, Block> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
+};
 
 template <Level G, int (*S)(const double*, const double*, double*)>
 struct dPowP : BinBase<double, 8> {
@@ -372,14 +374,14 @@ struct sPowrEP : BinBase<float, 16> {
 };
 
 template <bool HA>
-struct dHypotP : BinBase<double, 8> {
+struct dHypotP : Blocks<double, 8> {
   static constexpr const char* kName = "vdHypot";
   __attribute__((always_inline)) static __m128d eval(__m128d x, __m128d y, __m128d& special) {
     return hypot_v<HA>(x, y, special);
   }
   static int scalar(const double* a, const double* b, double* r) { return hypot_scalar_d<HA>(a, b, r); }
 };
-struct sHypotHA : BinBase<float, 16> {
+struct sHypotHA : Blocks<float, 16> {
   static constexpr const char* kName = "vsHypot";
   static __m128 eval(__m128 x, __m128 y, __m128& special) { return hypot_s(x, y, special); }
   static int scalar(const float* a, const float* b, float* r) { return hypot_scalar_s(a, b, r); }
@@ -420,7 +422,7 @@ struct PowxP {
   using V = typename Vec<T>::V;
   static constexpr int kBlock = sizeof(T) == 4 ? 16 : 8;
   static constexpr int kBlockI = kBlock;
-  static constexpr bool kSignedCount = false;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr bool kCallout = true;
   static constexpr const char* kName = sizeof(T) == 4 ? "vsPowx" : "vdPowx";
   T b;

@@ -76,7 +76,6 @@ template <> struct K<double> {
 
 template <class T_, bool Callout>
 struct Base : Blocks<T_, sizeof(T_) == 4 ? 8 : 4> {
-  static constexpr bool kSignedCount = true;
   static constexpr bool kGatherStrided = true;  // a few operations a block
   static constexpr bool kCallout = Callout;
 };

@@ -109,7 +109,6 @@ struct sRemP {
   using T = float;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = true;
   static constexpr const char* kName = Nearest ? "vsRemainder" : "vsFmod";
   static __m128 eval(__m128 a, __m128 b, __m128& special) {
@@ -132,7 +131,6 @@ struct dRemP {
   using T = double;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kCallout = true;
   static constexpr const char* kName = Nearest ? "vdRemainder" : "vdFmod";
   static __m128d eval(__m128d a, __m128d b, __m128d& special) {

@@ -76,7 +76,7 @@ struct RoundPolicy {
   using V = typename Vec<T>::V;
   static constexpr int kBlock = Block;
   static constexpr int kBlockI = BlockI;
-  static constexpr bool kSignedCount = false;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // the plain rounding rows
   static constexpr bool kCallout = Callout;
   static V eval(V x, V& special) {
     if constexpr (Callout) {

@@ -29,6 +29,7 @@ struct DBase {
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
 };
 
 // ---- table kernels ----

@@ -166,6 +166,7 @@ struct SBase {
   using T = float;
   using V = __m128;
   static constexpr int kBlockI = 8;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static int scalar(const float* x, float* r) { return not_finite_lane(*x, r); }
 };
 

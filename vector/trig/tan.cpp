@@ -23,6 +23,7 @@ struct DBase {
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = "vdTan";
   static int scalar(const double* x, double* r) { return not_finite_lane(*x, r); }
 };
@@ -157,6 +158,7 @@ struct SBase {
   using V = __m128;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = "vsTan";
   static int scalar(const float* x, float* r) { return not_finite_lane(*x, r); }
 };

@@ -302,6 +302,7 @@ constexpr const char* kNames[2][2][3] = {
 
 template <Fn F, class U, Level L>
 struct DPolicy : Blocks<double, 8> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = kNames[1][std::is_same_v<U, Degree>][static_cast<int>(F)];
   static __m128d eval(__m128d x, __m128d& special) {
     // Tiny, infinite and NaN lanes; degrees also from 2^46 on.
@@ -318,6 +319,7 @@ struct DPolicy : Blocks<double, 8> {
 
 template <Fn F, class U, Level L>
 struct SPolicy : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = kNames[0][std::is_same_v<U, Degree>][static_cast<int>(F)];
   static __m128 eval(__m128 x, __m128& special) {
     // Infinities and NaN; degrees also from 2^46 on.
