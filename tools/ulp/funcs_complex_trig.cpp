@@ -14,6 +14,12 @@ namespace {
 void cis(mpc_ptr v, mpc_srcptr a, mpc_srcptr) {
   mpfr_sin_cos(mpc_imagref(v), mpc_realref(v), mpc_realref(a), MPFR_RNDN);
 }
+void sin(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_sin(v, a, MPC_RNDNN); }
+void cos(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_cos(v, a, MPC_RNDNN); }
+void tan(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_tan(v, a, MPC_RNDNN); }
+void sinh(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_sinh(v, a, MPC_RNDNN); }
+void cosh(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_cosh(v, a, MPC_RNDNN); }
+void tanh(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_tanh(v, a, MPC_RNDNN); }
 void arg(mpc_ptr v, mpc_srcptr a, mpc_srcptr) {
   mpc_arg(mpc_realref(v), a, MPFR_RNDN);
   mpfr_set_zero(mpc_imagref(v), 1);
@@ -53,12 +59,33 @@ void arg_points(std::vector<CPoint>& p, bool) {
   }
 }
 
+// The hyperbolic part (re for Sinh, Cosh, Tanh; im for the circular rows):
+// near 0, near 1/4 (where sinh changes method), around the overflow
+// thresholds and beyond; the circular part near multiples of pi/2, tiny,
+// huge.
+template <bool Circular>
+void hyp_points(std::vector<CPoint>& p, bool single) {
+  const double h[] = {0.0, 0x1p-1074, 0x1p-901, 0x1p-899, 1e-300, 1e-20, 0x1p-28, 0.2499999, 0.25, 0.2500001, 1.0, 3.5,
+                      20.0, 88.0, 89.5, 95.0, 707.9, 708.0, 709.7, 710.5, 720.0, 750.0, 800.0, 3000.0, 1e300};
+  const double t[] = {0.0, 0x1p-1074, 0x1p-901, 1e-300, 1e-10, 0.5, 1.5707963267948966, 1.5707963267948968,
+                      3.141592653589793, 4.71238898038469, 1e5, 1e22, 1e300, 0x1.fffffffffffffp1023};
+  (void)single;
+  for (double a : h)
+    for (double b : t)
+      for (double sa : {1.0, -1.0})
+        for (double sb : {1.0, -1.0}) p.push_back(Circular ? CPoint{sb * b, sa * a, 0, 0} : CPoint{sa * a, sb * b, 0, 0});
+}
+
 const CRow kCIS{CArity::RealIn, cis, cis_points}, kArg{CArity::Real, arg, arg_points};
+const CRow kSinh{CArity::Unary, sinh, hyp_points<false>}, kCosh{CArity::Unary, cosh, hyp_points<false>},
+    kSin{CArity::Unary, sin, hyp_points<true>}, kCos{CArity::Unary, cos, hyp_points<true>};
 
 Registrar reg({
     ZEV_CROW("zCIS", kCIS),
     ZEV_CROW("cCIS", kCIS),
     ZEV_CROW("zArg", kArg),
+    ZEV_CROW("zSinh", kSinh), ZEV_CROW("zCosh", kCosh), ZEV_CROW("zSin", kSin), ZEV_CROW("zCos", kCos),
+    ZEV_CROW("cSinh", kSinh), ZEV_CROW("cCosh", kCosh), ZEV_CROW("cSin", kSin), ZEV_CROW("cCos", kCos),
 });
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "vector/common/bits.h"
 #include "vector/common/consts.h"
+#include "vector/common/exact.h"
 #include "vector/trig/trig_data.h"
 #include "vector/vops.h"
 
@@ -64,8 +65,9 @@ inline Reduced reduce_table(__m128d a) {
 void reduce_large(__m128d a, __m128d large, Reduced& red);
 
 // sin(B + r + e) for the rows j + turn of the circle table (turn 0 for the
-// sine, 128 for the cosine).
-inline __m128d table_sin(const Reduced& red, unsigned turn) {
+// sine, 128 for the cosine), as the unrounded pair of the leading sum and the
+// rest (the complex kernels carry it as a sum of two doubles).
+inline DD table_sin_pair(const Reduced& red, unsigned turn) {
   const TableConst& c = kTab;
   const uint64_t lo = static_cast<uint64_t>(_mm_cvtsi128_si64(red.j));
   const uint64_t hi = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_shuffle_epi32(red.j, _MM_SHUFFLE(3, 2, 3, 2))));
@@ -89,7 +91,12 @@ inline __m128d table_sin(const Reduced& red, unsigned turn) {
       _mm_add_pd(_mm_mul_pd(_mm_add_pd(_mm_mul_pd(c.c6.pd(), z), c.c4.pd()), z), c.c2.pd()), z);
   const __m128d cc = _mm_mul_pd(cp, sinHi);
   const __m128d w = _mm_add_pd(sinLo, _mm_mul_pd(red.e, _mm_sub_pd(C, _mm_mul_pd(sinHi, r))));
-  return _mm_add_pd(B, _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_add_pd(e1, e2), s), cc), w));
+  return {B, _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_add_pd(e1, e2), s), cc), w)};
+}
+// The same, rounded.
+inline __m128d table_sin(const Reduced& red, unsigned turn) {
+  const DD p = table_sin_pair(red, turn);
+  return _mm_add_pd(p.hi, p.lo);
 }
 
 // The reduction of a = |x| for the table kernels, the large path included.

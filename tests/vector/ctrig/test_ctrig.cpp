@@ -4,6 +4,7 @@
 // it is defined as, and no access outside the arrays.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -72,7 +73,8 @@ struct Row {
         std::vector<R> x(n > 0 ? size_t(n) * ia : 0);
         for (int i = 0; i < n; ++i) x[size_t(i) * ia] = a[size_t(i) * ia].re;
         if (plain) reinterpret_cast<void (*)(int, const R*, C*)>(e.plain)(n, x.data(), r);
-        else reinterpret_cast<void (*)(int, const R*, int, C*, int)>(e.strided)(n, x.data(), ia, r, ir);
+        else
+          reinterpret_cast<void (*)(int, const R*, int, C*, int)>(e.strided)(n, x.data(), ia, r, ir);
         break;
       }
       case Kind::Arg: {
@@ -95,11 +97,12 @@ struct Row {
 #define ROW_C(N, K, F) Row<C8>{#N, K, F, {ENT(N, _21), ENT(N, _HA), ENT(N, _11)}}
 
 const Row<C16> kZRows[] = {
-    ROW_Z(zCIS, Kind::CIS, ref_cis),
-    ROW_Z(zArg, Kind::Arg, ref_arg),
+    ROW_Z(zCIS, Kind::CIS, ref_cis),     ROW_Z(zArg, Kind::Arg, ref_arg),     ROW_Z(zSinh, Kind::Unary, ref_sinh),
+    ROW_Z(zCosh, Kind::Unary, ref_cosh), ROW_Z(zSin, Kind::Unary, ref_sin),   ROW_Z(zCos, Kind::Unary, ref_cos),
 };
 const Row<C8> kCRows[] = {
-    ROW_C(cCIS, Kind::CIS, ref_cis),
+    ROW_C(cCIS, Kind::CIS, ref_cis),     ROW_C(cSinh, Kind::Unary, ref_sinh), ROW_C(cCosh, Kind::Unary, ref_cosh),
+    ROW_C(cSin, Kind::Unary, ref_sin),   ROW_C(cCos, Kind::Unary, ref_cos),
 };
 
 template <class C, size_t N>
@@ -290,6 +293,72 @@ const Special kSpecials[] = {
     {"zArg", -0x1p1000, 0x1p-80, kPi, 0, 0},
     {"zArg", 0x1p-1074, -0x1p-1074, -kPi4, 0, 0},
     {"zArg", 1e-300, 1e300, kPi2, 0, 0},
+    // csinh: odd, csinh(conj z) = conj csinh(z); status 1 where invalid is raised.
+    {"zSinh", 0.0, 0.0, 0.0, 0.0, 0},
+    {"zSinh", -0.0, -0.0, -0.0, -0.0, 0},
+    {"zSinh", 0.0, 3.0, -0.0, 0.1411200080598672, 0},  // 0 cos 3 keeps the sign of cos 3
+    {"zSinh", 0.0, kInf, 0.0, kNaN, 1},                // sign of the zero not settled
+    {"zSinh", 0.0, kNaN, 0.0, kNaN, 0},
+    {"zSinh", 1.0, kInf, kNaN, kNaN, 1},
+    {"zSinh", 1.0, kNaN, kNaN, kNaN, 0},
+    {"zSinh", kInf, 0.0, kInf, 0.0, 0},
+    {"zSinh", -kInf, -0.0, -kInf, -0.0, 0},
+    {"zSinh", kInf, 1.0, kInf, kInf, 0},    // +inf cis(y)
+    {"zSinh", kInf, 2.0, -kInf, kInf, 0},
+    {"zSinh", -kInf, 2.0, kInf, kInf, 0},
+    {"zSinh", kInf, -2.0, -kInf, -kInf, 0},
+    {"zSinh", kInf, kInf, kInf, kNaN, 1},   // sign of the infinity not settled
+    {"zSinh", kInf, kNaN, kInf, kNaN, 0},
+    {"zSinh", kNaN, 0.0, kNaN, 0.0, 0},
+    {"zSinh", kNaN, -0.0, kNaN, -0.0, 0},
+    {"zSinh", kNaN, 1.0, kNaN, kNaN, 0},
+    {"zSinh", kNaN, kInf, kNaN, kNaN, 0},
+    {"zSinh", kNaN, kNaN, kNaN, kNaN, 0},
+    {"zSinh", 800.0, 1.0, kInf, kInf, 3},   // overflow of finite inputs
+    {"zSinh", -800.0, 0.0, -kInf, 0.0, 3},  // the zero part stays zero
+    {"zSinh", 0x1p-1074, 0.0, 0x1p-1074, 0.0, 0},
+    {"zSinh", 1e-300, -1e-300, 1e-300, -1e-300, 0},
+    {"zSinh", 0x1p-1000, 1.0, 0x1p-1000 * 0.5403023058681398, 0.8414709848078965, 0},  // 2^-1000 cos 1
+    // ccosh: even, ccosh(conj z) = conj ccosh(z).
+    {"zCosh", 0.0, 0.0, 1.0, 0.0, 0},
+    {"zCosh", -0.0, 0.0, 1.0, -0.0, 0},
+    {"zCosh", 0.0, kInf, kNaN, 0.0, 1},      // sign of the zero not settled
+    {"zCosh", 0.0, kNaN, kNaN, 0.0, 0},
+    {"zCosh", 1.0, kInf, kNaN, kNaN, 1},
+    {"zCosh", 1.0, kNaN, kNaN, kNaN, 0},
+    {"zCosh", kInf, 0.0, kInf, 0.0, 0},
+    {"zCosh", -kInf, 0.0, kInf, -0.0, 0},
+    {"zCosh", kInf, 1.0, kInf, kInf, 0},
+    {"zCosh", -kInf, 1.0, kInf, -kInf, 0},
+    {"zCosh", kInf, 2.0, -kInf, kInf, 0},
+    {"zCosh", kInf, kInf, kInf, kNaN, 1},    // sign of the infinity not settled
+    {"zCosh", kInf, kNaN, kInf, kNaN, 0},
+    {"zCosh", kNaN, 0.0, kNaN, 0.0, 0},      // sign of the zero not settled
+    {"zCosh", kNaN, 1.0, kNaN, kNaN, 0},
+    {"zCosh", kNaN, kNaN, kNaN, kNaN, 0},
+    {"zCosh", 800.0, 0.0, kInf, 0.0, 3},
+    {"zCosh", -800.0, 0.0, kInf, -0.0, 3},
+    {"zCosh", 712.0, 1.0, kInf, kInf, 3},
+    // csin(z) = -i csinh(iz), ccos(z) = ccosh(iz).
+    {"zSin", 0.0, 0.0, 0.0, 0.0, 0},
+    {"zSin", 0.0, kInf, 0.0, kInf, 0},
+    {"zSin", kInf, 0.0, kNaN, 0.0, 1},
+    {"zSin", kNaN, 0.0, kNaN, 0.0, 0},
+    {"zSin", 1.0, 800.0, kInf, kInf, 3},
+    {"zSin", 1e-300, 0.0, 1e-300, 0.0, 0},
+    {"zCos", 0.0, 0.0, 1.0, -0.0, 0},
+    {"zCos", 0.0, kInf, kInf, -0.0, 0},
+    {"zCos", kInf, 0.0, kNaN, -0.0, 1},    // sign of the zero not settled; conj-symmetric
+    {"zCos", 0.0, 800.0, kInf, -0.0, 3},
+    {"zCos", kNaN, kInf, kInf, kNaN, 0},
+    // Single: overflow of single, not double.
+    {"cSinh", 100.0, 0.0, kInf, 0.0, 3},
+    {"cSinh", kInf, 1.0, kInf, kInf, 0},
+    {"cSinh", 0.0, kInf, 0.0, kNaN, 1},
+    {"cCosh", 95.0, -2.0, -kInf, -kInf, 3},
+    {"cCosh", kNaN, 0.0, kNaN, 0.0, 0},
+    {"cSin", 1.0, 100.0, kInf, kInf, 3},
+    {"cCos", kInf, 0.0, kNaN, -0.0, 1},
 };
 
 template <class C>
@@ -311,7 +380,9 @@ void check_special(const Special& s, const Row<C>& row) {
       if (strided)
         for (int i = 0; i < 5; ++i) r[i] = r[2 * i];
       EXPECT_TRUE(same(r[2].re, s.rr)) << r[2].re << " want " << s.rr;
-      if (row.kind != Kind::Arg) EXPECT_TRUE(same(r[2].im, s.ri)) << r[2].im << " want " << s.ri;
+      if (row.kind != Kind::Arg) {
+        EXPECT_TRUE(same(r[2].im, s.ri)) << r[2].im << " want " << s.ri;
+      }
       EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), s.status);
       C want{};
       row.call(level, 1, &a[1], 1, &want, 1);
@@ -333,6 +404,84 @@ TEST(ComplexTrig, SpecialValues) {
       check_special(s, *r);
     }
   }
+}
+
+// ---- callout: names, indices, the callback's value -----------------------------------
+
+struct Seen {
+  int status, index;
+  std::string name;
+  double r1, r1_im;
+};
+std::vector<Seen> g_seen;
+int g_answer = 0;
+int record(zev_vqm_error_record* rec) {
+  g_seen.push_back({rec->status, rec->index, std::string(rec->name, rec->name_length), rec->r1, rec->r1_im});
+  rec->r1 = 7.0;
+  rec->r1_im = -7.0;
+  return g_answer;
+}
+
+// Elements 1 and 5 overflow; the callback sees them in order with the row's
+// name, and its value is written back only when it returns zero.
+template <class C>
+void check_callout(const Row<C>& row, const char* name) {
+  using R = decltype(C::re);
+  const std::vector<C> a{{1, 1}, {R(800), R(1)}, {1, 1}, {1, 1}, {1, 1}, {R(-800), R(0.5)}, {1, 1}};
+  const bool circ = name[2] == 'S' && name[3] == 'i' && name[4] == 'n' && name[5] == 0;
+  std::vector<C> in = a;
+  if (circ)  // Sin: the hyperbolic part is the imaginary one
+    for (auto& e : in) std::swap(e.re, e.im);
+  for (int answer : {0, 1})
+    for (int inc : {1, 2}) {
+      SCOPED_TRACE(std::string(name) + " inc " + std::to_string(inc) + " answer " + std::to_string(answer));
+      ModeScope mode(VQM_ERRMODE_CALLBACK);
+      zev_vqm_kernel_SetErrorCallBack(record);
+      g_seen.clear();
+      g_answer = answer;
+      std::vector<C> r(14, C{-1, -1});
+      row.call(1, 7, in.data(), 1, r.data(), inc, inc != 1);
+      zev_vqm_kernel_ClearErrorCallBack();
+      ASSERT_EQ(g_seen.size(), 2u);
+      EXPECT_EQ(g_seen[0].index, 1);
+      EXPECT_EQ(g_seen[1].index, 5);
+      EXPECT_EQ(g_seen[0].status, 3);
+      EXPECT_EQ(g_seen[0].name, name);
+      EXPECT_TRUE(std::isinf(g_seen[0].r1) || std::isinf(g_seen[0].r1_im));
+      if (answer == 0) {
+        EXPECT_EQ(r[inc].re, R(7));
+        EXPECT_EQ(r[inc].im, R(-7));
+      } else {
+        EXPECT_TRUE(std::isinf(r[inc].re) || std::isinf(r[inc].im));
+      }
+      C want;
+      row.call(1, 1, &in[2], 1, &want, 1);
+      EXPECT_EQ(bits(r[2 * inc].re), bits(want.re));
+      EXPECT_EQ(bits(r[2 * inc].im), bits(want.im));
+    }
+}
+
+TEST(ComplexTrig, CalloutNamesIndicesAndCallback) {
+  check_callout(*find_row(kZRows, "zCosh"), "vzCosh");
+  check_callout(*find_row(kZRows, "zSin"), "vzSin");
+  check_callout(*find_row(kCRows, "cSinh"), "vcSinh");
+}
+
+// Default mode: errno is set to ERANGE for an overflow, and a NaN input is not reported.
+TEST(ComplexTrig, ErrnoAndStatus) {
+  ModeScope mode(VQM_ERRMODE_DEFAULT);
+  const C16 a[2] = {{kNaN, 1.0}, {1.0, kInf}};
+  C16 r[2];
+  _vqmzSinh(1, a, r);
+  EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), 0);
+  EXPECT_EQ(errno, 0);
+  _vqmzSinh(2, a, r);
+  EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), 1);
+  EXPECT_EQ(errno, EDOM);
+  const C16 b{-750.0, 0.25};
+  _vqmzCosh(1, &b, r);
+  EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), 3);
+  EXPECT_EQ(errno, ERANGE);
 }
 
 // ---- arrays: nothing read or written outside n elements -------------------------------
