@@ -109,9 +109,8 @@ inline ExpPair exp_pair(__m128d a) {
 
 inline DD scale(const DD& x, __m128d s) { return {_mm_mul_pd(x.hi, s), _mm_mul_pd(x.lo, s)}; }
 
-// sinh a and cosh a as pairs, 0 <= a < 708 (so that 2^(m-1) is a normal
-// number; 2^(-mq-1) may come out zero, where e^-a no longer counts). The
-// pairs are not normalised: the low part may reach 2^-17 of the high.
+// sinh a and cosh a as normalised pairs, 0 <= a < 708 (so that 2^(m-1) is a
+// normal number; 2^(-mq-1) may come out zero, where e^-a no longer counts).
 inline void sinh_cosh(__m128d a, DD& sh, DD& ch) {
   const CoreConst& c = kCore;
   const ExpPair e = exp_pair(a);
@@ -119,9 +118,9 @@ inline void sinh_cosh(__m128d a, DD& sh, DD& ch) {
   const __m128d dn = _mm_castsi128_pd(_mm_slli_epi64(_mm_sub_epi64(c.bias_m.i(), e.mq), 52));
   const DD p = scale(e.p, up), n = scale(e.n, dn);
   const DD cs = fast_two_sum(p.hi, n.hi);
-  ch = {cs.hi, _mm_add_pd(cs.lo, _mm_add_pd(p.lo, n.lo))};
+  ch = fast_two_sum(cs.hi, _mm_add_pd(cs.lo, _mm_add_pd(p.lo, n.lo)));
   const DD ds = fast_two_sum(p.hi, _mm_xor_pd(n.hi, c.sign.pd()));
-  const DD big = {ds.hi, _mm_add_pd(ds.lo, _mm_sub_pd(p.lo, n.lo))};
+  const DD big = fast_two_sum(ds.hi, _mm_add_pd(ds.lo, _mm_sub_pd(p.lo, n.lo)));
   // The series below 1/4.
   const __m128d z = _mm_mul_pd(a, a);
   __m128d q = c.s13.pd();
@@ -153,16 +152,56 @@ inline __m128d mul_round(const DD& f, const DD& g) {
   return select(_mm_cmpeq_pd(p.hi, _mm_setzero_pd()), p.hi, v);
 }
 
+// The pair f g, not rounded.
+inline DD mul_pair(const DD& f, const DD& g) {
+  const DD p = two_prod(f.hi, g.hi);
+  return {p.hi, _mm_add_pd(p.lo, _mm_add_pd(_mm_mul_pd(f.hi, g.lo), _mm_mul_pd(f.lo, g.hi)))};
+}
+
+// tanh(h + it) = (sinh h cosh h + i sin t cos t) / (sinh^2 h + cos^2 t): a sum
+// of two squares below, so nothing cancels near the poles; the reciprocal of
+// the denominator as a pair (one division and its exact residual), each part
+// one product rounded once. |h| up to 20 (the squares stay far from
+// overflow); Full false: the single rows' double arithmetic.
+template <bool Full>
+inline void tanh_parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
+  const __m128d sg = _mm_and_pd(h, kCore.sign.pd());
+  DD sh, ch, sn, cs;
+  sinh_cosh(_mm_and_pd(h, kCore.abs.pd()), sh, ch);
+  sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
+  sin_cos(t, sn, cs);
+  if constexpr (!Full) {
+    const __m128d s = _mm_add_pd(sh.hi, sh.lo), c = _mm_add_pd(ch.hi, ch.lo);
+    const __m128d sy = _mm_add_pd(sn.hi, sn.lo), cy = _mm_add_pd(cs.hi, cs.lo);
+    const __m128d d = _mm_div_pd(kCore.one.pd(), _mm_add_pd(_mm_mul_pd(s, s), _mm_mul_pd(cy, cy)));
+    re = _mm_mul_pd(_mm_mul_pd(s, c), d);
+    im = _mm_mul_pd(_mm_mul_pd(sy, cy), d);
+  } else {
+    const DD s2 = mul_pair(sh, sh), c2 = mul_pair(cs, cs);
+    const DD ds = two_sum(s2.hi, c2.hi);
+    const DD dn = fast_two_sum(ds.hi, _mm_add_pd(ds.lo, _mm_add_pd(s2.lo, c2.lo)));
+    // 1/d: y = 1/dh, and the residual 1 - y d exactly enough.
+    const __m128d y = _mm_div_pd(kCore.one.pd(), dn.hi);
+    const DD p = two_prod(y, dn.hi);
+    const __m128d e = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(kCore.one.pd(), p.hi), p.lo), _mm_mul_pd(y, dn.lo));
+    const DD inv = {y, _mm_mul_pd(y, e)};
+    re = mul_round(mul_pair(sh, ch), inv);
+    im = mul_round(mul_pair(sn, cs), inv);
+  }
+}
+
 inline DD neg(const DD& x) {
   const __m128d s = kCore.sign.pd();
   return {_mm_xor_pd(x.hi, s), _mm_xor_pd(x.lo, s)};
 }
 
-// Lanes the vector path serves: the hyperbolic part zero or |h| in
-// [2^-900, 690), the circular part zero or |t| in [2^-900, 2^1024). Below 690
-// cosh stays under 2^996, where Dekker's split of a factor cannot overflow.
+// Lanes the vector path does not serve: it serves the hyperbolic part zero or
+// |h| in [2^-900, 690) (HiWord 0x40859000; below 690 cosh stays under 2^996,
+// where Dekker's split of a factor cannot overflow; Tanh takes 20), the
+// circular part zero or |t| in [2^-900, 2^1024).
+template <uint32_t HiWord = 0x40859000u>
 inline __m128d not_served(__m128d h, __m128d t) {
-  static constexpr Range32 kH = range32(0x07B00000u, 0x40858FFFu), kT = range32(0x07B00000u, 0x7FEFFFFFu);
+  static constexpr Range32 kH = range32(0x07B00000u, HiWord - 1), kT = range32(0x07B00000u, 0x7FEFFFFFu);
   const __m128d zero = _mm_setzero_pd();
   const __m128d oh = _mm_andnot_pd(_mm_cmpeq_pd(h, zero), _mm_castsi128_pd(zev::vk::outside(abs_high_words(h), kH)));
   const __m128d ot = _mm_andnot_pd(_mm_cmpeq_pd(t, zero), _mm_castsi128_pd(zev::vk::outside(abs_high_words(t), kT)));

@@ -1,4 +1,4 @@
-// The scalar functions of Sinh, Cosh, Sin and Cos: Annex G's special values,
+// The scalar functions of Sinh, Cosh, Sin, Cos, Tanh and Tan: Annex G's special values,
 // and finite elements with the factors of ctrig_core.h carried with their
 // exponents by hand.
 #include "vector/ctrig/ctrig_scalar.h"
@@ -62,6 +62,7 @@ double scale2(double v, int e) {
     return e > 1023 ? v : v * dfrom(static_cast<uint64_t>(e + 1023) << 52);
   }
   if (e < -900) v *= 0x1p-900, e += 900;
+  if (e < -1022) return v * 0x1p-1022 * 0x1p-200;  // far below the least subnormal: a signed zero
   return v * dfrom(static_cast<uint64_t>(e + 1023) << 52);
 }
 
@@ -115,6 +116,48 @@ int hyp(bool cosh, double x, double y, double& re, double& im) {
   return std::isinf(re) || std::isinf(im) ? 3 : 0;
 }
 
+// ctanh of x + iy, every input.
+int tanh_one(double x, double y, double& re, double& im) {
+  if (std::isinf(x)) {  // 1 + i0 sin 2y; with y infinite or NaN the zero's sign is not settled
+    re = std::copysign(1.0, x);
+    im = std::isfinite(y) ? std::copysign(0.0, trig::sin_full(y) * trig::cos_full(y)) : std::copysign(0.0, y);
+    return 0;
+  }
+  if (std::isnan(x)) {
+    re = x + x;
+    im = y == 0 ? y : re;
+    return 0;
+  }
+  if (!std::isfinite(y)) {
+    re = im = y - y;
+    return std::isinf(y) ? 1 : 0;
+  }
+  const double a = std::fabs(x);
+  if (a >= 20) {  // 1 - tanh a is below 2^-54: the real part is +-1
+    re = std::copysign(1.0, x);
+    DD sn, cs;
+    sin_cos(_mm_set1_pd(y), sn, cs);
+    const DD sc = mul_pair(sn, cs);
+    if (a >= 1419) {  // e^-2a is far below the least subnormal
+      im = std::copysign(0.0, lane0(sc.hi));
+      return 0;
+    }
+    // 4 sin y cos y e^-2a, e^-2a = 2^-mq n.
+    const ExpPair e = exp_pair(_mm_set1_pd(2 * a));
+    const double v = lane0(mul_round(sc, e.n)) * 4;
+    im = v == 0 ? v : scale2(v, -_mm_cvtsi128_si32(e.mq));
+    return 0;
+  }
+  const bool tx = a != 0 && a < 0x1p-900, ty = y != 0 && std::fabs(y) < 0x1p-900;
+  __m128d r, i;
+  tanh_parts<true>(_mm_set1_pd(tx ? 0.0 : x), _mm_set1_pd(ty ? 0.0 : y), r, i);
+  re = lane0(r), im = lane0(i);
+  const double t = im, h = re;
+  if (tx) re = x * (1 + t * t);  // x / cos^2 y: tiny against the imaginary part unless y is tiny too
+  if (ty) im = y * (1 - h * h);  // y / cosh^2 x
+  return 0;
+}
+
 }  // namespace
 
 int full(Fn f, double x, double y, double& re, double& im) {
@@ -129,8 +172,13 @@ int full(Fn f, double x, double y, double& re, double& im) {
       return st;
     case Fn::Cos:  // cosh(-y + ix)
       return hyp(true, -y, x, re, im);
-    default: return 0;
+    case Fn::Tanh: return tanh_one(x, y, re, im);
+    case Fn::Tan:  // -i tanh(-y + ix)
+      st = tanh_one(-y, x, a, b);
+      re = b, im = -a;
+      return st;
   }
+  return 0;
 }
 
 }  // namespace zev::vk::ctrig
