@@ -63,6 +63,15 @@ void one_of_two(int n, const float* a, float* r) {
   else K(n, a, other.data(), r);
 }
 
+// One part of CIS of a single x (0 the cosine, 1 the sine), one kernel for every level.
+template <int Which>
+void part_of_cis(int n, const float* a, float* r) {
+  static std::vector<zev_complex8> z;
+  z.resize(static_cast<size_t>(n));
+  _vqmcCIS(n, a, z.data());
+  for (int i = 0; i < n; ++i) r[i] = Which == 0 ? z[i].re : z[i].im;
+}
+
 double ref_asinpi(double x) { return std::asin(x) / M_PI; }
 double ref_acospi(double x) { return std::acos(x) / M_PI; }
 double ref_atanpi(double x) { return std::atan(x) / M_PI; }
@@ -153,6 +162,8 @@ const Func kFuncs[] = {
     {"sTan", ::tan, ZEV_LEVELS(sTan), false, 1, Class::Exact},
     {"sSinCos.sin", ::sin, ZEV_LEVELS2(sSinCos, 0), false, 1, Class::Exact},
     {"sSinCos.cos", ::cos, ZEV_LEVELS2(sSinCos, 1), false, 0, Class::Exact},
+    {"cCIS.cos", ::cos, {part_of_cis<0>, part_of_cis<0>, part_of_cis<0>}, true, 0, Class::Exact},
+    {"cCIS.sin", ::sin, {part_of_cis<1>, part_of_cis<1>, part_of_cis<1>}, true, 1, Class::Exact},
     {"sAsin", ::asin, ZEV_LEVELS(sAsin), false, 1, Class::Exact},
     {"sAcos", ::acos, ZEV_LEVELS(sAcos), false, -1, Class::Exact},
     {"sAtan", ::atan, ZEV_LEVELS(sAtan), false, 1, Class::Exact},
