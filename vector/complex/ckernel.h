@@ -9,14 +9,18 @@
 //   using R = float | double          the part type
 //   kIn [2]                           complex inputs: 1 or 2
 //   kRealOut [false]                  the result is one real number (Abs)
+//   kRealIn [false]                   the input is one real number (CIS): one
+//                                     real array in, kIn 1
 //   kCallout [true]
 //   kScalarB [false]                  the second operand is one complex number
 //                                     for the whole call (Powx), passed by value
 //   static unsigned eval(const V (&a)[NV], const V (&b)[NV], V (&r)[NR])
 //     the block arithmetic on the block's vectors as they lie in memory (real
-//     part first; NV = 4 for double, 2 for single; NR = NV, or NV / 2 for a
-//     real result); returns the flagged elements, one bit an element
-//   static int scalar(const C* a, const C* b, Out* r)   the function of one element
+//     part first; NV = 4 for double, 2 for single, or NV / 2 for a real
+//     input; NR = NV, or NV / 2 for a real result); returns the flagged
+//     elements, one bit an element
+//   static int scalar(const In* a, const In* b, Out* r)   the function of one element
+//     (In is C, or R for a real input)
 //   kName                             report name
 #pragma once
 
@@ -45,6 +49,9 @@ template <class P> constexpr bool real_out() {
 }
 template <class P> constexpr bool scalar_b() {
   if constexpr (requires { P::kScalarB; }) return P::kScalarB; else return false;
+}
+template <class P> constexpr bool real_in() {
+  if constexpr (requires { P::kRealIn; }) return P::kRealIn; else return false;
 }
 
 // ---- lane masks to element masks, and the two layouts ---------------------
@@ -112,24 +119,29 @@ struct CLoop {
   using W = Vec<R>;
   using V = typename W::V;
   using Out = std::conditional_t<real_out<P>(), R, C>;
+  using In = std::conditional_t<real_in<P>(), R, C>;
   static constexpr int NI = cins<P>();
-  static constexpr int NV = kVecs<R>;  // input vectors a block
-  static constexpr int NR = real_out<P>() ? NV / 2 : NV;  // result vectors a block
+  static constexpr int NV = real_in<P>() ? kVecs<R> / 2 : kVecs<R>;  // input vectors a block
+  static constexpr int NR = real_out<P>() ? kVecs<R> / 2 : kVecs<R>;  // result vectors a block
 
   struct Io {
-    const C* a;
+    const In* a;
     int ia;
-    const C* b;
+    const In* b;
     int ib;
     Out* r;
     int ir;
     const char* name;
   };
 
-  // Reports element i. A real result goes through a complex element on the
-  // stack (stride 0), so that the reporter reads and writes nothing else.
+  // Reports element i. A real result, or a real input, goes through a complex
+  // element on the stack (stride 0), so that the reporter reads and writes
+  // nothing else of the real array.
   static void report(const Io& io, int st, long i) {
-    if constexpr (real_out<P>()) {
+    if constexpr (real_in<P>()) {
+      const C in{io.a[i * io.ia], 0};
+      report_strided(st, static_cast<int>(i), &in, 0, &in, 0, io.r, io.ir, io.r, io.ir, io.name);
+    } else if constexpr (real_out<P>()) {
       C tmp{io.r[i * io.ir], 0};
       const C* a = io.a;
       report_strided(st, static_cast<int>(i), a, io.ia, a, io.ia, &tmp, 0, &tmp, 0, io.name);
@@ -169,7 +181,7 @@ struct CLoop {
   __attribute__((always_inline)) static void block(const Io acc, const Io& io, long i, int g) {
     constexpr int L = W::kLanes;
     V x[NV], y[NV], z[NR];
-    alignas(16) C ina[kElems], inb[kElems];
+    alignas(16) In ina[kElems], inb[kElems];
     if constexpr (Whole) {
       const R* pa = reinterpret_cast<const R*>(acc.a + i);
       for (int k = 0; k < NV; ++k) x[k] = W::load(pa + k * L);
@@ -179,7 +191,9 @@ struct CLoop {
         for (int k = 0; k < NV; ++k) y[k] = W::load(pb + k * L);
       }
     } else {
-      const C fill{static_cast<R>(kFiller), static_cast<R>(kFiller)};
+      In fill;
+      if constexpr (real_in<P>()) fill = static_cast<R>(kFiller);
+      else fill = C{static_cast<R>(kFiller), static_cast<R>(kFiller)};
       for (int e = 0; e < kElems; ++e) {
         ina[e] = e < g ? acc.a[(i + e) * acc.ia] : fill;
         if constexpr (NI == 2) inb[e] = e < g ? acc.b[(i + e) * acc.ib] : fill;
@@ -242,9 +256,10 @@ template <class P, int Row, int Slot, class F>
 struct CKernel {
   using L = CLoop<P>;
   using C = typename L::C;
+  using In = typename L::In;
   using Out = typename L::Out;
-  static void plain(int n, const C* a, Out* r) { L::run(n, {a, 1, nullptr, 0, r, 1, P::kName}, true); }
-  static void strided(int n, const C* a, int ia, Out* r, int ir) {
+  static void plain(int n, const In* a, Out* r) { L::run(n, {a, 1, nullptr, 0, r, 1, P::kName}, true); }
+  static void strided(int n, const In* a, int ia, Out* r, int ir) {
     if (ia == 1 && ir == 1) return slot<F>(Row, Slot)(n, a, r);
     L::run(n, {a, ia, nullptr, 0, r, ir, P::kName}, false);
   }

@@ -65,8 +65,8 @@ inline Reduced reduce_table(__m128d a) {
 void reduce_large(__m128d a, __m128d large, Reduced& red);
 
 // sin(B + r + e) for the rows j + turn of the circle table (turn 0 for the
-// sine, 128 for the cosine), as the leading sum and the rest, before the last
-// rounding (the complex exponential keeps the pair).
+// sine, 128 for the cosine), as the unrounded pair of the leading sum and the
+// rest (the complex kernels carry it as a sum of two doubles).
 inline DD table_sin_pair(const Reduced& red, unsigned turn) {
   const TableConst& c = kTab;
   const uint64_t lo = static_cast<uint64_t>(_mm_cvtsi128_si64(red.j));
@@ -93,6 +93,7 @@ inline DD table_sin_pair(const Reduced& red, unsigned turn) {
   const __m128d w = _mm_add_pd(sinLo, _mm_mul_pd(red.e, _mm_sub_pd(C, _mm_mul_pd(sinHi, r))));
   return {B, _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_add_pd(e1, e2), s), cc), w)};
 }
+// The same, rounded.
 inline __m128d table_sin(const Reduced& red, unsigned turn) {
   const DD p = table_sin_pair(red, turn);
   return _mm_add_pd(p.hi, p.lo);

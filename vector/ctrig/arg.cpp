@@ -1,0 +1,59 @@
+// zArg: atan2(im, re) of a double complex.
+//
+// LA and EP (one kernel): the odd polynomial of degree 39 over [0, 1] on
+// t = min(|re|, |im|) / max(|re|, |im|), turned to pi/2 - p where |im| > |re|
+// and to pi - p where re's sign bit is set, im's sign last: the arithmetic of
+// cArg (vector/complex/arg_core.h) without its rounding to single. Elements
+// with a part zero, infinite or NaN, the larger part outside [2^-900, 2^960]
+// or the parts 2^60 or more apart go to the scalar function of cArg in double.
+//
+// HA: the double Atan2 of the inverse circular family at HA (invtrig_core.h):
+// t as a pair, atan t from its interval table as a pair, the branch angle
+// added by one Fast2Sum. Elements with a part outside [2^-1019, 2^993) (zero,
+// subnormal, huge, infinite, NaN) go to its scalar atan2 (atan2_full.h),
+// which scales finite parts to exponent 0. Arg reports nothing.
+#include <emmintrin.h>
+
+#include "vector/complex/arg_core.h"
+#include "vector/complex/ckernel.h"
+#include "vector/invtrig/atan2_full.h"
+
+namespace zev::vk::cx {
+namespace {
+
+template <bool HA>
+struct ZArg {
+  using R = double;
+  using C = zev_complex16;
+  using V = __m128d;
+  static constexpr int kIn = 1;
+  static constexpr bool kRealOut = true;
+  static constexpr const char* kName = "vzArg";
+  static unsigned eval(const V (&a)[4], const V (&)[4], V (&r)[2]) {
+    unsigned mask = 0;
+    for (int h = 0; h < 2; ++h) {
+      V x, y, special;
+      split_parts(a[2 * h], a[2 * h + 1], x, y);
+      if constexpr (HA) {
+        special = _mm_or_pd(invtrig::atan_special(x), invtrig::atan_special(y));
+        r[h] = invtrig::atan2_d<Level::HA, false>(y, x);
+      } else {
+        r[h] = arg_core(x, y, special);
+      }
+      mask |= soa_mask(special) << (2 * h);
+    }
+    return mask;
+  }
+  static int scalar(const C* a, const C*, R* r) {
+    *r = HA ? invtrig::atan2_one<false>(a->im, a->re) : arg_full(a->re, a->im);
+    return 0;
+  }
+};
+
+}  // namespace
+}  // namespace zev::vk::cx
+
+using namespace zev::vk::cx;
+
+ZEV_CKERNELS(zArg, laep, ZArg<false>)
+ZEV_CKERNELS(zArg, ha, ZArg<true>)
