@@ -237,6 +237,13 @@ void measure_level(const CRow& row, const std::vector<CPoint>& p, void* fn, void
       }
       continue;
     }
+    if (std::isnan(gr) || std::isnan(gi) || std::isinf(gr) || std::isinf(gi)) {
+      // A finite exact value from finite inputs: no NaN or infinite part.
+      ++res.special_mismatches;
+      if (res.special_examples.size() < 4) res.special_examples.push_back({0, {{q.ar, q.br}, gr, wr}});
+      if (res.note.empty()) res.note = "class mismatch at " + text();
+      continue;
+    }
     const CError e = cerror<R>(x, gr, gi);
     // Below the normal range EP is judged against the least normal.
     const double rel_eff = mpfr_get_d(x.abs, MPFR_RNDN) < least ? e.norm * std::ldexp(1.0, 1 - (single ? 24 : 53)) : e.rel;
