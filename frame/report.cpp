@@ -178,15 +178,6 @@ void report_impl(int status, int index, const T* a1, long inca1, const T* a2, lo
 
 }  // namespace
 
-void report_unbuilt(char precision, const char* name) {
-  switch (precision) {
-    case 's': vqm_report_s(-2, 0, nullptr, nullptr, nullptr, nullptr, name); break;
-    case 'd': vqm_report_d(-2, 0, nullptr, nullptr, nullptr, nullptr, name); break;
-    case 'c': vqm_report_c(-2, 0, nullptr, nullptr, nullptr, nullptr, name); break;
-    default: vqm_report_z(-2, 0, nullptr, nullptr, nullptr, nullptr, name); break;
-  }
-}
-
 }  // namespace zev
 
 #define ZEV_DEFINE_REPORTERS(sfx, T)                                                                   \

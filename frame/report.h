@@ -22,9 +22,6 @@ ZEV_REPORTERS(z, zev_complex16)
 
 namespace zev {
 
-// Status -2 under a row's name, from the kernel of a row not built yet.
-void report_unbuilt(char precision, const char* name);
-
 // Typed access to the reporter of an element type, for the kernel shapes.
 inline void report(int st, int i, const float* a1, const float* a2, float* r1, float* r2, const char* n) {
   vqm_report_s(st, i, a1, a2, r1, r2, n);

@@ -29,13 +29,6 @@ void on_fresh_thread(F f) {
   std::thread(f).join();
 }
 
-bool built(void (*k)(int, const float*, float*)) {
-  float x = 1.0f, r;
-  zev_vqm_kernel_ClearErrStatus();
-  k(1, &x, &r);
-  return zev_vqm_kernel_ClearErrStatus() != -2;
-}
-
 struct Seen {
   int calls = 0;
   zev_vqm_error_record last{};
@@ -57,7 +50,6 @@ int watcher(zev_vqm_error_record* e) {
 const float kExpIn[8] = {0.5f, 1.0f, 88.73f, 2.0f, -104.0f, 0.25f, 3.0f, -1.0f};
 
 TEST(Report, DefaultModeSetsStatusErrnoAndCallback) {
-  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
   on_fresh_thread([] {
     zev_vqm_kernel_SetErrorCallBack(watcher);
     float r[8];
@@ -78,7 +70,6 @@ TEST(Report, DefaultModeSetsStatusErrnoAndCallback) {
 }
 
 TEST(Report, NoErrAndIgnoreModes) {
-  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
   on_fresh_thread([] {
     zev_vqm_kernel_SetErrorCallBack(watcher);
     zev_vqm_kernel_SetErrStatus(-77);
@@ -100,7 +91,6 @@ TEST(Report, NoErrAndIgnoreModes) {
 }
 
 TEST(Report, CallbackAnswerDecidesTheWriteBack) {
-  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
   on_fresh_thread([] {
     zev_vqm_kernel_SetErrorCallBack(watcher);
     float r[8];
@@ -132,7 +122,6 @@ TEST(Report, CallbackAnswerDecidesTheWriteBack) {
 }
 
 TEST(Report, InterfaceInputShiftsTheIndex) {
-  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
   on_fresh_thread([] {
     zev_vqm_kernel_SetErrorCallBack(watcher);
     float whole[20] = {};
@@ -147,7 +136,6 @@ TEST(Report, InterfaceInputShiftsTheIndex) {
 }
 
 TEST(Report, LnDomainAndPole) {
-  if (!built(_vqmsLn)) GTEST_SKIP() << "sLn not built yet";
   on_fresh_thread([] {
     const float in[3] = {0.0f, 2.0f, -1.0f};
     float r[3];
@@ -168,7 +156,6 @@ uint16_t x87_status() {
 }
 
 TEST(Report, ExceptModeLeavesTheX87Flag) {
-  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
   on_fresh_thread([] {
     __asm__ volatile("fnclex");
     const float in[1] = {100.0f};
@@ -181,7 +168,6 @@ TEST(Report, ExceptModeLeavesTheX87Flag) {
 
 // Standard error: the first line by status, then the value lines.
 TEST(Report, StderrLines) {
-  if (!built(_vqmsExp)) GTEST_SKIP() << "sExp not built yet";
   on_fresh_thread([] {
     zev_vqm_kernel_SetMode(0x400);
     const float in[4] = {1, 2, 3, 100.0f};
@@ -234,20 +220,6 @@ TEST(Report, UnfilledRecordFieldsAreZero) {
       for (size_t i = strlen(seen.last.name); i < sizeof seen.last.name; ++i)
         ASSERT_EQ(seen.last.name[i], 0) << "name byte " << i;
     }
-  });
-}
-
-// Status -2 (rows not built) is reported with the name only.
-TEST(Report, AccessStatusCarriesNameOnly) {
-  on_fresh_thread([] {
-    zev_vqm_kernel_SetErrorCallBack(watcher);
-    seen.last.a1 = 12345.0;
-    float x = 1, r = 7;
-    _vqmsLGamma(1, &x, &r);  // a family scheduled late
-    if (zev_vqm_kernel_GetErrStatus() != -2) GTEST_SKIP() << "sLGamma is built";
-    EXPECT_EQ(seen.last.status, -2);
-    EXPECT_EQ(std::string(seen.last.name), "vsLGamma");
-    EXPECT_EQ(r, 7.0f);
   });
 }
 
