@@ -14,6 +14,7 @@
 #include <cmath>
 
 #include "vector/hyperbolic/hyp_common.h"
+#include "vector/hyperbolic/hyp_single.h"
 #include "vector/shape.h"
 
 namespace zev::vk {
@@ -216,9 +217,9 @@ struct DCoshP : Blocks<double, 8> {
 
 // ---- sSinh, sCosh ------------------------------------------------------------------
 //
-// In double, two lanes at a time, from the 128-row table: the double
-// arithmetic leaves errors far below a single's ulp, so the levels differ only
-// in the degree of the polynomials.
+// HA in double, two lanes at a time, from the 128-row table: the double
+// arithmetic leaves errors far below a single's ulp. LA and EP in single
+// arithmetic, four lanes at a time (hyp_single.h).
 
 struct SHypConst {
   __m128d log2e, shift, l1, l2, s3, s5, c2, c4;
@@ -237,9 +238,9 @@ alignas(16) const SHypConst kSHyp = {
 // |x| of a single above 89 (sinh and cosh overflow at 89.41599), NaN, infinities.
 constexpr I4 kSHypBound = i4(0x42B20000);
 
-// sinh a (Cosh false) or cosh a (Cosh true) for 0 <= a <= 89.5 in double.
-// Degree 5 at HA, 3 at LA, 1 at EP for sinh r; 4, 2, 2 for cosh r - 1.
-template <Level L, bool Cosh>
+// sinh a (Cosh false) or cosh a (Cosh true) for 0 <= a <= 89.5 in double:
+// degree 5 for sinh r, 4 for cosh r - 1.
+template <bool Cosh>
 inline __m128d sinhcosh_d(__m128d a) {
   const SHypConst& c = kSHyp;
   const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
@@ -251,18 +252,12 @@ inline __m128d sinhcosh_d(__m128d a) {
   pow2_pair<7>(t, up, down);
   const double* r0 = coshTable128[j[0]];
   const double* r1 = coshTable128[j[1]];
-  __m128d p = _mm_loadh_pd(_mm_load_sd(r0), r1);
-  if constexpr (L == Level::HA) p = _mm_add_pd(p, _mm_loadh_pd(_mm_load_sd(r0 + 1), r1 + 1));
+  __m128d p = _mm_add_pd(_mm_loadh_pd(_mm_load_sd(r0), r1), _mm_loadh_pd(_mm_load_sd(r0 + 1), r1 + 1));
   p = _mm_mul_pd(p, up);
   const __m128d m = _mm_mul_pd(_mm_loadh_pd(_mm_load_sd(r0 + 2), r1 + 2), down);
   const __m128d z = _mm_mul_pd(r, r);
-  __m128d sr = r;
-  if constexpr (L == Level::HA)
-    sr = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), _mm_add_pd(c.s3, _mm_mul_pd(z, c.s5))));
-  else if constexpr (L == Level::LA)
-    sr = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), c.s3));
-  const __m128d cr =
-      L == Level::HA ? _mm_mul_pd(z, _mm_add_pd(c.c2, _mm_mul_pd(z, c.c4))) : _mm_mul_pd(z, c.c2);
+  const __m128d sr = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), _mm_add_pd(c.s3, _mm_mul_pd(z, c.s5))));
+  const __m128d cr = _mm_mul_pd(z, _mm_add_pd(c.c2, _mm_mul_pd(z, c.c4)));
   // sinh a = A cosh r + B sinh r with A = P - M, B = P + M; cosh swaps them.
   const __m128d diff = _mm_sub_pd(p, m), sum = _mm_add_pd(p, m);
   const __m128d aa = Cosh ? sum : diff, bb = Cosh ? diff : sum;
@@ -283,7 +278,7 @@ int shyp_scalar(const float* in, float* out) {
     *out = Cosh ? overflow_f() : std::copysign(overflow_f(), x);
     return 3;
   }
-  const double y = lane([](__m128d v) { return sinhcosh_d<Level::HA, Cosh>(v); }, ax);
+  const double y = lane([](__m128d v) { return sinhcosh_d<Cosh>(v); }, ax);
   if (y > static_cast<double>(FLT_MAX) * (1.0 + 0x1p-25)) {  // rounds past the largest single
     *out = Cosh ? overflow_f() : std::copysign(overflow_f(), x);
     return 3;
@@ -292,13 +287,28 @@ int shyp_scalar(const float* in, float* out) {
   return 0;
 }
 
+// LA and EP: special lanes compute on 0 instead, so that nothing raises a flag.
 template <Level L, bool Cosh>
-struct SHypP : Blocks<float, 16> {
+struct SHypSingle : Blocks<float, 16> {
+  static constexpr const char* kName = Cosh ? "vsCosh" : "vsSinh";
+  static __m128 one(__m128 x, __m128& special) {
+    const __m128 ax = abs_of(x);
+    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), iv(kSHypBound)));
+    const __m128 y = hyp_value<Cosh>(hyp_parts<L>(_mm_andnot_ps(special, ax)));
+    return Cosh ? y : _mm_or_ps(y, sign_of(x));
+  }
+  static int scalar(const float* a, float* r) { return shyp_scalar<Cosh>(a, r); }
+};
+template <Level L, bool Cosh>
+using SHypSingleP = BlockOf<SHypSingle<L, Cosh>>;
+
+template <bool Cosh>
+struct SHypHAP : Blocks<float, 16> {
   static constexpr const char* kName = Cosh ? "vsCosh" : "vsSinh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
     special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), iv(kSHypBound)));
-    const __m128 y = narrow(sinhcosh_d<L, Cosh>(widen_lo(ax)), sinhcosh_d<L, Cosh>(widen_hi(ax)));
+    const __m128 y = narrow(sinhcosh_d<Cosh>(widen_lo(ax)), sinhcosh_d<Cosh>(widen_hi(ax)));
     return Cosh ? y : _mm_or_ps(y, sign_of(x));
   }
   static int scalar(const float* a, float* r) { return shyp_scalar<Cosh>(a, r); }
@@ -313,9 +323,9 @@ using namespace zev::vk;
 ZEV_KERNELS(dSinh, ha, DSinhP<true>)
 ZEV_KERNELS(dSinh, laep, DSinhP<false>)
 ZEV_KERNELS(dCosh, lahaep, DCoshP)
-ZEV_KERNELS(sSinh, ha, SHypP<Level::HA, false>)
-ZEV_KERNELS(sSinh, la, SHypP<Level::LA, false>)
-ZEV_KERNELS(sSinh, ep, SHypP<Level::EP, false>)
-ZEV_KERNELS(sCosh, ha, SHypP<Level::HA, true>)
-ZEV_KERNELS(sCosh, la, SHypP<Level::LA, true>)
-ZEV_KERNELS(sCosh, ep, SHypP<Level::EP, true>)
+ZEV_KERNELS(sSinh, ha, SHypHAP<false>)
+ZEV_KERNELS(sSinh, la, SHypSingleP<Level::LA, false>)
+ZEV_KERNELS(sSinh, ep, SHypSingleP<Level::EP, false>)
+ZEV_KERNELS(sCosh, ha, SHypHAP<true>)
+ZEV_KERNELS(sCosh, la, SHypSingleP<Level::LA, true>)
+ZEV_KERNELS(sCosh, ep, SHypSingleP<Level::EP, true>)
