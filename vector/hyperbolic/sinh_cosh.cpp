@@ -22,6 +22,19 @@ namespace {
 
 using namespace hyp;
 
+// 2^m and 2^-m as pow2_pair gives them, but 2^-m is +0 from m = 960 on: there
+// the terms it scales are below 2^-1900 of the result, and as subnormal
+// products (the low parts of the table reach them from m = 968) they would
+// cost a microcode assist each. 2^-m is built as 2^(-m-63), by a saturating
+// 16-bit subtraction from the exponent field 960, times 2^63.
+template <int IndexBits>
+inline void pow2_pair_cut(__m128d t, __m128d& up, __m128d& down) {
+  const __m128i m = _mm_slli_epi64(_mm_srli_epi64(_mm_castpd_si128(t), IndexBits), 52);
+  up = _mm_castsi128_pd(_mm_add_epi64(_mm_set1_epi64x(0x3FF0000000000000ll), m));
+  const __m128d cut = _mm_castsi128_pd(_mm_subs_epu16(_mm_set1_epi64x(960ll << 52), m));
+  down = _mm_mul_pd(cut, _mm_set1_pd(0x1p63));
+}
+
 // ---- dSinh -----------------------------------------------------------------------
 
 struct DSinhConst {
@@ -59,7 +72,7 @@ inline __m128d sinh_abs(__m128d a) {
   unsigned j[2];
   rows2(t, 15, j);
   __m128d up, down;
-  pow2_pair<4>(t, up, down);
+  pow2_pair_cut<4>(t, up, down);
   if constexpr (Split) {
     up = _mm_castsi128_pd(_mm_sub_epi64(_mm_castpd_si128(up), _mm_set1_epi64x(2ll << 52)));
     down = _mm_setzero_pd();
@@ -123,12 +136,31 @@ int dsinh_scalar(const double* in, double* out) {
   return std::isinf(y) ? 3 : 0;
 }
 
+// Flagged lanes of |x| from the flag limit up to just below the overflow
+// limit 710.475860073944 (high word 0x408633CE).
+constexpr Range32 kDSinhWide = range32(0x4084EE34u, 0x408633CDu);
+
+// A vector with flagged lanes first settles those of the wide range in place,
+// by the very split arithmetic of the scalar function (the same bits); only
+// NaN, infinities, tiny lanes and those at the overflow limit and beyond
+// reach the scalar function.
 template <bool Full>
 struct DSinhP : Blocks<double, 8> {
   static constexpr const char* kName = "vdSinh";
   static __m128d eval(__m128d x, __m128d& special) {
-    special = _mm_castsi128_pd(outside(abs_high_words(x), kDSinhRange));
-    return _mm_or_pd(sinh_abs<Full>(abs_of(x)), sign_of(x));
+    const __m128i hw = abs_high_words(x);
+    special = _mm_castsi128_pd(outside(hw, kDSinhRange));
+    const __m128d ax = abs_of(x);
+    __m128d y = sinh_abs<Full>(ax);
+    if (__builtin_expect(_mm_movemask_pd(special) != 0, 0)) {
+      const __m128d wide = _mm_andnot_pd(_mm_castsi128_pd(outside(hw, kDSinhWide)), special);
+      if (_mm_movemask_pd(wide) != 0) {
+        const __m128d split = _mm_mul_pd(sinh_abs<true, true>(_mm_and_pd(wide, ax)), _mm_set1_pd(4.0));
+        y = _mm_or_pd(_mm_and_pd(wide, split), _mm_andnot_pd(wide, y));
+        special = _mm_andnot_pd(wide, special);
+      }
+    }
+    return _mm_or_pd(y, sign_of(x));
   }
   static int scalar(const double* a, double* r) { return dsinh_scalar(a, r); }
 };
@@ -162,7 +194,7 @@ inline __m128d cosh_abs(__m128d a) {
   unsigned j[2];
   rows2(t, 127, j);
   __m128d up, down;
-  pow2_pair<7>(t, up, down);
+  pow2_pair_cut<7>(t, up, down);
   const double* r0 = coshTable128[j[0]];
   const double* r1 = coshTable128[j[1]];
   const __m128d phi = _mm_mul_pd(_mm_loadh_pd(_mm_load_sd(r0), r1), up);
