@@ -231,12 +231,15 @@ alignas(16) const TailConst kTail = {
     .t1 = d2(0.041918933810116472),
 };
 
-enum class TailForm { Full, Plain, Short };
+enum class TailForm { Full, Plain, Short, Tiny, Least };
 
 // Erfc (Cdf false) or CdfNorm (Cdf true) in the table's scale, then 2^-128.
 // Full: the product G d in two parts and the sum T - G d compensated, so that
 // the result keeps full accuracy where G d is a fair part of T (deep tail).
 // Plain: the same polynomial in plain arithmetic. Short: a shorter polynomial.
+// For the single range (|u| <= 0.04, v <= 2^-16): Tiny, I - 1 to u^3 and v,
+// whose first term left out is below 2^-21 of I (sErfc LA, within an ulp);
+// Least, I - 1 to u^2, below 2^-15 (sErfc EP).
 template <bool Cdf, TailForm F>
 inline __m128d tail_core(__m128d x) {
   const TailConst& k = kTail;
@@ -264,7 +267,11 @@ inline __m128d tail_core(__m128d x) {
   (void)pad;
   // P' = I(u, v) - 1
   __m128d pp;
-  if constexpr (F == TailForm::Short) {
+  if constexpr (F == TailForm::Least) {
+    pp = mul(u, sub(mul(u, k.u2.pd()), k.one.pd()));
+  } else if constexpr (F == TailForm::Tiny) {
+    pp = add(mul(u, sub(mul(u, add(k.u2.pd(), mul(u, k.u3.pd()))), k.one.pd())), mul(v, k.v0.pd()));
+  } else if constexpr (F == TailForm::Short) {
     const __m128d pu = add(k.u2.pd(), mul(u, add(k.u3.pd(), mul(u, add(k.u4.pd(), mul(u, add(k.u5.pd(), mul(u, k.u6.pd()))))))));
     const __m128d pv = add(k.v0.pd(), mul(u, add(k.v1.pd(), mul(u, add(k.v2.pd(), mul(u, k.v3.pd()))))));
     pp = add(mul(u, sub(mul(u, pu), k.one.pd())), mul(v, add(pv, mul(v, k.w0.pd()))));
@@ -506,8 +513,8 @@ ZEV_KERNELS(sErf, la, ErfSingle<true>)
 ZEV_KERNELS(sErf, ep, ErfSingle<false>)
 ZEV_KERNELS(dErfc, lahaep, TailD<false, TailForm::Full>)
 ZEV_KERNELS(sErfc, ha, TailS<false, TailForm::Full>)
-ZEV_KERNELS(sErfc, la, TailS<false, TailForm::Plain>)
-ZEV_KERNELS(sErfc, ep, TailS<false, TailForm::Short>)
+ZEV_KERNELS(sErfc, la, TailS<false, TailForm::Tiny>)
+ZEV_KERNELS(sErfc, ep, TailS<false, TailForm::Least>)
 ZEV_KERNELS(dCdfNorm, ha, TailD<true, TailForm::Full>)
 ZEV_KERNELS(dCdfNorm, la, TailD<true, TailForm::Plain>)
 ZEV_KERNELS(dCdfNorm, ep, TailD<true, TailForm::Short>)

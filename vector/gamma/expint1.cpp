@@ -39,7 +39,10 @@ using namespace expk;
 // E1 of a finite x > 0 in the extended format.
 LD e1_ext(LD x) {
   if (x < 2.5L) return (-kExt.euler - log(x)) - x * horner(kE1Series, x);
-  if (x > 12000) return pow2(-16000);  // below every format
+  // From 1000 on E1 < e^-x / x is below 2^-1450, far under half the least
+  // double: a value below every format stands for it. (The exponential is
+  // not asked: its scale 2^k leaves the format's exponent range near 11356.)
+  if (x > 1000) return pow2(-16000);
   const int depth = x < 3 ? 65 : x < 4 ? 55 : x < 6 ? 43 : x < 8 ? 31 : x < 12 ? 24 : x < 16 ? 18
                   : x < 24 ? 15 : x < 32 ? 12 : x < 64 ? 10 : x < 128 ? 8 : 7;
   LD t = 0;

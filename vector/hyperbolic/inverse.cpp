@@ -9,14 +9,16 @@
 // 1 + w with w = 2a/(1 - a) rounded once, whose logarithm is that of a sum;
 // at EP one rounded quotient and the short logarithm. Below 2^-6 (2^-12 at
 // EP) the Taylor series takes over.
-// Single rows: in double, two lanes at a time, with the single logarithm
-// core, and odd polynomials for small |x| where 1 + x would lose x's bits.
+// Single rows at HA: in double, two lanes at a time, with the single
+// logarithm core, and odd polynomials for small |x| where 1 + x would lose
+// x's bits. At LA and EP: in single arithmetic, four lanes at a time (below).
 //
 // Measured worst errors: docs/accuracy_hyperbolic.md.
 #include <cmath>
 #include <limits>
 
 #include "vector/hyperbolic/hyp_common.h"
+#include "vector/hyperbolic/hyp_single.h"
 #include "vector/hyperbolic/inverse_core.h"
 #include "vector/shape.h"
 
@@ -176,7 +178,7 @@ struct DAtanhP : Blocks<double, 8> {
   static int scalar(const double* a, double* r) { return atanh_scalar(a, r); }
 };
 
-// ---- single rows, in double -------------------------------------------------------------
+// ---- single rows at HA, in double ----------------------------------------------------
 
 struct SInvConst {
   __m128d one, two, half, small, sixth, third, lim;
@@ -191,39 +193,133 @@ alignas(16) const SInvConst kSInv = {
     .lim = dc(0x1p-12),
 };
 
-// The logarithm of the single rows by level: degree 4 at HA, 3 at LA and EP.
-template <Level L>
-inline __m128d slog(__m128d x) {
-  return log_s<L == Level::HA ? 4 : 3>(x);
-}
+// The logarithm of the single rows at HA: degree 4.
+inline __m128d slog(__m128d x) { return log_s<4>(x); }
 
-template <Level L>
 inline __m128d asinh_sd(__m128d a) {
   const SInvConst& c = kSInv;
   const __m128d a2 = _mm_mul_pd(a, a);
-  const __m128d big = slog<L>(_mm_add_pd(a, _mm_sqrt_pd(_mm_add_pd(a2, c.one))));
+  const __m128d big = slog(_mm_add_pd(a, _mm_sqrt_pd(_mm_add_pd(a2, c.one))));
   const __m128d poly = _mm_sub_pd(a, _mm_mul_pd(_mm_mul_pd(a, a2), c.sixth));
   const __m128d m = _mm_cmplt_pd(a, c.small);
   return _mm_or_pd(_mm_and_pd(m, poly), _mm_andnot_pd(m, big));
 }
 
-template <Level L>
 inline __m128d acosh_sd(__m128d x) {
   const SInvConst& c = kSInv;
   const __m128d t = _mm_sub_pd(x, c.one);  // exact for a single x
   const __m128d q = _mm_mul_pd(t, _mm_add_pd(t, c.two));
-  return slog<L>(_mm_add_pd(x, _mm_sqrt_pd(q)));
+  return slog(_mm_add_pd(x, _mm_sqrt_pd(q)));
 }
 
-template <Level L>
 inline __m128d atanh_sd(__m128d a) {
   const SInvConst& c = kSInv;
   const __m128d q = _mm_div_pd(_mm_add_pd(c.one, a), _mm_sub_pd(c.one, a));  // 1 +- a exact
-  const __m128d big = _mm_mul_pd(c.half, slog<L>(q));
+  const __m128d big = _mm_mul_pd(c.half, slog(q));
   const __m128d a2 = _mm_mul_pd(a, a);
   const __m128d poly = _mm_add_pd(a, _mm_mul_pd(_mm_mul_pd(a, a2), c.third));
   const __m128d m = _mm_cmplt_pd(a, c.small);
   return _mm_or_pd(_mm_and_pd(m, poly), _mm_andnot_pd(m, big));
+}
+
+// ---- single rows at LA and EP, in single arithmetic ---------------------------------
+//
+// Four lanes at a time. Each function is log1p of a u >= 0 formed without
+// cancellation (or, for Acosh, the logarithm of a sum held as two parts): w = 1 + u rounded, with its exact error c (Fast2Sum of the
+// larger and the smaller), so that log1p u = log(w + c); then w = 2^k z with
+// z in [z0, 2 z0) from the bits, f = z - 1 exact, and log(w + c) =
+// k ln2 + log1p(f + c 2^-k), whose f + c 2^-k keeps u's bits when u is small.
+//   asinh a = log1p(a + a^2 / (1 + sqrt(a^2 + 1)))
+//   atanh a = log1p(2a / (1 - a)) / 2   (1 - a rounded at most half an ulp of 1)
+//   acosh x = log(x + s) with s = sqrt(t (t + 2)), t = x - 1 exact; x + s is
+//             formed as w and c directly (x >= s)
+// LA: log1p f = f + f^2 Q(f), Q of degree 7 (2^-25.2 relative, the log
+// family's fit for z0 = 0.666809); EP: f + f^2 P(f), P of degree 4 (2^-15.9,
+// z0 = 0.681641).
+namespace sfit {
+#include "vector/log/log_poly.inc"
+#include "vector/log/log_single_poly.inc"
+}  // namespace sfit
+
+struct SLogConst {
+  __m128 one, ln2hi, ln2lo, ln2;
+};
+alignas(16) const SLogConst kSLog = {
+    .one = expk::f4(1.0f),
+    .ln2hi = expk::f4(0x1.62e4p-1f),       // ln2, high part of 15 bits: k ln2hi exact for k < 2^9
+    .ln2lo = expk::f4(0x1.7f7d1cp-20f),    // ln2 - ln2hi
+    .ln2 = expk::f4(0.693147182f),         // EP
+};
+
+// log(w + c) for 1 <= w < 2^127 (so k <= 127) and |c| at most half an ulp of
+// w; without Corr, log w.
+template <Level L, bool Corr = true>
+inline __m128 slog_corr(__m128 w, __m128 c) {
+  const SLogConst& k = kSLog;
+  const __m128i ix = _mm_castps_si128(w);
+  const __m128i tmp = _mm_sub_epi32(ix, _mm_set1_epi32(L == Level::EP ? 0x3F2E8000 : 0x3F2AB400));
+  const __m128i kb = _mm_and_si128(tmp, _mm_set1_epi32(static_cast<int>(0xFF800000u)));
+  const __m128 kf = _mm_cvtepi32_ps(_mm_srai_epi32(tmp, 23));
+  __m128 f = _mm_sub_ps(_mm_castsi128_ps(_mm_sub_epi32(ix, kb)), k.one);
+  if constexpr (Corr) {
+    const __m128 scale = _mm_castsi128_ps(_mm_sub_epi32(_mm_set1_epi32(0x3F800000), kb));  // 2^-k, 0 at k = 127
+    f = _mm_add_ps(f, _mm_mul_ps(c, scale));
+  }
+  const __m128 f2 = _mm_mul_ps(f, f);
+  if constexpr (L == Level::EP) {
+    const auto& P = sfit::kLogEpPoly;
+    __m128 p = _mm_set1_ps(static_cast<float>(P[4]));
+    for (int i = 3; i >= 0; --i) p = _mm_add_ps(_mm_set1_ps(static_cast<float>(P[i])), _mm_mul_ps(f, p));
+    return _mm_add_ps(_mm_mul_ps(kf, k.ln2), _mm_add_ps(f, _mm_mul_ps(f2, p)));
+  } else {
+    const auto& Q = sfit::kSLogQLa;
+    auto c1 = [](float v) { return _mm_set1_ps(v); };
+    auto pair = [&](int i) { return _mm_add_ps(c1(Q[i]), _mm_mul_ps(f, c1(Q[i + 1]))); };
+    const __m128 hi = _mm_add_ps(pair(5), _mm_mul_ps(f2, c1(Q[7])));
+    const __m128 r = _mm_add_ps(_mm_add_ps(pair(1), _mm_mul_ps(f2, pair(3))), _mm_mul_ps(_mm_mul_ps(f2, f2), hi));
+    const __m128 t = _mm_mul_ps(f2, _mm_add_ps(c1(Q[0]), _mm_mul_ps(f, r)));
+    return _mm_add_ps(_mm_mul_ps(kf, k.ln2hi), _mm_add_ps(f, _mm_add_ps(_mm_mul_ps(kf, k.ln2lo), t)));
+  }
+}
+
+// log1p u for u >= 0 below 2^127.
+template <Level L>
+inline __m128 slog1p(__m128 u) {
+  const __m128 big = _mm_max_ps(u, kSLog.one), small = _mm_min_ps(u, kSLog.one);
+  const __m128 w = _mm_add_ps(big, small);
+  return slog_corr<L>(w, _mm_add_ps(_mm_sub_ps(big, w), small));
+}
+
+// asinh a for 0 <= a < 2^126: u = a + a^2 / (1 + sqrt(a^2 + 1)), the second
+// term rounded twice and below a / 2. From 2^40 on a^2 is held to 2^80 and
+// the second term taken as a - 1 (that is, a: u = 2a to the last bit).
+template <Level L>
+inline __m128 asinh_sf(__m128 a) {
+  const __m128 am = _mm_min_ps(a, _mm_set1_ps(0x1p40f));
+  const __m128 a2 = _mm_mul_ps(am, am);
+  const __m128 g = _mm_div_ps(a2, _mm_add_ps(kSLog.one, _mm_sqrt_ps(_mm_add_ps(a2, kSLog.one))));
+  return slog1p<L>(_mm_add_ps(a, _mm_max_ps(g, _mm_sub_ps(a, kSLog.one))));
+}
+
+// atanh a for 0 <= a < 1.
+template <Level L>
+inline __m128 atanh_sf(__m128 a) {
+  const __m128 u = _mm_div_ps(_mm_add_ps(a, a), _mm_sub_ps(kSLog.one, a));
+  return _mm_mul_ps(_mm_set1_ps(0.5f), slog1p<L>(u));
+}
+
+// acosh x for 1 <= x < 2^126. From 2^40 on t (t + 2) is held to 2^80 and s
+// taken as t (x - 1 is x there, and x + x is the argument to the last bit).
+// EP leaves out the correction: x + s rounded costs at most 2^-13 of the
+// result, next to 1.
+template <Level L>
+inline __m128 acosh_sf(__m128 x) {
+  const __m128 t = _mm_sub_ps(x, kSLog.one);
+  const __m128 tc = _mm_min_ps(t, _mm_set1_ps(0x1p40f));
+  const __m128 s = _mm_max_ps(_mm_sqrt_ps(_mm_mul_ps(tc, _mm_add_ps(tc, _mm_set1_ps(2.0f)))), t);
+  const __m128 w = _mm_add_ps(x, s);
+  if constexpr (L == Level::EP) return slog_corr<L, false>(w, w);
+  return slog_corr<L>(w, _mm_add_ps(_mm_sub_ps(x, w), s));
 }
 
 int sasinh_scalar(const float* a, float* r) {
@@ -235,39 +331,95 @@ int sasinh_scalar(const float* a, float* r) {
 // Specials: Asinh NaN and infinities; Acosh x <= 1 (and negative, NaN),
 // infinities; Atanh |x| >= 1 and NaN. Special lanes compute on a harmless
 // value, so that nothing raises a flag.
-template <Level L>
-struct SAsinhP : Blocks<float, 16> {
+struct SAsinhHAP : Blocks<float, 16> {
   static constexpr const char* kName = "vsAsinh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
     special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x7F7FFFFF)));
     const __m128 a = _mm_andnot_ps(special, ax);
-    const __m128 y = narrow(asinh_sd<L>(widen_lo(a)), asinh_sd<L>(widen_hi(a)));
+    const __m128 y = narrow(asinh_sd(widen_lo(a)), asinh_sd(widen_hi(a)));
     return _mm_or_ps(y, sign_of(x));
   }
   static int scalar(const float* a, float* r) { return sasinh_scalar(a, r); }
 };
 
-template <Level L>
-struct SAcoshP : Blocks<float, 16> {
+struct SAcoshHAP : Blocks<float, 16> {
   static constexpr const char* kName = "vsAcosh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 one = _mm_set1_ps(1.0f);
     special = _mm_or_ps(_mm_cmpngt_ps(x, one), _mm_cmpnle_ps(x, _mm_set1_ps(std::numeric_limits<float>::max())));
     const __m128 xs = _mm_or_ps(_mm_and_ps(special, _mm_set1_ps(2.0f)), _mm_andnot_ps(special, x));
-    return narrow(acosh_sd<L>(widen_lo(xs)), acosh_sd<L>(widen_hi(xs)));
+    return narrow(acosh_sd(widen_lo(xs)), acosh_sd(widen_hi(xs)));
   }
   static int scalar(const float* a, float* r) { return acosh_scalar(a, r); }
 };
 
+// Scalar function of sAsinh at LA and EP: from 2^126 on the result comes from
+// the HA arithmetic in double.
+int sasinh_scalar_wide(const float* a, float* r) {
+  const float x = *a;
+  if (std::isnan(x) || std::isinf(x)) return sasinh_scalar(a, r);
+  *r = std::copysign(static_cast<float>(lane([](__m128d v) { return asinh_sd(v); }, std::fabs(x))), x);
+  return 0;
+}
+
+// Scalar function of sAcosh at LA and EP: from 2^126 on (past the single
+// arithmetic's range) the result comes from the HA arithmetic in double.
+int sacosh_scalar(const float* a, float* r) {
+  const float x = *a;
+  if (x > 1.0f && x <= std::numeric_limits<float>::max()) {
+    *r = static_cast<float>(lane([](__m128d v) { return acosh_sd(v); }, x));
+    return 0;
+  }
+  return acosh_scalar(a, r);
+}
+
+// LA and EP in single arithmetic. Special lanes compute on 1 (Acosh) or 0
+// (Asinh, Atanh) instead, so that nothing raises a flag.
 template <Level L>
-struct SAtanhP : Blocks<float, 16> {
+struct SAsinhSingle : Blocks<float, 16> {
+  static constexpr const char* kName = "vsAsinh";
+  static __m128 one(__m128 x, __m128& special) {
+    const __m128 ax = abs_of(x);
+    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x7E7FFFFF)));
+    return _mm_or_ps(asinh_sf<L>(_mm_andnot_ps(special, ax)), sign_of(x));
+  }
+  static int scalar(const float* a, float* r) { return sasinh_scalar_wide(a, r); }
+};
+
+template <Level L>
+struct SAcoshSingle : Blocks<float, 16> {
+  static constexpr const char* kName = "vsAcosh";
+  static __m128 one(__m128 x, __m128& special) {
+    const __m128i ix = _mm_castps_si128(x);  // ordinary: 1 < x < 2^126
+    special = fv(_mm_or_si128(_mm_cmplt_epi32(ix, _mm_set1_epi32(0x3F800001)),
+                              _mm_cmpgt_epi32(ix, _mm_set1_epi32(0x7E7FFFFF))));
+    return acosh_sf<L>(_mm_max_ps(_mm_andnot_ps(special, x), kSLog.one));
+  }
+  static int scalar(const float* a, float* r) { return sacosh_scalar(a, r); }
+};
+
+template <Level L>
+struct SAtanhSingle : Blocks<float, 16> {
+  static constexpr const char* kName = "vsAtanh";
+  static __m128 one(__m128 x, __m128& special) {
+    const __m128 ax = abs_of(x);
+    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x3F7FFFFF)));
+    return _mm_or_ps(atanh_sf<L>(_mm_andnot_ps(special, ax)), sign_of(x));
+  }
+  static int scalar(const float* a, float* r) { return atanh_scalar(a, r); }
+};
+template <Level L> using SAsinhSingleP = BlockOf<SAsinhSingle<L>>;
+template <Level L> using SAcoshSingleP = BlockOf<SAcoshSingle<L>>;
+template <Level L> using SAtanhSingleP = BlockOf<SAtanhSingle<L>>;
+
+struct SAtanhHAP : Blocks<float, 16> {
   static constexpr const char* kName = "vsAtanh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
     special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x3F7FFFFF)));
     const __m128 a = _mm_andnot_ps(special, ax);
-    const __m128 y = narrow(atanh_sd<L>(widen_lo(a)), atanh_sd<L>(widen_hi(a)));
+    const __m128 y = narrow(atanh_sd(widen_lo(a)), atanh_sd(widen_hi(a)));
     return _mm_or_ps(y, sign_of(x));
   }
   static int scalar(const float* a, float* r) { return atanh_scalar(a, r); }
@@ -286,12 +438,12 @@ ZEV_KERNELS(dAcosh, laep, DAcoshP)
 ZEV_KERNELS(dAtanh, ha, DAtanhP<Level::HA>)
 ZEV_KERNELS(dAtanh, la, DAtanhP<Level::LA>)
 ZEV_KERNELS(dAtanh, ep, DAtanhP<Level::EP>)
-ZEV_KERNELS(sAsinh, ha, SAsinhP<Level::HA>)
-ZEV_KERNELS(sAsinh, la, SAsinhP<Level::LA>)
-ZEV_KERNELS(sAsinh, ep, SAsinhP<Level::EP>)
-ZEV_KERNELS(sAcosh, ha, SAcoshP<Level::HA>)
-ZEV_KERNELS(sAcosh, la, SAcoshP<Level::LA>)
-ZEV_KERNELS(sAcosh, ep, SAcoshP<Level::EP>)
-ZEV_KERNELS(sAtanh, ha, SAtanhP<Level::HA>)
-ZEV_KERNELS(sAtanh, la, SAtanhP<Level::LA>)
-ZEV_KERNELS(sAtanh, ep, SAtanhP<Level::EP>)
+ZEV_KERNELS(sAsinh, ha, SAsinhHAP)
+ZEV_KERNELS(sAsinh, la, SAsinhSingleP<Level::LA>)
+ZEV_KERNELS(sAsinh, ep, SAsinhSingleP<Level::EP>)
+ZEV_KERNELS(sAcosh, ha, SAcoshHAP)
+ZEV_KERNELS(sAcosh, la, SAcoshSingleP<Level::LA>)
+ZEV_KERNELS(sAcosh, ep, SAcoshSingleP<Level::EP>)
+ZEV_KERNELS(sAtanh, ha, SAtanhHAP)
+ZEV_KERNELS(sAtanh, la, SAtanhSingleP<Level::LA>)
+ZEV_KERNELS(sAtanh, ep, SAtanhSingleP<Level::EP>)

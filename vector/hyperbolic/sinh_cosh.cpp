@@ -14,12 +14,26 @@
 #include <cmath>
 
 #include "vector/hyperbolic/hyp_common.h"
+#include "vector/hyperbolic/hyp_single.h"
 #include "vector/shape.h"
 
 namespace zev::vk {
 namespace {
 
 using namespace hyp;
+
+// 2^m and 2^-m as pow2_pair gives them, but 2^-m is +0 from m = 960 on: there
+// the terms it scales are below 2^-1900 of the result, and as subnormal
+// products (the low parts of the table reach them from m = 968) they would
+// cost a microcode assist each. 2^-m is built as 2^(-m-63), by a saturating
+// 16-bit subtraction from the exponent field 960, times 2^63.
+template <int IndexBits>
+inline void pow2_pair_cut(__m128d t, __m128d& up, __m128d& down) {
+  const __m128i m = _mm_slli_epi64(_mm_srli_epi64(_mm_castpd_si128(t), IndexBits), 52);
+  up = _mm_castsi128_pd(_mm_add_epi64(_mm_set1_epi64x(0x3FF0000000000000ll), m));
+  const __m128d cut = _mm_castsi128_pd(_mm_subs_epu16(_mm_set1_epi64x(960ll << 52), m));
+  down = _mm_mul_pd(cut, _mm_set1_pd(0x1p63));
+}
 
 // ---- dSinh -----------------------------------------------------------------------
 
@@ -58,7 +72,7 @@ inline __m128d sinh_abs(__m128d a) {
   unsigned j[2];
   rows2(t, 15, j);
   __m128d up, down;
-  pow2_pair<4>(t, up, down);
+  pow2_pair_cut<4>(t, up, down);
   if constexpr (Split) {
     up = _mm_castsi128_pd(_mm_sub_epi64(_mm_castpd_si128(up), _mm_set1_epi64x(2ll << 52)));
     down = _mm_setzero_pd();
@@ -122,12 +136,31 @@ int dsinh_scalar(const double* in, double* out) {
   return std::isinf(y) ? 3 : 0;
 }
 
+// Flagged lanes of |x| from the flag limit up to just below the overflow
+// limit 710.475860073944 (high word 0x408633CE).
+constexpr Range32 kDSinhWide = range32(0x4084EE34u, 0x408633CDu);
+
+// A vector with flagged lanes first settles those of the wide range in place,
+// by the very split arithmetic of the scalar function (the same bits); only
+// NaN, infinities, tiny lanes and those at the overflow limit and beyond
+// reach the scalar function.
 template <bool Full>
 struct DSinhP : Blocks<double, 8> {
   static constexpr const char* kName = "vdSinh";
   static __m128d eval(__m128d x, __m128d& special) {
-    special = _mm_castsi128_pd(outside(abs_high_words(x), kDSinhRange));
-    return _mm_or_pd(sinh_abs<Full>(abs_of(x)), sign_of(x));
+    const __m128i hw = abs_high_words(x);
+    special = _mm_castsi128_pd(outside(hw, kDSinhRange));
+    const __m128d ax = abs_of(x);
+    __m128d y = sinh_abs<Full>(ax);
+    if (__builtin_expect(_mm_movemask_pd(special) != 0, 0)) {
+      const __m128d wide = _mm_andnot_pd(_mm_castsi128_pd(outside(hw, kDSinhWide)), special);
+      if (_mm_movemask_pd(wide) != 0) {
+        const __m128d split = _mm_mul_pd(sinh_abs<true, true>(_mm_and_pd(wide, ax)), _mm_set1_pd(4.0));
+        y = _mm_or_pd(_mm_and_pd(wide, split), _mm_andnot_pd(wide, y));
+        special = _mm_andnot_pd(wide, special);
+      }
+    }
+    return _mm_or_pd(y, sign_of(x));
   }
   static int scalar(const double* a, double* r) { return dsinh_scalar(a, r); }
 };
@@ -161,7 +194,7 @@ inline __m128d cosh_abs(__m128d a) {
   unsigned j[2];
   rows2(t, 127, j);
   __m128d up, down;
-  pow2_pair<7>(t, up, down);
+  pow2_pair_cut<7>(t, up, down);
   const double* r0 = coshTable128[j[0]];
   const double* r1 = coshTable128[j[1]];
   const __m128d phi = _mm_mul_pd(_mm_loadh_pd(_mm_load_sd(r0), r1), up);
@@ -216,9 +249,9 @@ struct DCoshP : Blocks<double, 8> {
 
 // ---- sSinh, sCosh ------------------------------------------------------------------
 //
-// In double, two lanes at a time, from the 128-row table: the double
-// arithmetic leaves errors far below a single's ulp, so the levels differ only
-// in the degree of the polynomials.
+// HA in double, two lanes at a time, from the 128-row table: the double
+// arithmetic leaves errors far below a single's ulp. LA and EP in single
+// arithmetic, four lanes at a time (hyp_single.h).
 
 struct SHypConst {
   __m128d log2e, shift, l1, l2, s3, s5, c2, c4;
@@ -237,9 +270,9 @@ alignas(16) const SHypConst kSHyp = {
 // |x| of a single above 89 (sinh and cosh overflow at 89.41599), NaN, infinities.
 constexpr I4 kSHypBound = i4(0x42B20000);
 
-// sinh a (Cosh false) or cosh a (Cosh true) for 0 <= a <= 89.5 in double.
-// Degree 5 at HA, 3 at LA, 1 at EP for sinh r; 4, 2, 2 for cosh r - 1.
-template <Level L, bool Cosh>
+// sinh a (Cosh false) or cosh a (Cosh true) for 0 <= a <= 89.5 in double:
+// degree 5 for sinh r, 4 for cosh r - 1.
+template <bool Cosh>
 inline __m128d sinhcosh_d(__m128d a) {
   const SHypConst& c = kSHyp;
   const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
@@ -251,18 +284,12 @@ inline __m128d sinhcosh_d(__m128d a) {
   pow2_pair<7>(t, up, down);
   const double* r0 = coshTable128[j[0]];
   const double* r1 = coshTable128[j[1]];
-  __m128d p = _mm_loadh_pd(_mm_load_sd(r0), r1);
-  if constexpr (L == Level::HA) p = _mm_add_pd(p, _mm_loadh_pd(_mm_load_sd(r0 + 1), r1 + 1));
+  __m128d p = _mm_add_pd(_mm_loadh_pd(_mm_load_sd(r0), r1), _mm_loadh_pd(_mm_load_sd(r0 + 1), r1 + 1));
   p = _mm_mul_pd(p, up);
   const __m128d m = _mm_mul_pd(_mm_loadh_pd(_mm_load_sd(r0 + 2), r1 + 2), down);
   const __m128d z = _mm_mul_pd(r, r);
-  __m128d sr = r;
-  if constexpr (L == Level::HA)
-    sr = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), _mm_add_pd(c.s3, _mm_mul_pd(z, c.s5))));
-  else if constexpr (L == Level::LA)
-    sr = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), c.s3));
-  const __m128d cr =
-      L == Level::HA ? _mm_mul_pd(z, _mm_add_pd(c.c2, _mm_mul_pd(z, c.c4))) : _mm_mul_pd(z, c.c2);
+  const __m128d sr = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), _mm_add_pd(c.s3, _mm_mul_pd(z, c.s5))));
+  const __m128d cr = _mm_mul_pd(z, _mm_add_pd(c.c2, _mm_mul_pd(z, c.c4)));
   // sinh a = A cosh r + B sinh r with A = P - M, B = P + M; cosh swaps them.
   const __m128d diff = _mm_sub_pd(p, m), sum = _mm_add_pd(p, m);
   const __m128d aa = Cosh ? sum : diff, bb = Cosh ? diff : sum;
@@ -283,7 +310,7 @@ int shyp_scalar(const float* in, float* out) {
     *out = Cosh ? overflow_f() : std::copysign(overflow_f(), x);
     return 3;
   }
-  const double y = lane([](__m128d v) { return sinhcosh_d<Level::HA, Cosh>(v); }, ax);
+  const double y = lane([](__m128d v) { return sinhcosh_d<Cosh>(v); }, ax);
   if (y > static_cast<double>(FLT_MAX) * (1.0 + 0x1p-25)) {  // rounds past the largest single
     *out = Cosh ? overflow_f() : std::copysign(overflow_f(), x);
     return 3;
@@ -292,13 +319,28 @@ int shyp_scalar(const float* in, float* out) {
   return 0;
 }
 
+// LA and EP: special lanes compute on 0 instead, so that nothing raises a flag.
 template <Level L, bool Cosh>
-struct SHypP : Blocks<float, 16> {
+struct SHypSingle : Blocks<float, 16> {
+  static constexpr const char* kName = Cosh ? "vsCosh" : "vsSinh";
+  static __m128 one(__m128 x, __m128& special) {
+    const __m128 ax = abs_of(x);
+    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), iv(kSHypBound)));
+    const __m128 y = hyp_value<Cosh>(hyp_parts<L>(_mm_andnot_ps(special, ax)));
+    return Cosh ? y : _mm_or_ps(y, sign_of(x));
+  }
+  static int scalar(const float* a, float* r) { return shyp_scalar<Cosh>(a, r); }
+};
+template <Level L, bool Cosh>
+using SHypSingleP = BlockOf<SHypSingle<L, Cosh>>;
+
+template <bool Cosh>
+struct SHypHAP : Blocks<float, 16> {
   static constexpr const char* kName = Cosh ? "vsCosh" : "vsSinh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
     special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), iv(kSHypBound)));
-    const __m128 y = narrow(sinhcosh_d<L, Cosh>(widen_lo(ax)), sinhcosh_d<L, Cosh>(widen_hi(ax)));
+    const __m128 y = narrow(sinhcosh_d<Cosh>(widen_lo(ax)), sinhcosh_d<Cosh>(widen_hi(ax)));
     return Cosh ? y : _mm_or_ps(y, sign_of(x));
   }
   static int scalar(const float* a, float* r) { return shyp_scalar<Cosh>(a, r); }
@@ -313,9 +355,9 @@ using namespace zev::vk;
 ZEV_KERNELS(dSinh, ha, DSinhP<true>)
 ZEV_KERNELS(dSinh, laep, DSinhP<false>)
 ZEV_KERNELS(dCosh, lahaep, DCoshP)
-ZEV_KERNELS(sSinh, ha, SHypP<Level::HA, false>)
-ZEV_KERNELS(sSinh, la, SHypP<Level::LA, false>)
-ZEV_KERNELS(sSinh, ep, SHypP<Level::EP, false>)
-ZEV_KERNELS(sCosh, ha, SHypP<Level::HA, true>)
-ZEV_KERNELS(sCosh, la, SHypP<Level::LA, true>)
-ZEV_KERNELS(sCosh, ep, SHypP<Level::EP, true>)
+ZEV_KERNELS(sSinh, ha, SHypHAP<false>)
+ZEV_KERNELS(sSinh, la, SHypSingleP<Level::LA, false>)
+ZEV_KERNELS(sSinh, ep, SHypSingleP<Level::EP, false>)
+ZEV_KERNELS(sCosh, ha, SHypHAP<true>)
+ZEV_KERNELS(sCosh, la, SHypSingleP<Level::LA, true>)
+ZEV_KERNELS(sCosh, ep, SHypSingleP<Level::EP, true>)

@@ -1,5 +1,6 @@
-// Tanh in double and single: a piecewise polynomial, no division and no
-// exponential.
+// Tanh in double and single. dTanh and sTanh HA: a piecewise polynomial, no
+// division and no exponential. sTanh LA and EP: sinh over cosh in single
+// arithmetic, four lanes at a time (below).
 //
 // The row of a = |x| comes from its high word: the exponent and three
 // significand bits (mask 0x7FFE0000), less the word of 0.1171875, clamped to
@@ -16,6 +17,7 @@
 #include <cmath>
 
 #include "vector/hyperbolic/hyp_common.h"
+#include "vector/hyperbolic/hyp_single.h"
 #include "vector/shape.h"
 
 namespace zev::vk {
@@ -101,19 +103,34 @@ struct DTanhP : Blocks<double, 8> {
   static int scalar(const double* a, double* r) { return tanh_scalar(a, r); }
 };
 
-// Single: the same rows in double, two lanes at a time; the degree is what
-// the level needs (the EP kernel is the shortest). Single lanes above 2^126
-// share the double rule: the top binade and beyond go out.
-template <int Degree>
-struct STanhP : Blocks<float, 16> {
+// Single HA: the same rows in double, two lanes at a time. Single lanes above
+// 2^126 share the double rule: the top binade and beyond go out.
+struct STanhHAP : Blocks<float, 16> {
   static constexpr const char* kName = "vsTanh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
     __m128d s0, s1;
-    const __m128 y = narrow(tanh_abs<Degree, false>(widen_lo(ax), tanhTableLA, s0),
-                            tanh_abs<Degree, false>(widen_hi(ax), tanhTableLA, s1));
+    const __m128 y = narrow(tanh_abs<10, false>(widen_lo(ax), tanhTableLA, s0),
+                            tanh_abs<10, false>(widen_hi(ax), tanhTableLA, s1));
     special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x7F000000)));
     return _mm_or_ps(y, sign_of(x));
+  }
+  static int scalar(const float* a, float* r) { return tanh_scalar(a, r); }
+};
+
+// Single LA and EP, in single arithmetic four lanes at a time: the quotient
+// of sinh a and cosh a from one reduction (hyp_single.h), a = |x| held to
+// 9.5, beyond which tanh rounds to 1 (there H - L and H + L round alike and
+// the quotient is 1 exactly). Only NaN goes out. EP, with the shorter
+// polynomials, is the shortest kernel of the row.
+template <Level L>
+struct STanhSingleP : Blocks<float, 16> {
+  static constexpr const char* kName = "vsTanh";
+  static __m128 eval(__m128 x, __m128& special) {
+    special = _mm_cmpunord_ps(x, x);
+    const __m128 a = _mm_min_ps(abs_of(x), _mm_set1_ps(9.5f));  // a NaN lane takes 9.5
+    const HypParts p = hyp_parts<L>(a);
+    return _mm_or_ps(_mm_div_ps(hyp_value<false>(p), hyp_value<true>(p)), sign_of(x));
   }
   static int scalar(const float* a, float* r) { return tanh_scalar(a, r); }
 };
@@ -125,6 +142,6 @@ using namespace zev::vk;
 
 ZEV_KERNELS(dTanh, ha, DTanhP<true>)
 ZEV_KERNELS(dTanh, laep, DTanhP<false>)
-ZEV_KERNELS(sTanh, ha, STanhP<10>)
-ZEV_KERNELS(sTanh, la, STanhP<8>)
-ZEV_KERNELS(sTanh, ep, STanhP<5>)
+ZEV_KERNELS(sTanh, ha, STanhHAP)
+ZEV_KERNELS(sTanh, la, STanhSingleP<Level::LA>)
+ZEV_KERNELS(sTanh, ep, STanhSingleP<Level::EP>)
