@@ -103,6 +103,42 @@ TEST(Gaussian, PairsDoNotDependOnTheSplitNorOnSaveAndLoad) {
   }
 }
 
+// Methods that take a fixed number of uniforms a variate give, from a stream
+// skipped ahead by k variates' uniforms, the sequence from variate k on; the
+// one-uniform methods give, from leapfrog member j of m, every m-th variate
+// from j.
+TEST(Gaussian, SkippedAndLeapfroggedStreams) {
+  struct Case {
+    const char* name;
+    int per;  // uniforms a variate
+    int (*draw)(void* s, int n, double* r);
+  };
+  const Case cases[] = {
+      {"Gaussian 0", 2, [](void* s, int n, double* r) { return _vqsdRngGaussian(0, s, n, r, 0.5, 2.0); }},
+      {"Gaussian 2", 1, [](void* s, int n, double* r) { return _vqsdRngGaussian(2, s, n, r, 0.5, 2.0); }},
+      {"Exponential", 1, [](void* s, int n, double* r) { return _vqsdRngExponential(0, s, n, r, 0.0, 3.0); }},
+  };
+  const int total = 2000, skip = 333, m = 5;
+  for (const Case& c : cases) {
+    Stream whole(ZEV_BRNG_MCG31M1, {12345});
+    std::vector<double> all(total);
+    ASSERT_EQ(c.draw(whole, total, all.data()), 0) << c.name;
+    Stream skipped(ZEV_BRNG_MCG31M1, {12345});
+    ASSERT_EQ(__vqsSkipAheadStream(skipped, static_cast<long long>(skip) * c.per), 0);
+    std::vector<double> tail(total - skip);
+    ASSERT_EQ(c.draw(skipped, total - skip, tail.data()), 0) << c.name;
+    for (int i = 0; i < total - skip; ++i) ASSERT_EQ(tail[i], all[skip + i]) << c.name << " skipped, variate " << i;
+    if (c.per != 1) continue;
+    for (int j = 0; j < m; ++j) {
+      Stream member(ZEV_BRNG_MCG31M1, {12345});
+      ASSERT_EQ(__vqsLeapfrogStream(member, j, m), 0);
+      std::vector<double> part(total / m);
+      ASSERT_EQ(c.draw(member, total / m, part.data()), 0) << c.name;
+      for (int i = 0; i < total / m; ++i) ASSERT_EQ(part[i], all[j + i * m]) << c.name << " member " << j << ", " << i;
+    }
+  }
+}
+
 // A callback of the caller's that counts its calls: the wrapper must keep it
 // out of the generator's kernel calls and give it back afterwards.
 int calls = 0;
