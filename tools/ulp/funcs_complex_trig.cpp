@@ -18,36 +18,8 @@ void sin(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_sin(v, a, MPC_RNDNN); }
 void cos(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_cos(v, a, MPC_RNDNN); }
 void sinh(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_sinh(v, a, MPC_RNDNN); }
 void cosh(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_cosh(v, a, MPC_RNDNN); }
-// tanh(a), by MPC while |re a| <= 40; beyond, where MPC's tanh can take
-// unbounded time on the vanishing imaginary part, by the formula
-// (+-1, sin 2y / (cosh 2x + cos 2y)) in MPFR, the real part exact to far
-// below 2^-100 (1 - tanh 40 < 2^-114).
-void tanh(mpc_ptr v, mpc_srcptr a, mpc_srcptr) {
-  if (mpfr_cmpabs_ui(mpc_realref(a), 40) <= 0) {
-    mpc_tanh(v, a, MPC_RNDNN);
-    return;
-  }
-  mpfr_t s, c, t;
-  mpfr_inits2(320, s, c, t, (mpfr_ptr)0);
-  mpfr_mul_2ui(t, mpc_imagref(a), 1, MPFR_RNDN);
-  mpfr_sin_cos(s, c, t, MPFR_RNDN);
-  mpfr_mul_2ui(t, mpc_realref(a), 1, MPFR_RNDN);
-  mpfr_abs(t, t, MPFR_RNDN);
-  mpfr_cosh(t, t, MPFR_RNDN);
-  mpfr_add(t, t, c, MPFR_RNDN);
-  mpfr_div(mpc_imagref(v), s, t, MPFR_RNDN);
-  mpfr_set_si(mpc_realref(v), mpfr_signbit(mpc_realref(a)) ? -1 : 1, MPFR_RNDN);
-  mpfr_clears(s, c, t, (mpfr_ptr)0);
-}
-// tan(a) = -i tanh(i a).
-void tan(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) {
-  mpc_t ia;
-  mpc_init2(ia, 64);
-  mpc_mul_i(ia, a, 1, MPC_RNDNN);
-  tanh(v, ia, b);
-  mpc_mul_i(v, v, -1, MPC_RNDNN);
-  mpc_clear(ia);
-}
+void tanh(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { tanh_exact(v, a, b); }
+void tan(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { tan_exact(v, a, b); }
 void arg(mpc_ptr v, mpc_srcptr a, mpc_srcptr) {
   mpc_arg(mpc_realref(v), a, MPFR_RNDN);
   mpfr_set_zero(mpc_imagref(v), 1);
