@@ -261,6 +261,35 @@ TEST(LaneWise, AbsOfSignallingNan) {
   EXPECT_EQ(bits(r[0]), 0x7F800001u);
 }
 
+// Two NaN operands: the result is the first operand's NaN, quieted, in the
+// plain and strided forms, at every lane position of a block, peeled or not.
+template <class T>
+void check_first_payload(const BinaryCase<T>& c) {
+  const int strides[][3] = {{1, 1, 1}, {2, 1, 1}, {1, 3, 1}, {2, 2, 2}, {3, 1, 2}, {0, 2, 1}};
+  for (const auto& s : strides)
+    for (int n : kCounts) {
+      const size_t na = n ? size_t(s[0]) * (n - 1) + 1 : 0, nb = n ? size_t(s[1]) * (n - 1) + 1 : 0,
+                   nr = n ? size_t(s[2]) * (n - 1) + 1 : 0;
+      Guarded<T> a(na), b(nb), r(nr);
+      // Distinct payloads a lane, one operand of them signalling.
+      for (size_t i = 0; i < na; ++i) a[i] = from_bits<T>(Bits<T>::kExp | Bits<T>::kQuiet | (2 * i + 1));
+      for (size_t i = 0; i < nb; ++i) b[i] = from_bits<T>(Bits<T>::kExp | ((2 * i + 2) << 4));
+      c.strided(n, a.data(), s[0], b.data(), s[1], r.data(), s[2]);
+      for (int i = 0; i < n; ++i)
+        ASSERT_EQ(bits(r[size_t(i) * s[2]]), bits(a[size_t(i) * s[0]]))
+            << c.name << "I n=" << n << " strides " << s[0] << "," << s[1] << "," << s[2] << " i=" << i;
+      if (s[0] == 1 && s[1] == 1 && s[2] == 1) {
+        c.plain(n, a.data(), b.data(), r.data());
+        for (int i = 0; i < n; ++i) ASSERT_EQ(bits(r[i]), bits(a[i])) << c.name << " n=" << n << " i=" << i;
+      }
+    }
+}
+
+TEST(LaneWise, TwoNansGiveTheFirstOperandsPayload) {
+  for (const auto& c : kBinaryS) check_first_payload(c);
+  for (const auto& c : kBinaryD) check_first_payload(c);
+}
+
 // The peeled kernels go to their scalar loop when r is not even element
 // aligned; the results stay those of one IEEE operation.
 #if !defined(__SANITIZE_ADDRESS__)

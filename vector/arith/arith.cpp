@@ -6,7 +6,6 @@
 // input) is 16-byte aligned, then run a block loop that issues all loads of a
 // block before its arithmetic.
 #include <cstdint>
-#include <type_traits>
 
 #include "vector/shape.h"
 #include "vector/vops.h"
@@ -14,26 +13,38 @@
 namespace zev::vk {
 namespace {
 
+// With two NaN operands the result carries the first operand's payload, in
+// every form and at every lane position. Add and Mul are commutative to the
+// compiler, which would otherwise pick the operand order per vector from its
+// register allocation; the instructions are written out so that it cannot.
+template <class X> inline X first_add(X a, X b);
+template <class X> inline X first_mul(X a, X b);
+template <> inline __m128d first_add(__m128d a, __m128d b) { asm("addpd %1, %0" : "+x"(a) : "x"(b)); return a; }
+template <> inline __m128 first_add(__m128 a, __m128 b) { asm("addps %1, %0" : "+x"(a) : "x"(b)); return a; }
+template <> inline double first_add(double a, double b) { asm("addsd %1, %0" : "+x"(a) : "x"(b)); return a; }
+template <> inline float first_add(float a, float b) { asm("addss %1, %0" : "+x"(a) : "x"(b)); return a; }
+template <> inline __m128d first_mul(__m128d a, __m128d b) { asm("mulpd %1, %0" : "+x"(a) : "x"(b)); return a; }
+template <> inline __m128 first_mul(__m128 a, __m128 b) { asm("mulps %1, %0" : "+x"(a) : "x"(b)); return a; }
+template <> inline double first_mul(double a, double b) { asm("mulsd %1, %0" : "+x"(a) : "x"(b)); return a; }
+template <> inline float first_mul(float a, float b) { asm("mulss %1, %0" : "+x"(a) : "x"(b)); return a; }
+
 struct AddOp {
-  template <class V> static V v(V a, V b) { return add(a, b); }
-  template <class T> static T s(T a, T b) { return a + b; }
+  template <class V> static V v(V a, V b) { return first_add(a, b); }
+  template <class T> static T s(T a, T b) { return first_add(a, b); }
 };
 struct SubOp {
   template <class V> static V v(V a, V b) { return sub(a, b); }
   template <class T> static T s(T a, T b) { return a - b; }
 };
 struct MulOp {
-  template <class V> static V v(V a, V b) { return mul(a, b); }
-  template <class T> static T s(T a, T b) { return a * b; }
+  template <class V> static V v(V a, V b) { return first_mul(a, b); }
+  template <class T> static T s(T a, T b) { return first_mul(a, b); }
 };
 
 // Add, Sub and Mul: blocks of 32 singles or 8 doubles, peeled so that the
-// result is aligned; strided blocks of 8 singles or 4 doubles. Strided Sub
-// gathers element by element where no stride is 1: beside one operation a
-// lane the stride tests are the larger cost. Add and Mul keep the tested
-// loads: with two NaN operands the payload that comes out follows the operand
-// order the compiler picks for each vector of the block, and a second loop
-// would pick it anew.
+// result is aligned; strided blocks of 8 singles or 4 doubles, gathered
+// element by element where no stride is 1: beside one operation a lane the
+// stride tests are the larger cost.
 template <class T_, class Op>
 struct BinaryOpP {
   using T = T_;
@@ -41,7 +52,7 @@ struct BinaryOpP {
   static constexpr Discipline kDiscipline = Discipline::Peeled;
   static constexpr int kBlock = sizeof(T) == 4 ? 32 : 8;
   static constexpr int kBlockI = sizeof(T) == 4 ? 8 : 4;
-  static constexpr bool kGatherStrided = std::is_same_v<Op, SubOp>;
+  static constexpr bool kGatherStrided = true;
   static constexpr bool kCallout = false;
   static V eval(V x, V y, V&) { return Op::v(x, y); }
   static T lane(T x, T y) { return Op::s(x, y); }
