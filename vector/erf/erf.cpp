@@ -417,6 +417,7 @@ int scdfnorm_scalar(const float* px, float* r) {
 
 template <class Core>
 struct ErfD {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   using T = double;
   using V = __m128d;
   static constexpr int kBlock = 4;
@@ -437,6 +438,7 @@ inline __m128 via_double(__m128 x) {
 
 template <bool Poly>
 struct ErfSingle {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   using T = float;
   using V = __m128;
   static constexpr int kBlock = 8;
@@ -449,6 +451,7 @@ struct ErfSingle {
 
 template <class Core>
 struct ErfS {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   using T = float;
   using V = __m128;
   static constexpr int kBlock = 8;
@@ -473,6 +476,7 @@ struct Tail {
 
 template <bool Cdf, TailForm F>
 struct TailD {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   using T = double;
   using V = __m128d;
   static constexpr int kBlock = 4;
@@ -488,6 +492,7 @@ struct TailD {
 
 template <bool Cdf, TailForm F>
 struct TailS {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   using T = float;
   using V = __m128;
   static constexpr int kBlock = 8;

@@ -363,6 +363,7 @@ template <Fn F> constexpr const char* kNameS = F == Fn::ErfInv ? "vsErfInv" : F 
 
 template <Fn F, Form L>
 struct InvD {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   using T = double;
   using V = __m128d;
   static constexpr int kBlock = 4;
@@ -378,6 +379,7 @@ struct InvD {
 
 template <Fn F, Form L>
 struct InvS {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   using T = float;
   using V = __m128;
   static constexpr int kBlock = 8;

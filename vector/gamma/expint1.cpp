@@ -206,7 +206,6 @@ struct DExpInt1EP {
   using V = __m128d;
   static constexpr int kBlock = 4;
   static constexpr int kBlockI = 4;
-  static constexpr bool kSignedCount = true;  // a negative count is empty, as in the element loops
   static constexpr bool kPerBlock = true;
   static constexpr const char* kName = "vdExpInt1";
   static int scalar(const double* a, double* r) { return dexpint1_scalar_ep(a, r); }
@@ -225,7 +224,6 @@ struct SExpInt1EP {
   using V = __m128;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kPerBlock = true;
   static constexpr const char* kName = "vsExpInt1";
   static int scalar(const float* a, float* r) { return sexpint1_scalar_ep(a, r); }

@@ -86,7 +86,6 @@ struct ElementLoop {
   using Guard = ExtGuard;
   static constexpr int kBlock = 8;
   static constexpr int kBlockI = 8;
-  static constexpr bool kSignedCount = true;
   static constexpr bool kEveryLane = true;
   static V eval(V x, V& special) {
     special = Vec<T>::ones();

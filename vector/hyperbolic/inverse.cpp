@@ -65,11 +65,13 @@ int acosh_scalar(const T* a, T* r) {
 }
 
 struct DAsinhP : Blocks<double, 8> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vdAsinh";
   static __m128d eval(__m128d x, __m128d& special) { return AsinhD<HwEstimate>::eval(x, special); }
   static int scalar(const double* a, double* r) { return dasinh_scalar(a, r); }
 };
 struct DAcoshP : Blocks<double, 8> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vdAcosh";
   static __m128d eval(__m128d x, __m128d& special) { return AcoshD<HwEstimate>::eval(x, special); }
   static int scalar(const double* a, double* r) { return acosh_scalar(a, r); }
@@ -167,6 +169,7 @@ int atanh_scalar(const T* a, T* r) {
 
 template <Level L>
 struct DAtanhP : Blocks<double, 8> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vdAtanh";
   static __m128d eval(__m128d x, __m128d& special) {
     special = _mm_castsi128_pd(outside(abs_high_words(x), kAtanhRange));
@@ -332,6 +335,7 @@ int sasinh_scalar(const float* a, float* r) {
 // infinities; Atanh |x| >= 1 and NaN. Special lanes compute on a harmless
 // value, so that nothing raises a flag.
 struct SAsinhHAP : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAsinh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
@@ -344,6 +348,7 @@ struct SAsinhHAP : Blocks<float, 16> {
 };
 
 struct SAcoshHAP : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAcosh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 one = _mm_set1_ps(1.0f);
@@ -378,6 +383,7 @@ int sacosh_scalar(const float* a, float* r) {
 // (Asinh, Atanh) instead, so that nothing raises a flag.
 template <Level L>
 struct SAsinhSingle : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAsinh";
   static __m128 one(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
@@ -389,6 +395,7 @@ struct SAsinhSingle : Blocks<float, 16> {
 
 template <Level L>
 struct SAcoshSingle : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAcosh";
   static __m128 one(__m128 x, __m128& special) {
     const __m128i ix = _mm_castps_si128(x);  // ordinary: 1 < x < 2^126
@@ -401,6 +408,7 @@ struct SAcoshSingle : Blocks<float, 16> {
 
 template <Level L>
 struct SAtanhSingle : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAtanh";
   static __m128 one(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
@@ -414,6 +422,7 @@ template <Level L> using SAcoshSingleP = BlockOf<SAcoshSingle<L>>;
 template <Level L> using SAtanhSingleP = BlockOf<SAtanhSingle<L>>;
 
 struct SAtanhHAP : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAtanh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);

@@ -146,6 +146,7 @@ constexpr Range32 kDSinhWide = range32(0x4084EE34u, 0x408633CDu);
 // reach the scalar function.
 template <bool Full>
 struct DSinhP : Blocks<double, 8> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vdSinh";
   static __m128d eval(__m128d x, __m128d& special) {
     const __m128i hw = abs_high_words(x);
@@ -238,6 +239,7 @@ int dcosh_scalar(const double* in, double* out) {
 }
 
 struct DCoshP : Blocks<double, 8> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vdCosh";
   static __m128d eval(__m128d x, __m128d& special) {
     const __m128i hw = abs_high_words(x);
@@ -322,6 +324,7 @@ int shyp_scalar(const float* in, float* out) {
 // LA and EP: special lanes compute on 0 instead, so that nothing raises a flag.
 template <Level L, bool Cosh>
 struct SHypSingle : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = Cosh ? "vsCosh" : "vsSinh";
   static __m128 one(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
@@ -336,6 +339,7 @@ using SHypSingleP = BlockOf<SHypSingle<L, Cosh>>;
 
 template <bool Cosh>
 struct SHypHAP : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = Cosh ? "vsCosh" : "vsSinh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);

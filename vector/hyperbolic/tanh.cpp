@@ -95,6 +95,7 @@ int tanh_scalar(const T* a, T* r) {
 
 template <bool Exact>
 struct DTanhP : Blocks<double, 8> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vdTanh";
   static __m128d eval(__m128d x, __m128d& special) {
     const __m128d y = tanh_abs<10, Exact>(abs_of(x), Exact ? tanhTable : tanhTableLA, special);
@@ -106,6 +107,7 @@ struct DTanhP : Blocks<double, 8> {
 // Single HA: the same rows in double, two lanes at a time. Single lanes above
 // 2^126 share the double rule: the top binade and beyond go out.
 struct STanhHAP : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsTanh";
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
@@ -125,6 +127,7 @@ struct STanhHAP : Blocks<float, 16> {
 // polynomials, is the shortest kernel of the row.
 template <Level L>
 struct STanhSingleP : Blocks<float, 16> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsTanh";
   static __m128 eval(__m128 x, __m128& special) {
     special = _mm_cmpunord_ps(x, x);
