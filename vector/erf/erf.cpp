@@ -20,6 +20,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "vector/common/widen.h"
 #include "vector/common/bits.h"
 #include "vector/common/consts.h"
 #include "vector/common/exact.h"
@@ -431,9 +432,7 @@ struct ErfD {
 // Single through the double core, rounded once.
 template <class Core>
 inline __m128 via_double(__m128 x) {
-  const __m128d lo = Core::run(_mm_cvtps_pd(x));
-  const __m128d hi = Core::run(_mm_cvtps_pd(_mm_movehl_ps(x, x)));
-  return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+  return narrow(Core::run(widen_lo(x)), Core::run(widen_hi(x)));
 }
 
 template <bool Poly>

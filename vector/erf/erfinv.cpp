@@ -20,6 +20,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "vector/common/widen.h"
 #include "vector/common/bits.h"
 #include "vector/common/consts.h"
 #include "vector/common/range.h"
@@ -389,9 +390,7 @@ struct InvS {
   static V eval(V x, V& special) {
     const __m128i b = F == Fn::ErfInv ? abs_bits(x) : bits(x);
     special = _mm_castsi128_ps(outside(b, kRangeS<F>));
-    const __m128d lo = inv_core<F, L>(_mm_cvtps_pd(x));
-    const __m128d hi = inv_core<F, L>(_mm_cvtps_pd(_mm_movehl_ps(x, x)));
-    return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+    return narrow(inv_core<F, L>(widen_lo(x)), inv_core<F, L>(widen_hi(x)));
   }
 };
 

@@ -231,8 +231,8 @@ struct SExpInt1EP {
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     unsigned m = 0;
     for (int v = 0; v < NV; ++v) {
-      const __m128d lo = logpow::widen_lo(x[v]), hi = logpow::widen_hi(x[v]);
-      y[v] = logpow::narrow(e1_ep(lo), e1_ep(hi));
+      const __m128d lo = widen_lo(x[v]), hi = widen_hi(x[v]);
+      y[v] = narrow(e1_ep(lo), e1_ep(hi));
       m |= e1_special_d(lo, hi) << (4 * v);
     }
     return m;

@@ -11,6 +11,7 @@
 #include "vector/common/exact.h"
 #include "vector/common/level.h"
 #include "vector/common/range.h"
+#include "vector/common/widen.h"
 #include "vector/exp/exp_common.h"
 #include "vector/hyperbolic/hyperbolic_data.h"
 #include "vector/vops.h"
@@ -49,16 +50,5 @@ inline void pow2_pair(__m128d t, __m128d& up, __m128d& down) {
   down = _mm_castsi128_pd(_mm_sub_epi64(one, m));
 }
 
-// Four singles as two pairs of doubles and back.
-inline __m128d widen_lo(__m128 x) { return _mm_cvtps_pd(x); }
-inline __m128d widen_hi(__m128 x) { return _mm_cvtps_pd(_mm_movehl_ps(x, x)); }
-inline __m128 narrow(__m128d lo, __m128d hi) { return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi)); }
-
-// One lane of a vector function on a scalar: the scalar functions run the very
-// arithmetic of the vector path.
-template <class F>
-inline double lane(F f, double x) {
-  return _mm_cvtsd_f64(f(_mm_set1_pd(x)));
-}
 
 }  // namespace zev::vk::hyp

@@ -29,6 +29,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "vector/common/widen.h"
 #include "vector/common/bits.h"
 #include "vector/common/consts.h"
 #include "vector/common/estrin.h"
@@ -570,14 +571,11 @@ inline __m128 atan2_f(__m128 yv, __m128 xv) {
 // Four singles as two vectors of doubles, and back.
 template <class F>
 inline __m128 widened(__m128 x, F f) {
-  const __m128d lo = f(_mm_cvtps_pd(x)), hi = f(_mm_cvtps_pd(_mm_movehl_ps(x, x)));
-  return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+  return narrow(f(widen_lo(x)), f(widen_hi(x)));
 }
 template <class F>
 inline __m128 widened(__m128 y, __m128 x, F f) {
-  const __m128d lo = f(_mm_cvtps_pd(y), _mm_cvtps_pd(x));
-  const __m128d hi = f(_mm_cvtps_pd(_mm_movehl_ps(y, y)), _mm_cvtps_pd(_mm_movehl_ps(x, x)));
-  return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+  return narrow(f(widen_lo(y), widen_lo(x)), f(widen_hi(y), widen_hi(x)));
 }
 
 // ---- special lanes ------------------------------------------------------------------

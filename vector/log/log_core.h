@@ -28,6 +28,7 @@
 #include <cstdint>
 
 #include "vector/common/exact.h"
+#include "vector/common/widen.h"
 #include "vector/log/log_data.h"
 #include "vector/vops.h"
 
@@ -170,18 +171,6 @@ inline __m128d log_s(__m128d x) {
   else
     q = _mm_add_pd(d1(-0.5), _mm_mul_pd(r, d1(0x1.5555555555555p-2)));
   return _mm_add_pd(hi, _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r), q)));
-}
-
-// ---- single <-> double --------------------------------------------------------
-inline __m128d widen_lo(__m128 x) { return _mm_cvtps_pd(x); }
-inline __m128d widen_hi(__m128 x) { return _mm_cvtps_pd(_mm_movehl_ps(x, x)); }
-inline __m128 narrow(__m128d lo, __m128d hi) { return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi)); }
-
-// One lane of a vector core on a scalar: the scalar functions use the very
-// arithmetic of the vector path.
-template <class F>
-inline double lane(F f, double x) {
-  return _mm_cvtsd_f64(f(_mm_set1_pd(x)));
 }
 
 // ---- special-lane masks ---------------------------------------------------------

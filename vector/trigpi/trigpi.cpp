@@ -45,6 +45,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "vector/common/widen.h"
 #include "vector/common/consts.h"
 #include "vector/common/exact.h"
 #include "vector/common/level.h"
@@ -327,9 +328,9 @@ struct SPolicy : Blocks<float, 16> {
     const __m128 sgn = and_(x, _mm_set1_ps(-0.0f));
     const __m128 ax = xor_(x, sgn);
     __m128d p0 = _mm_setzero_pd(), p1 = _mm_setzero_pd();
-    const __m128d y0 = core<F, U, float, L>(_mm_cvtps_pd(ax), p0);
-    const __m128d y1 = core<F, U, float, L>(_mm_cvtps_pd(_mm_movehl_ps(ax, ax)), p1);
-    __m128 y = _mm_movelh_ps(_mm_cvtpd_ps(y0), _mm_cvtpd_ps(y1));
+    const __m128d y0 = core<F, U, float, L>(widen_lo(ax), p0);
+    const __m128d y1 = core<F, U, float, L>(widen_hi(ax), p1);
+    __m128 y = narrow(y0, y1);
     if constexpr (F != Fn::Cos) y = xor_(y, sgn);
     special = _mm_castsi128_ps(outside(abs_bits(x), kOrdinary));
     if constexpr (F == Fn::Tan)
