@@ -72,43 +72,30 @@ int e1_special(T x, LD& v) {
   return -1;
 }
 
-int dexpint1_scalar(const double* a, double* r) {
+template <class T>
+int expint1_scalar(const T* a, T* r) {
   LD v;
   int st = e1_special(*a, v);
   if (st < 0) {
     v = e1_ext(*a);
     st = 0;
   }
-  *r = static_cast<double>(v);
-  return st;
-}
-
-int sexpint1_scalar(const float* a, float* r) {
-  LD v;
-  int st = e1_special(*a, v);
-  if (st < 0) {
-    v = e1_ext(*a);
-    st = 0;
-  }
-  *r = static_cast<float>(v);
+  *r = static_cast<T>(v);
   return st;
 }
 
 // The scalar functions of the EP kernels run under the vector kernels' own
 // guard (MXCSR), so they take the extended format for themselves.
-int dexpint1_scalar_ep(const double* a, double* r) {
+template <class T>
+int expint1_scalar_ep(const T* a, T* r) {
   ExtScope g;
-  return dexpint1_scalar(a, r);
-}
-int sexpint1_scalar_ep(const float* a, float* r) {
-  ExtScope g;
-  return sexpint1_scalar(a, r);
+  return expint1_scalar(a, r);
 }
 
-struct SExpInt1P : ElementLoop<float, sexpint1_scalar> {
+struct SExpInt1P : ElementLoop<float, expint1_scalar<float>> {
   static constexpr const char* kName = "vsExpInt1";
 };
-struct DExpInt1P : ElementLoop<double, dexpint1_scalar> {
+struct DExpInt1P : ElementLoop<double, expint1_scalar<double>> {
   static constexpr const char* kName = "vdExpInt1";
 };
 
@@ -208,7 +195,7 @@ struct DExpInt1EP {
   static constexpr int kBlockI = 4;
   static constexpr bool kPerBlock = true;
   static constexpr const char* kName = "vdExpInt1";
-  static int scalar(const double* a, double* r) { return dexpint1_scalar_ep(a, r); }
+  static int scalar(const double* a, double* r) { return expint1_scalar_ep(a, r); }
   template <int NV>
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     unsigned m = 0;
@@ -226,7 +213,7 @@ struct SExpInt1EP {
   static constexpr int kBlockI = 8;
   static constexpr bool kPerBlock = true;
   static constexpr const char* kName = "vsExpInt1";
-  static int scalar(const float* a, float* r) { return sexpint1_scalar_ep(a, r); }
+  static int scalar(const float* a, float* r) { return expint1_scalar_ep(a, r); }
   template <int NV>
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     unsigned m = 0;

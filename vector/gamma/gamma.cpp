@@ -22,7 +22,8 @@
 // formed from x itself, so it keeps all its bits.
 //
 // Measured worst errors (zev_ulp, MPFR): see docs/accuracy_gamma.md.
-#include <cfloat>
+#include <cstdint>
+#include <limits>
 
 #include "vector/common/bits.h"
 #include "vector/gamma/gamma_ext.h"
@@ -54,53 +55,37 @@ LD lgamma_ext(double xd) {
 // A negative integer (x <= -1 with no fraction), as a long double test.
 inline bool negative_integer(LD x) { return x < 0 && (x <= -0x1p63L || x == nearest(x)); }
 
-// Status 3 where the rounded result overflows: from x = 2.5563e305 on.
-int dlgamma_scalar(const double* a, double* r) {
-  const double x = *a;
-  const uint64_t u = ubits(x);
-  if ((u & 0x7FF0000000000000ull) == 0x7FF0000000000000ull) {
-    *r = static_cast<double>(LD(x) * LD(x));
-    return 0;
-  }
-  if ((u << 1) == 0) {
-    *r = static_cast<double>(1 / LD(0));
-    return 2;
-  }
-  if (x == 1.0) {
-    *r = 0;
-    return 0;
-  }
-  if (negative_integer(x)) {
-    *r = static_cast<double>(1 / LD(0));
-    return 2;
-  }
-  const double v = static_cast<double>(lgamma_ext(x));
-  *r = v;
-  return v > DBL_MAX ? 3 : 0;
+// Infinity or NaN, from the bits: no compare raises a flag on a signalling NaN.
+template <class T>
+inline bool inf_or_nan(T x) {
+  constexpr auto e = sizeof(T) == 4 ? uint64_t{0x7F800000u} : uint64_t{0x7FF0000000000000ull};
+  return (ubits(x) & e) == e;
 }
 
-int slgamma_scalar(const float* a, float* r) {
-  const float x = *a;
-  const uint32_t u = ubits(x);
-  if ((u & 0x7F800000u) == 0x7F800000u) {
-    *r = static_cast<float>(LD(x) * LD(x));
+// Status 3 where the rounded result overflows: from x = 2.5563e305 on in
+// double. T is float or double; the work is in the extended format.
+template <class T>
+int lgamma_scalar(const T* a, T* r) {
+  const T x = *a;
+  if (inf_or_nan(x)) {
+    *r = static_cast<T>(LD(x) * LD(x));
     return 0;
   }
-  if ((u << 1) == 0) {
-    *r = static_cast<float>(1 / LD(0));
+  if ((ubits(x) << 1) == 0) {  // a zero of either sign
+    *r = static_cast<T>(1 / LD(0));
     return 2;
   }
-  if (x == 1.0f) {
+  if (x == 1) {
     *r = 0;
     return 0;
   }
   if (negative_integer(x)) {
-    *r = static_cast<float>(1 / LD(0));
+    *r = static_cast<T>(1 / LD(0));
     return 2;
   }
-  const float v = static_cast<float>(lgamma_ext(x));
+  const T v = static_cast<T>(lgamma_ext(x));
   *r = v;
-  return v > FLT_MAX ? 3 : 0;
+  return v > std::numeric_limits<T>::max() ? 3 : 0;
 }
 
 // gamma of a finite nonzero x that is not a negative integer. Past the ends
@@ -126,62 +111,39 @@ LD tgamma_ext(double xd) {
   return gamma_12(x + n) / rising(x, n);
 }
 
-int dtgamma_scalar(const double* a, double* r) {
-  const double x = *a;
-  const uint64_t u = ubits(x);
-  if ((u & 0x7FF0000000000000ull) == 0x7FF0000000000000ull) {
-    if (u == 0xFFF0000000000000ull) {
-      *r = static_cast<double>(LD(0) / LD(0));
+template <class T>
+int tgamma_scalar(const T* a, T* r) {
+  const T x = *a;
+  if (inf_or_nan(x)) {
+    if (ubits(x) == ubits(-std::numeric_limits<T>::infinity())) {
+      *r = static_cast<T>(LD(0) / LD(0));
       return 1;
     }
-    *r = static_cast<double>(LD(x) + LD(x));
+    *r = static_cast<T>(LD(x) + LD(x));
     return 0;
   }
-  if ((u << 1) == 0) {
-    *r = static_cast<double>(1 / LD(x));
+  if ((ubits(x) << 1) == 0) {  // a zero of either sign
+    *r = static_cast<T>(1 / LD(x));
     return 2;
   }
   if (negative_integer(x)) {
-    *r = static_cast<double>(LD(0) / LD(0));
+    *r = static_cast<T>(LD(0) / LD(0));
     return 1;
   }
-  *r = static_cast<double>(tgamma_ext(x));
+  *r = static_cast<T>(tgamma_ext(x));
   return 0;
 }
 
-int stgamma_scalar(const float* a, float* r) {
-  const float x = *a;
-  const uint32_t u = ubits(x);
-  if ((u & 0x7F800000u) == 0x7F800000u) {
-    if (u == 0xFF800000u) {
-      *r = static_cast<float>(LD(0) / LD(0));
-      return 1;
-    }
-    *r = static_cast<float>(LD(x) + LD(x));
-    return 0;
-  }
-  if ((u << 1) == 0) {
-    *r = static_cast<float>(1 / LD(x));
-    return 2;
-  }
-  if (negative_integer(x)) {
-    *r = static_cast<float>(LD(0) / LD(0));
-    return 1;
-  }
-  *r = static_cast<float>(tgamma_ext(x));
-  return 0;
-}
-
-struct SLGammaP : ElementLoop<float, slgamma_scalar> {
+struct SLGammaP : ElementLoop<float, lgamma_scalar<float>> {
   static constexpr const char* kName = "vsLGamma";
 };
-struct DLGammaP : ElementLoop<double, dlgamma_scalar> {
+struct DLGammaP : ElementLoop<double, lgamma_scalar<double>> {
   static constexpr const char* kName = "vdLGamma";
 };
-struct STGammaP : ElementLoop<float, stgamma_scalar> {
+struct STGammaP : ElementLoop<float, tgamma_scalar<float>> {
   static constexpr const char* kName = "vsTGamma";
 };
-struct DTGammaP : ElementLoop<double, dtgamma_scalar> {
+struct DTGammaP : ElementLoop<double, tgamma_scalar<double>> {
   static constexpr const char* kName = "vdTGamma";
 };
 
