@@ -29,4 +29,10 @@ constexpr C2 d2(double x) { return C2{.d = {x, x}}; }
 constexpr C2 q2(uint64_t x) { return C2{.u = {x, x}}; }
 constexpr C2 w2(uint32_t x) { return C2{.w = {x, x, x, x}}; }
 
+// A lone constant where it is used (scalar functions, rare paths, a value or
+// two of a core): the compiler keeps it in the read-only data all the same.
+// A kernel's own set of constants goes in one struct of the unions above.
+inline __m128d d1(double x) { return _mm_set1_pd(x); }
+inline __m128 f1(float x) { return _mm_set1_ps(x); }
+
 }  // namespace zev::vk

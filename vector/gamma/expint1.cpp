@@ -106,13 +106,13 @@ struct E1EPConst {
   I4 lo_bound, hi_bound;
 };
 alignas(16) const E1EPConst kE1EP = {
-    .one = d2(1.0),                   // 1.0: the split between the two forms
-    .exp_c = d2(184.6649652337873),   // 128/ln2: -x in units of the table step ln2/128 (kD128One)
-    .exp_s = d2(6755399441055744.0),  // 1.5 * 2^52: rounds to an integer k
-    .exp_l = d2(0.0054152123481245725),  // ln2/128
-    .e2 = d2(0.5),                    // e^r ~ 1 + r + r^2/2 + r^3/6 + r^4/24: |r| <= ln2/256
-    .e3 = d2(1.0 / 6),
-    .e4 = d2(1.0 / 24),
+    .one = expk::d2(1.0),                   // 1.0: the split between the two forms
+    .exp_c = expk::d2(184.6649652337873),   // 128/ln2: -x in units of the table step ln2/128 (kD128One)
+    .exp_s = expk::d2(6755399441055744.0),  // 1.5 * 2^52: rounds to an integer k
+    .exp_l = expk::d2(0.0054152123481245725),  // ln2/128
+    .e2 = expk::d2(0.5),                    // e^r ~ 1 + r + r^2/2 + r^3/6 + r^4/24: |r| <= ln2/256
+    .e3 = expk::d2(1.0 / 6),
+    .e4 = expk::d2(1.0 / 24),
     .lo_bound = i4(0x00100000),  // high word of the least normal: smaller lanes are special
     .hi_bound = i4(0x4085E000),  // high word of 700: E1 stays normal below it
 };

@@ -78,8 +78,6 @@ struct Angles {
   static constexpr double three_quarters = Pi ? 0.75 : k3Pi4;
 };
 
-inline __m128d d1(double x) { return _mm_set1_pd(x); }
-inline __m128 f1(float x) { return _mm_set1_ps(x); }
 inline __m128d sign_d() { return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0x8000000000000000ull))); }
 inline __m128 sign_f() { return _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(0x80000000u))); }
 inline __m128d abs_d(__m128d x) { return _mm_andnot_pd(sign_d(), x); }

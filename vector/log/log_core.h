@@ -27,6 +27,7 @@
 
 #include <cstdint>
 
+#include "vector/common/consts.h"
 #include "vector/common/exact.h"
 #include "vector/common/widen.h"
 #include "vector/log/log_data.h"
@@ -34,8 +35,6 @@
 
 namespace zev::vk::logpow {
 
-
-inline __m128d d1(double v) { return _mm_set1_pd(v); }
 inline __m128i i64(uint64_t v) { return _mm_set1_epi64x(static_cast<long long>(v)); }
 inline __m128d as_d(__m128i v) { return _mm_castsi128_pd(v); }
 inline __m128i as_i(__m128d v) { return _mm_castpd_si128(v); }

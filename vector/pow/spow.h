@@ -23,7 +23,6 @@ namespace zev::vk::spow {
 
 using logpow::as_d;
 using logpow::as_i;
-using logpow::d1;
 
 #include "vector/pow/spow_data.inc"
 
