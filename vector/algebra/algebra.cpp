@@ -42,7 +42,7 @@ namespace {
 
 // ---- single constants -------------------------------------------------------------
 struct SConst {
-  C4 one;
+  __m128 one;
   Range32 inv;  // |x| in [2^-126, 2^126): 1/x is a normal number
 };
 constexpr SConst kS = {
@@ -51,7 +51,7 @@ constexpr SConst kS = {
 };
 
 struct DConst {
-  C2 one, half, split;
+  __m128d one, half, split;
   Range32 inv;         // |x| in [2^-1022, 2^1022): 1/x is a normal number
   Range32 normal;      // x positive, normal, finite
   Range32 rsqrt_ha;    // x in [2^-968, 2^1020): the residuals stay exact
@@ -147,8 +147,8 @@ int invsqrt_scalar(const T* a, T* r, F f) {
 // split products, and 1/sqrt(x) = q*(1 + r - e*q*q/2) to second order.
 inline __m128d rsqrt_corrected(__m128d x) {
   const __m128d s = _mm_sqrt_pd(x);
-  const __m128d q = _mm_div_pd(kD.one.pd(), s);
-  const __m128d m = kD.split.pd();
+  const __m128d q = _mm_div_pd(kD.one, s);
+  const __m128d m = kD.split;
   const __m128d sh = _mm_and_pd(s, m), sl = _mm_sub_pd(s, sh);
   const __m128d qh = _mm_and_pd(q, m), ql = _mm_sub_pd(q, qh);
   const __m128d p = _mm_mul_pd(s, s);
@@ -159,8 +159,8 @@ inline __m128d rsqrt_corrected(__m128d x) {
   const __m128d ul = _mm_add_pd(
       _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(sh, qh), u), _mm_mul_pd(sh, ql)), _mm_mul_pd(sl, qh)),
       _mm_mul_pd(sl, ql));
-  const __m128d rr = _mm_sub_pd(_mm_sub_pd(kD.one.pd(), u), ul);
-  const __m128d c = _mm_sub_pd(rr, _mm_mul_pd(_mm_mul_pd(kD.half.pd(), e), _mm_mul_pd(q, q)));
+  const __m128d rr = _mm_sub_pd(_mm_sub_pd(kD.one, u), ul);
+  const __m128d c = _mm_sub_pd(rr, _mm_mul_pd(_mm_mul_pd(kD.half, e), _mm_mul_pd(q, q)));
   return _mm_add_pd(q, _mm_mul_pd(q, c));
 }
 
@@ -216,7 +216,7 @@ struct sInvP : Base<float, 16, 8> {
     special = _mm_castsi128_ps(outside(abs_bits(x), kS.inv));
     return op(x);
   }
-  static __m128 op(__m128 x) { return _mm_div_ps(kS.one.ps(), x); }
+  static __m128 op(__m128 x) { return _mm_div_ps(kS.one, x); }
   static int scalar(const float* a, float* r) { return inv_scalar(a, r); }
 };
 
@@ -231,7 +231,7 @@ struct dInvP : Base<double, 8, 4> {
     special = _mm_castsi128_pd(outside(abs_high_words(x), kD.inv));
     return op(x);
   }
-  static __m128d op(__m128d x) { return _mm_div_pd(kD.one.pd(), x); }
+  static __m128d op(__m128d x) { return _mm_div_pd(kD.one, x); }
   // At HA a zero lane is a pole by the kernel's own test; its result, the
   // infinity of the division, stands.
   static int scalar(const double* a, double* r) {
@@ -298,7 +298,7 @@ struct dInvSqrtP : Base<double, 8, 4> {
       return rsqrt_corrected(x);
     } else {
       special = _mm_castsi128_pd(outside(high_words(x), kD.normal));
-      return _mm_div_pd(kD.one.pd(), _mm_sqrt_pd(x));
+      return _mm_div_pd(kD.one, _mm_sqrt_pd(x));
     }
   }
   static int scalar(const double* a, double* r) {

@@ -18,8 +18,8 @@
 namespace zev::vk::alg {
 
 struct EstConst {
-  C4 one, half, three_eighths;
-  C2 d_half, d_three_halves;
+  __m128 one, half, three_eighths;
+  __m128d d_half, d_three_halves;
   Range32 inv_ep;  // |x| in [2^-126, 2^125)
   Range32 normal;  // x positive, normal, finite
 };
@@ -77,8 +77,8 @@ struct InvSqrtEstLA {
   static __m128 eval(__m128 x, __m128& special) {
     special = _mm_castsi128_ps(outside(bits(x), kEst.normal));
     const __m128 y = E::rsqrt(x);
-    const __m128 r = _mm_sub_ps(kEst.one.ps(), _mm_mul_ps(_mm_mul_ps(x, y), y));
-    const __m128 h = _mm_add_ps(kEst.half.ps(), _mm_mul_ps(kEst.three_eighths.ps(), r));
+    const __m128 r = _mm_sub_ps(kEst.one, _mm_mul_ps(_mm_mul_ps(x, y), y));
+    const __m128 h = _mm_add_ps(kEst.half, _mm_mul_ps(kEst.three_eighths, r));
     return _mm_add_ps(y, _mm_mul_ps(_mm_mul_ps(y, r), h));
   }
 };
@@ -87,7 +87,7 @@ struct InvSqrtEstLA {
 // 1.5 (1.5 e^2)^2 < 2^-44), so one rounding to single gives 0.5 ulp plus
 // less than 2^-19. Doubles of single inputs stay far inside their range.
 inline __m128d newton_rsqrt(__m128d x, __m128d y) {
-  const __m128d hx = _mm_mul_pd(kEst.d_half.pd(), x), t = kEst.d_three_halves.pd();
+  const __m128d hx = _mm_mul_pd(kEst.d_half, x), t = kEst.d_three_halves;
   y = _mm_mul_pd(y, _mm_sub_pd(t, _mm_mul_pd(hx, _mm_mul_pd(y, y))));
   return _mm_mul_pd(y, _mm_sub_pd(t, _mm_mul_pd(hx, _mm_mul_pd(y, y))));
 }

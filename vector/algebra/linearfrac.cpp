@@ -22,7 +22,7 @@ namespace zev::vk::alg {
 namespace {
 
 struct LfConst {
-  C2 split, one;
+  __m128d split, one;
   Range32 safe;  // |v| in [2^-960, 2^1000)
 };
 constexpr LfConst kLf = {
@@ -89,7 +89,7 @@ struct dLinearFracP {
 
   // x*s + h as hi + lo; lanes where the parts leave the exact range are marked.
   static void affine(__m128d x, double s, double h, __m128d& hi, __m128d& lo, __m128d& risky) {
-    const __m128d m = kLf.split.pd();
+    const __m128d m = kLf.split;
     const __m128d vs = _mm_set1_pd(s), vh = _mm_set1_pd(h);
     const __m128d xh = _mm_and_pd(x, m), xl = _mm_sub_pd(x, xh);
     const __m128d sh = _mm_and_pd(vs, m), sl = _mm_sub_pd(vs, sh);
@@ -111,10 +111,10 @@ struct dLinearFracP {
     __m128d n, nl, d, dl, rn, rd;
     affine(a, sa, ha, n, nl, rn);
     affine(b, sb, hb, d, dl, rd);
-    const __m128d inv = _mm_div_pd(kLf.one.pd(), d);
+    const __m128d inv = _mm_div_pd(kLf.one, d);
     const __m128d q0 = _mm_mul_pd(n, inv);
     // n + nl - q0*(d + dl), with q0*d split exactly.
-    const __m128d m = kLf.split.pd();
+    const __m128d m = kLf.split;
     const __m128d qh = _mm_and_pd(q0, m), ql = _mm_sub_pd(q0, qh);
     const __m128d dh = _mm_and_pd(d, m), dlo = _mm_sub_pd(d, dh);
     const __m128d u = _mm_mul_pd(q0, d);

@@ -1,5 +1,6 @@
-// One style of constant vector: a read-only 16-byte union, initialised at
-// compile time, read by one aligned load.
+// One style of constant vector: a kernel keeps its constants in one read-only
+// struct of full-width vector members, initialised at compile time by the
+// makers below, each read by one aligned load.
 #pragma once
 
 #include <emmintrin.h>
@@ -8,30 +9,25 @@
 
 namespace zev::vk {
 
-// A constant of four singles, four words, two doubles or two double words, as
-// one read-only 16-byte vector.
-union alignas(16) C4 {
-  float f[4];
-  uint32_t u[4];
-  __m128 ps() const { return _mm_load_ps(f); }
-  __m128i i() const { return _mm_load_si128(reinterpret_cast<const __m128i*>(u)); }
-};
-union alignas(16) C2 {
-  double d[2];
-  uint64_t u[2];
-  uint32_t w[4];
-  __m128d pd() const { return _mm_load_pd(d); }
-  __m128i i() const { return _mm_load_si128(reinterpret_cast<const __m128i*>(u)); }
-};
-constexpr C4 f4(float x) { return C4{.f = {x, x, x, x}}; }
-constexpr C4 u4(uint32_t x) { return C4{.u = {x, x, x, x}}; }
-constexpr C2 d2(double x) { return C2{.d = {x, x}}; }
-constexpr C2 q2(uint64_t x) { return C2{.u = {x, x}}; }
-constexpr C2 w2(uint32_t x) { return C2{.w = {x, x, x, x}}; }
+// Vectors of 32- and 64-bit integers, for constant words and masks.
+typedef int32_t I4 __attribute__((vector_size(16)));
+typedef int64_t I2 __attribute__((vector_size(16)));
+
+constexpr __m128 f4(float x) { return __m128{x, x, x, x}; }
+constexpr __m128d d2(double x) { return __m128d{x, x}; }
+constexpr I4 i4(int32_t x) { return I4{x, x, x, x}; }
+constexpr I2 i2(int64_t x) { return I2{x, x}; }
+// Bit patterns as floating-point vectors: four words, two double words, or one
+// 32-bit word in every word of a double vector.
+constexpr __m128 u4(uint32_t x) { return __builtin_bit_cast(__m128, i4(static_cast<int32_t>(x))); }
+constexpr __m128d q2(uint64_t x) { return __builtin_bit_cast(__m128d, i2(static_cast<int64_t>(x))); }
+constexpr __m128d w2(uint32_t x) { return __builtin_bit_cast(__m128d, i4(static_cast<int32_t>(x))); }
+inline __m128i iv(I4 v) { return reinterpret_cast<__m128i>(v); }
+inline __m128i iv(I2 v) { return reinterpret_cast<__m128i>(v); }
 
 // A lone constant where it is used (scalar functions, rare paths, a value or
 // two of a core): the compiler keeps it in the read-only data all the same.
-// A kernel's own set of constants goes in one struct of the unions above.
+// A kernel's own set of constants goes in one struct, as above.
 inline __m128d d1(double x) { return _mm_set1_pd(x); }
 inline __m128 f1(float x) { return _mm_set1_ps(x); }
 

@@ -11,9 +11,6 @@
 
 namespace zev::vk {
 
-inline __m128d coef(const C2& c, __m128d) { return c.pd(); }
-inline __m128 coef(const C4& c, __m128) { return c.ps(); }
-
 // c[0] + z c[1] + ... + z^(N-1) c[N-1], coefficients in ascending order.
 template <class V, class C, int N>
 inline V estrin(const C (&c)[N], V z) {
@@ -21,7 +18,7 @@ inline V estrin(const C (&c)[N], V z) {
   V t[H];
 #pragma GCC unroll 16
   for (int i = 0; i < H; ++i)
-    t[i] = 2 * i + 1 < N ? add(coef(c[2 * i], z), mul(z, coef(c[2 * i + 1], z))) : coef(c[2 * i], z);
+    t[i] = 2 * i + 1 < N ? add(c[2 * i], mul(z, c[2 * i + 1])) : c[2 * i];
   V zz = mul(z, z);
 #pragma GCC unroll 8
   for (int m = H; m > 1; m = (m + 1) / 2) {

@@ -16,13 +16,13 @@ namespace zev::vk {
 // signed compare, so both sides are biased by 2^31: w + (2^31 - lo) against
 // (hi - lo) + 2^31 (wrapping).
 struct Range32 {
-  C4 bias, span;
+  __m128 bias, span;
 };
 constexpr Range32 range32(uint32_t lo, uint32_t hi) {
   return {u4(0x80000000u - lo), u4((hi - lo) ^ 0x80000000u)};
 }
 inline __m128i outside(__m128i w, const Range32& r) {
-  return _mm_cmpgt_epi32(_mm_add_epi32(w, r.bias.i()), r.span.i());
+  return _mm_cmpgt_epi32(_mm_add_epi32(w, bits(r.bias)), bits(r.span));
 }
 
 // Single lanes: the sign-cleared bits; double lanes: the sign-cleared high

@@ -26,8 +26,8 @@
 namespace zev::vk::cx {
 
 struct AbsConst {
-  C2 abs, hi_mask, one, c1, c2, c3, c4, c5;
-  C4 gap;
+  __m128d abs, hi_mask, one, c1, c2, c3, c4, c5;
+  __m128 gap;
   Range32 z_range, c_range;
 };
 inline constexpr AbsConst kAbs = {
@@ -56,20 +56,20 @@ struct ZAbsCore {
     for (int h = 0; h < 2; ++h) {
       V re, im;
       split_parts(x[2 * h], x[2 * h + 1], re, im);
-      re = _mm_and_pd(re, kAbs.abs.pd());
-      im = _mm_and_pd(im, kAbs.abs.pd());
+      re = _mm_and_pd(re, kAbs.abs);
+      im = _mm_and_pd(im, kAbs.abs);
       // maxpd and minpd return their second operand when one is NaN: in this
       // order a NaN part reaches M or m, so S is NaN and the element special.
       const V M = _mm_max_pd(re, im), m = _mm_min_pd(im, re);
-      const V Mh = _mm_and_pd(M, kAbs.hi_mask.pd()), Ml = _mm_sub_pd(M, Mh);
-      const __m128i apart = _mm_cmpgt_epi32(_mm_sub_epi32(high_words(M), high_words(m)), kAbs.gap.i());
-      const V mh = _mm_andnot_pd(_mm_castsi128_pd(apart), _mm_and_pd(m, kAbs.hi_mask.pd()));
+      const V Mh = _mm_and_pd(M, kAbs.hi_mask), Ml = _mm_sub_pd(M, Mh);
+      const __m128i apart = _mm_cmpgt_epi32(_mm_sub_epi32(high_words(M), high_words(m)), bits(kAbs.gap));
+      const V mh = _mm_andnot_pd(_mm_castsi128_pd(apart), _mm_and_pd(m, kAbs.hi_mask));
       const V ml = _mm_sub_pd(m, mh);
       V h0 = _mm_add_pd(_mm_mul_pd(Mh, Mh), _mm_mul_pd(mh, mh));
       V l0 = _mm_add_pd(_mm_mul_pd(Ml, _mm_add_pd(M, Mh)), _mm_mul_pd(ml, _mm_add_pd(m, mh)));
       const V bad = _mm_castsi128_pd(outside(high_words(_mm_add_pd(h0, l0)), kAbs.z_range));
       mask |= static_cast<unsigned>(_mm_movemask_pd(bad)) << (2 * h);
-      sh[h] = _mm_or_pd(_mm_andnot_pd(bad, h0), _mm_and_pd(bad, kAbs.one.pd()));  // 1.0 in flagged lanes
+      sh[h] = _mm_or_pd(_mm_andnot_pd(bad, h0), _mm_and_pd(bad, kAbs.one));  // 1.0 in flagged lanes
       sl[h] = _mm_andnot_pd(bad, l0);
     }
     const __m128 yf = Est::rsqrt(_mm_movelh_ps(_mm_cvtpd_ps(_mm_add_pd(sh[0], sl[0])),
@@ -77,11 +77,11 @@ struct ZAbsCore {
     const V y2[2] = {_mm_cvtps_pd(yf), _mm_cvtps_pd(_mm_movehl_ps(yf, yf))};
     for (int h = 0; h < 2; ++h) {
       const V y = y2[h], yy = _mm_mul_pd(y, y);
-      const V e = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(yy, sh[h]), kAbs.one.pd()), _mm_mul_pd(yy, sl[h]));
-      V c = _mm_add_pd(kAbs.c4.pd(), _mm_mul_pd(e, kAbs.c5.pd()));
-      c = _mm_add_pd(kAbs.c3.pd(), _mm_mul_pd(e, c));
-      c = _mm_add_pd(kAbs.c2.pd(), _mm_mul_pd(e, c));
-      c = _mm_add_pd(kAbs.c1.pd(), _mm_mul_pd(e, c));
+      const V e = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(yy, sh[h]), kAbs.one), _mm_mul_pd(yy, sl[h]));
+      V c = _mm_add_pd(kAbs.c4, _mm_mul_pd(e, kAbs.c5));
+      c = _mm_add_pd(kAbs.c3, _mm_mul_pd(e, c));
+      c = _mm_add_pd(kAbs.c2, _mm_mul_pd(e, c));
+      c = _mm_add_pd(kAbs.c1, _mm_mul_pd(e, c));
       c = _mm_mul_pd(e, c);
       const V p = _mm_mul_pd(sh[h], y);  // exact
       const V q = _mm_mul_pd(sl[h], y);
@@ -108,15 +108,15 @@ struct CAbsCore {
       const __m128d s0 = _mm_add_pd(_mm_mul_pd(rd[h], rd[h]), _mm_mul_pd(id[h], id[h]));
       const __m128d bad = _mm_castsi128_pd(outside(high_words(s0), kAbs.c_range));
       mask |= static_cast<unsigned>(_mm_movemask_pd(bad)) << (2 * h);
-      s[h] = _mm_or_pd(_mm_andnot_pd(bad, s0), _mm_and_pd(bad, kAbs.one.pd()));
+      s[h] = _mm_or_pd(_mm_andnot_pd(bad, s0), _mm_and_pd(bad, kAbs.one));
     }
     const __m128 yf = Est::rsqrt(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])));
     __m128 out[2];
     for (int h = 0; h < 2; ++h) {
       const __m128d y = _mm_cvtps_pd(h ? _mm_movehl_ps(yf, yf) : yf);
-      const __m128d e = _mm_sub_pd(_mm_mul_pd(_mm_mul_pd(y, y), s[h]), kAbs.one.pd());
-      __m128d c = _mm_add_pd(kAbs.c2.pd(), _mm_mul_pd(e, kAbs.c3.pd()));
-      c = _mm_mul_pd(e, _mm_add_pd(kAbs.c1.pd(), _mm_mul_pd(e, c)));
+      const __m128d e = _mm_sub_pd(_mm_mul_pd(_mm_mul_pd(y, y), s[h]), kAbs.one);
+      __m128d c = _mm_add_pd(kAbs.c2, _mm_mul_pd(e, kAbs.c3));
+      c = _mm_mul_pd(e, _mm_add_pd(kAbs.c1, _mm_mul_pd(e, c)));
       const __m128d p = _mm_mul_pd(s[h], y);
       out[h] = _mm_cvtpd_ps(_mm_add_pd(p, _mm_mul_pd(p, c)));
     }

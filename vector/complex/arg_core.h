@@ -14,10 +14,10 @@
 namespace zev::vk::cx {
 
 struct ArgConst {
-  C2 abs, neg, one, pio2, pi;
-  C2 c[19];
+  __m128d abs, neg, one, pio2, pi;
+  __m128d c[19];
   Range32 range;  // M in [2^-900, 2^960]
-  C4 gap;         // parts 2^60 apart
+  __m128 gap;         // parts 2^60 apart
 };
 inline constexpr ArgConst kArg = {
     .abs = q2(0x7FFFFFFFFFFFFFFFull),
@@ -37,29 +37,29 @@ inline constexpr ArgConst kArg = {
 
 // The polynomial's correction z P(z), P(z) = c0 + c1 z + ... + c18 z^18.
 inline __m128d arg_poly(__m128d z) {
-  __m128d p = kArg.c[18].pd();
-  for (int k = 17; k >= 0; --k) p = _mm_add_pd(kArg.c[k].pd(), _mm_mul_pd(z, p));
+  __m128d p = kArg.c[18];
+  for (int k = 17; k >= 0; --k) p = _mm_add_pd(kArg.c[k], _mm_mul_pd(z, p));
   return _mm_mul_pd(z, p);
 }
 
 // Arg of x + iy on two lanes; `special` marks the lanes for the scalar function.
 inline __m128d arg_core(__m128d x, __m128d y, __m128d& special) {
-  const __m128d a = _mm_and_pd(x, kArg.abs.pd()), b = _mm_and_pd(y, kArg.abs.pd());
+  const __m128d a = _mm_and_pd(x, kArg.abs), b = _mm_and_pd(y, kArg.abs);
   // maxpd and minpd return their second operand for a NaN: in these orders a
   // NaN part reaches M or m.
   const __m128d M = _mm_max_pd(a, b), m = _mm_min_pd(b, a);
   const __m128i hM = high_words(M), hm = high_words(m);
-  const __m128i far = _mm_and_si128(_mm_cmpgt_epi32(_mm_sub_epi32(hM, hm), kArg.gap.i()),
+  const __m128i far = _mm_and_si128(_mm_cmpgt_epi32(_mm_sub_epi32(hM, hm), bits(kArg.gap)),
                                     _mm_castpd_si128(_mm_cmpneq_pd(m, _mm_setzero_pd())));  // m not zero
   special = _mm_castsi128_pd(_mm_or_si128(outside(hM, kArg.range), _mm_or_si128(far, _mm_cmpgt_epi32(hm, hM))));
-  const __m128d Ms = _mm_or_pd(_mm_and_pd(special, kArg.one.pd()), _mm_andnot_pd(special, M));
+  const __m128d Ms = _mm_or_pd(_mm_and_pd(special, kArg.one), _mm_andnot_pd(special, M));
   const __m128d t = _mm_div_pd(_mm_andnot_pd(special, m), Ms);
   __m128d p = _mm_add_pd(t, _mm_mul_pd(t, arg_poly(_mm_mul_pd(t, t))));
   const __m128d swap = _mm_cmplt_pd(a, b);
   const __m128d xneg = _mm_castsi128_pd(_mm_srai_epi32(_mm_shuffle_epi32(bits(x), 0xF5), 31));
-  p = _mm_or_pd(_mm_and_pd(swap, _mm_sub_pd(kArg.pio2.pd(), p)), _mm_andnot_pd(swap, p));
-  p = _mm_or_pd(_mm_and_pd(xneg, _mm_sub_pd(kArg.pi.pd(), p)), _mm_andnot_pd(xneg, p));
-  return _mm_or_pd(p, _mm_and_pd(y, kArg.neg.pd()));
+  p = _mm_or_pd(_mm_and_pd(swap, _mm_sub_pd(kArg.pio2, p)), _mm_andnot_pd(swap, p));
+  p = _mm_or_pd(_mm_and_pd(xneg, _mm_sub_pd(kArg.pi, p)), _mm_andnot_pd(xneg, p));
+  return _mm_or_pd(p, _mm_and_pd(y, kArg.neg));
 }
 
 // atan2(y, x) of the special elements: the values of C's atan2, and other

@@ -83,10 +83,10 @@ struct ConjP {
 
 struct MulConst {
   Range32 z_ha;       // double parts within [2^-459, 2^510.5]: no product over- or underflows
-  C2 d_cancel;        // 2^-20: EP cancellation bound, double
-  C4 s_cancel;        // 2^-10: EP cancellation bound, single
-  C2 d_abs;           // sign-clear mask, double
-  C4 s_abs;           // sign-clear mask, single
+  __m128d d_cancel;        // 2^-20: EP cancellation bound, double
+  __m128 s_cancel;        // 2^-10: EP cancellation bound, single
+  __m128d d_abs;           // sign-clear mask, double
+  __m128 s_abs;           // sign-clear mask, single
 };
 inline constexpr MulConst kMul = {
     .z_ha = range32(0x23400000u, 0x5FD6A09Du),
@@ -145,10 +145,10 @@ struct MulEP {
   static constexpr const char* kName = sizeof(R) == 4 ? (Conj ? "vcMulByConj" : "vcMul")
                                                       : (Conj ? "vzMulByConj" : "vzMul");
   static V vabs(V x) {
-    if constexpr (sizeof(R) == 4) return and_(x, kMul.s_abs.ps()); else return and_(x, kMul.d_abs.pd());
+    if constexpr (sizeof(R) == 4) return and_(x, kMul.s_abs); else return and_(x, kMul.d_abs);
   }
   static V bound() {
-    if constexpr (sizeof(R) == 4) return kMul.s_cancel.ps(); else return kMul.d_cancel.pd();
+    if constexpr (sizeof(R) == 4) return kMul.s_cancel; else return kMul.d_cancel;
   }
   // Flagged where not (max(|p|, |q|) * bound < |s|): NaN compares false.
   static V lossy(V p, V q, V s) {

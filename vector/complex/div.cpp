@@ -23,8 +23,8 @@ namespace {
 
 struct DivConst {
   Range32 z_safe;  // double parts within [2^-459, 1.38 * 2^471]: nothing over- or underflows
-  C2 one, neg;
-  C4 s_exp;        // exponent field of a single
+  __m128d one, neg;
+  __m128 s_exp;        // exponent field of a single
 };
 inline constexpr DivConst kDiv = {
     .z_safe = range32(0x23400000u, 0x5D6306FDu),
@@ -54,9 +54,9 @@ struct ZDiv {
       const DD s0 = two_sum(cc.hi, dd.hi);
       const DD s = fast_two_sum(s0.hi, _mm_add_pd(s0.lo, _mm_add_pd(cc.lo, dd.lo)));
       // y + yl = 1 / (S + Sl): one division, one step on the exact residual.
-      const Halves q = halves(_mm_div_pd(kDiv.one.pd(), s.hi));
+      const Halves q = halves(_mm_div_pd(kDiv.one, s.hi));
       const DD qs = prod(q, halves(s.hi));
-      const V res = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(kDiv.one.pd(), qs.hi), qs.lo), _mm_mul_pd(q.v, s.lo));
+      const V res = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(kDiv.one, qs.hi), qs.lo), _mm_mul_pd(q.v, s.lo));
       const V ql = _mm_mul_pd(q.v, res);
       // Numerators a c + b d and b c - a d as double sums, times y + yl.
       auto quot = [&](DD p, DD t) {
@@ -67,7 +67,7 @@ struct ZDiv {
       };
       const DD ac = prod(ha, hc), bd = prod(hb, hd), bc = prod(hb, hc), ad = prod(ha, hd);
       const V re = quot(ac, bd);
-      const V im = quot(bc, {_mm_xor_pd(ad.hi, kDiv.neg.pd()), _mm_xor_pd(ad.lo, kDiv.neg.pd())});
+      const V im = quot(bc, {_mm_xor_pd(ad.hi, kDiv.neg), _mm_xor_pd(ad.lo, kDiv.neg)});
       join_parts(re, im, r[2 * h], r[2 * h + 1]);
     }
     return mask;
@@ -77,8 +77,8 @@ struct ZDiv {
 
 // Single parts that are zero, subnormal, infinite or NaN.
 inline __m128 exp_edge(__m128 x) {
-  const __m128i e = _mm_and_si128(bits(x), kDiv.s_exp.i());
-  return _mm_castsi128_ps(_mm_or_si128(_mm_cmpeq_epi32(e, _mm_setzero_si128()), _mm_cmpeq_epi32(e, kDiv.s_exp.i())));
+  const __m128i e = _mm_and_si128(bits(x), bits(kDiv.s_exp));
+  return _mm_castsi128_ps(_mm_or_si128(_mm_cmpeq_epi32(e, _mm_setzero_si128()), _mm_cmpeq_epi32(e, bits(kDiv.s_exp))));
 }
 
 // cDiv at EP: products of singles are exact in double, and double holds every
@@ -97,14 +97,14 @@ struct CDivEP {
         const __m128d x = _mm_cvtps_pd(e ? _mm_movehl_ps(a[k], a[k]) : a[k]);  // (a, b)
         const __m128d y = _mm_cvtps_pd(e ? _mm_movehl_ps(b[k], b[k]) : b[k]);  // (c, d)
         const __m128d t = _mm_mul_pd(y, y);
-        const __m128d w = _mm_div_pd(kDiv.one.pd(), _mm_add_pd(t, _mm_shuffle_pd(t, t, 1)));
+        const __m128d w = _mm_div_pd(kDiv.one, _mm_add_pd(t, _mm_shuffle_pd(t, t, 1)));
         const __m128d yr = _mm_unpacklo_pd(y, y);
         const __m128d yi = _mm_xor_pd(_mm_unpackhi_pd(y, y), _mm_set_pd(-0.0, 0.0));  // (d, -d)
         const __m128d num = _mm_add_pd(_mm_mul_pd(x, yr), _mm_mul_pd(_mm_shuffle_pd(x, x, 1), yi));
         out[e] = _mm_mul_pd(num, w);
       }
       r[k] = _mm_movelh_ps(_mm_cvtpd_ps(out[0]), _mm_cvtpd_ps(out[1]));
-      const __m128 inf = _mm_castsi128_ps(_mm_cmpeq_epi32(_mm_and_si128(bits(r[k]), kDiv.s_exp.i()), kDiv.s_exp.i()));
+      const __m128 inf = _mm_castsi128_ps(_mm_cmpeq_epi32(_mm_and_si128(bits(r[k]), bits(kDiv.s_exp)), bits(kDiv.s_exp)));
       m[k] = _mm_or_ps(_mm_or_ps(exp_edge(a[k]), exp_edge(b[k])), inf);
     }
     return elem_mask(m[0]) | (elem_mask(m[1]) << 2);

@@ -25,7 +25,7 @@ namespace zev::vk::cx {
 namespace {
 
 struct SqrtConst {
-  C2 abs, half, one, neg;
+  __m128d abs, half, one, neg;
   Range32 z_range;  // larger part in [2^-500, 2^500]
   Range32 c_range;  // double S of single parts: not zero, finite
 };
@@ -40,7 +40,7 @@ inline constexpr SqrtConst kSqrt = {
 
 // The principal root of x + iy on two lanes, for x, y in the vector range.
 inline void zsqrt_core(__m128d x, __m128d y, __m128d& re, __m128d& im) {
-  const __m128d ax = _mm_and_pd(x, kSqrt.abs.pd()), ay = _mm_and_pd(y, kSqrt.abs.pd());
+  const __m128d ax = _mm_and_pd(x, kSqrt.abs), ay = _mm_and_pd(y, kSqrt.abs);
   // S = x^2 + y^2 and |z| = zh + zl.
   const Halves hx = halves(ax), hy = halves(ay);
   const DD xx = prod(hx, hx), yy = prod(hy, hy);
@@ -53,24 +53,24 @@ inline void zsqrt_core(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const DD z = fast_two_sum(r0, rc);
   // w = (|x| + |z|) / 2 and t = th + tl = sqrt(w).
   const DD w0 = fast_two_sum(z.hi, ax);
-  const __m128d wh = _mm_mul_pd(w0.hi, kSqrt.half.pd());
-  const __m128d wl = _mm_mul_pd(_mm_add_pd(w0.lo, z.lo), kSqrt.half.pd());
+  const __m128d wh = _mm_mul_pd(w0.hi, kSqrt.half);
+  const __m128d wl = _mm_mul_pd(_mm_add_pd(w0.lo, z.lo), kSqrt.half);
   const __m128d t0 = _mm_sqrt_pd(wh);
-  const __m128d inv = _mm_div_pd(kSqrt.half.pd(), t0);  // 1 / (2 t0)
+  const __m128d inv = _mm_div_pd(kSqrt.half, t0);  // 1 / (2 t0)
   const Halves ht = halves(t0);
   const DD tt = prod(ht, ht);
   const __m128d tl = _mm_mul_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(wh, tt.hi), tt.lo), wl), inv);
   const __m128d t = _mm_add_pd(t0, tl);
   // v = |y| / (2t): q from the reciprocal, then one step on its residual
   // |y| / 2 - q (th + tl).
-  const __m128d hy2 = _mm_mul_pd(ay, kSqrt.half.pd());
-  const __m128d q = _mm_mul_pd(_mm_mul_pd(ay, inv), _mm_sub_pd(kSqrt.one.pd(), _mm_mul_pd(tl, _mm_add_pd(inv, inv))));
+  const __m128d hy2 = _mm_mul_pd(ay, kSqrt.half);
+  const __m128d q = _mm_mul_pd(_mm_mul_pd(ay, inv), _mm_sub_pd(kSqrt.one, _mm_mul_pd(tl, _mm_add_pd(inv, inv))));
   const DD qt = prod(halves(q), ht);
   const __m128d res = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(hy2, qt.hi), qt.lo), _mm_mul_pd(q, tl));
   const __m128d v = _mm_add_pd(q, _mm_mul_pd(_mm_add_pd(res, res), inv));
   // x >= 0: (t, +-v); x < 0: (v, +-t); the sign of y on the imaginary part.
   const __m128d xneg = _mm_castsi128_pd(_mm_srai_epi32(_mm_shuffle_epi32(bits(x), 0xF5), 31));
-  const __m128d ysign = _mm_and_pd(y, kSqrt.neg.pd());
+  const __m128d ysign = _mm_and_pd(y, kSqrt.neg);
   re = _mm_or_pd(_mm_and_pd(xneg, v), _mm_andnot_pd(xneg, t));
   im = _mm_or_pd(_mm_or_pd(_mm_and_pd(xneg, t), _mm_andnot_pd(xneg, v)), ysign);
 }
@@ -108,8 +108,8 @@ struct ZSqrt {
       V x, y, re, im;
       split_parts(a[2 * h], a[2 * h + 1], x, y);
       // The larger part in range (a NaN x gives a NaN maximum), and y finite.
-      const V ay = _mm_and_pd(y, kSqrt.abs.pd());
-      const V big = _mm_max_pd(ay, _mm_and_pd(x, kSqrt.abs.pd()));
+      const V ay = _mm_and_pd(y, kSqrt.abs);
+      const V big = _mm_max_pd(ay, _mm_and_pd(x, kSqrt.abs));
       const __m128i out = _mm_or_si128(outside(high_words(big), kSqrt.z_range),
                                        _mm_cmpgt_epi32(high_words(ay), _mm_set1_epi32(0x7FEFFFFF)));
       mask |= soa_mask(_mm_castsi128_pd(out)) << (2 * h);
@@ -145,14 +145,14 @@ struct CSqrt {
   static constexpr int kIn = 1;
   static constexpr const char* kName = "vcSqrt";
   static void core(__m128d x, __m128d y, __m128d& re, __m128d& im, __m128d& bad) {
-    const __m128d ax = _mm_and_pd(x, kSqrt.abs.pd()), ay = _mm_and_pd(y, kSqrt.abs.pd());
+    const __m128d ax = _mm_and_pd(x, kSqrt.abs), ay = _mm_and_pd(y, kSqrt.abs);
     const __m128d s = _mm_add_pd(_mm_mul_pd(ax, ax), _mm_mul_pd(ay, ay));
     bad = _mm_castsi128_pd(outside(high_words(s), kSqrt.c_range));
-    const __m128d t = _mm_sqrt_pd(_mm_mul_pd(_mm_add_pd(ax, _mm_sqrt_pd(s)), kSqrt.half.pd()));
-    const __m128d v = _mm_div_pd(_mm_mul_pd(ay, kSqrt.half.pd()), t);
+    const __m128d t = _mm_sqrt_pd(_mm_mul_pd(_mm_add_pd(ax, _mm_sqrt_pd(s)), kSqrt.half));
+    const __m128d v = _mm_div_pd(_mm_mul_pd(ay, kSqrt.half), t);
     const __m128d xneg = _mm_castsi128_pd(_mm_srai_epi32(_mm_shuffle_epi32(bits(x), 0xF5), 31));
     re = _mm_or_pd(_mm_and_pd(xneg, v), _mm_andnot_pd(xneg, t));
-    im = _mm_or_pd(_mm_or_pd(_mm_and_pd(xneg, t), _mm_andnot_pd(xneg, v)), _mm_and_pd(y, kSqrt.neg.pd()));
+    im = _mm_or_pd(_mm_or_pd(_mm_and_pd(xneg, t), _mm_andnot_pd(xneg, v)), _mm_and_pd(y, kSqrt.neg));
   }
   static unsigned eval(const V (&a)[2], const V (&)[2], V (&r)[2]) {
     V x, y;

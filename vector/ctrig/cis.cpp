@@ -40,11 +40,11 @@ struct ZCIS {
     using namespace trig;
     unsigned mask = 0;
     for (int h = 0; h < 2; ++h) {
-      const V ax = _mm_and_pd(a[h], kTab.abs.pd());
+      const V ax = _mm_and_pd(a[h], kTab.abs);
       mask |= soa_mask(not_finite(ax)) << (2 * h);
       const Reduced red = reduce_any(ax);
       const V c = table_sin(red, 128);
-      const V s = _mm_xor_pd(table_sin(red, 0), _mm_and_pd(a[h], kTab.sign.pd()));
+      const V s = _mm_xor_pd(table_sin(red, 0), _mm_and_pd(a[h], kTab.sign));
       join_parts(c, s, r[2 * h], r[2 * h + 1]);
     }
     return mask;

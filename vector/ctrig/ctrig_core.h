@@ -30,11 +30,11 @@
 namespace zev::vk::ctrig {
 
 struct CoreConst {
-  C2 inv, shifter, l1, l2, l3, one, quarter, sign, abs;
-  C2 e2, e3, e4, e5, e6;        // e^r - 1 - r: the even terms r^2/2, r^4/24, r^6/720 and odd r^3/6, r^5/120
-  C2 s3, s5, s7, s9, s11, s13;  // sinh a = a + a z (s3 + z (s5 + ... + z s13)), a below 1/4
-  C2 bias_p, bias_m;            // exponent fields of 2^(m-1) and 2^(-mq-1): 1022 + m, 1022 - mq
-  C2 r127;
+  __m128d inv, shifter, l1, l2, l3, one, quarter, sign, abs;
+  __m128d e2, e3, e4, e5, e6;        // e^r - 1 - r: the even terms r^2/2, r^4/24, r^6/720 and odd r^3/6, r^5/120
+  __m128d s3, s5, s7, s9, s11, s13;  // sinh a = a + a z (s3 + z (s5 + ... + z s13)), a below 1/4
+  __m128d bias_p, bias_m;            // exponent fields of 2^(m-1) and 2^(-mq-1): 1022 + m, 1022 - mq
+  __m128d r127;
 };
 alignas(16) inline constexpr CoreConst kCore = {
     .inv = q2(0x40671547652B82FEull),      // 128/ln2
@@ -87,23 +87,23 @@ inline DD times_exp(const DD& t, __m128d h, __m128d q) {
 // 0 <= a < 2839 (k below 2^19).
 inline ExpPair exp_pair(__m128d a) {
   const CoreConst& c = kCore;
-  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.inv.pd()), c.shifter.pd());
-  const __m128d k = _mm_sub_pd(t, c.shifter.pd());
-  const __m128i ki = _mm_sub_epi64(_mm_castpd_si128(t), _mm_castpd_si128(c.shifter.pd()));
-  const __m128d u = _mm_sub_pd(a, _mm_mul_pd(k, c.l1.pd()));  // exact
-  const DD r = two_sum(u, _mm_xor_pd(_mm_mul_pd(k, c.l2.pd()), c.sign.pd()));
-  const __m128d rh = r.hi, rl = _mm_sub_pd(r.lo, _mm_mul_pd(k, c.l3.pd()));
+  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.inv), c.shifter);
+  const __m128d k = _mm_sub_pd(t, c.shifter);
+  const __m128i ki = _mm_sub_epi64(_mm_castpd_si128(t), _mm_castpd_si128(c.shifter));
+  const __m128d u = _mm_sub_pd(a, _mm_mul_pd(k, c.l1));  // exact
+  const DD r = two_sum(u, _mm_xor_pd(_mm_mul_pd(k, c.l2), c.sign));
+  const __m128d rh = r.hi, rl = _mm_sub_pd(r.lo, _mm_mul_pd(k, c.l3));
   const __m128d z = _mm_mul_pd(rh, rh);
-  const __m128d od = _mm_add_pd(rl, _mm_mul_pd(_mm_mul_pd(rh, z), _mm_add_pd(c.e3.pd(), _mm_mul_pd(z, c.e5.pd()))));
+  const __m128d od = _mm_add_pd(rl, _mm_mul_pd(_mm_mul_pd(rh, z), _mm_add_pd(c.e3, _mm_mul_pd(z, c.e5))));
   const __m128d ev =
-      _mm_mul_pd(z, _mm_add_pd(c.e2.pd(), _mm_mul_pd(z, _mm_add_pd(c.e4.pd(), _mm_mul_pd(z, c.e6.pd())))));
+      _mm_mul_pd(z, _mm_add_pd(c.e2, _mm_mul_pd(z, _mm_add_pd(c.e4, _mm_mul_pd(z, c.e6)))));
   const DD tp = row_pair(ki);
   const DD tn = row_pair(_mm_sub_epi64(_mm_setzero_si128(), ki));
   ExpPair e;
   e.p = times_exp(tp, rh, _mm_add_pd(ev, od));
-  e.n = times_exp(tn, _mm_xor_pd(rh, c.sign.pd()), _mm_sub_pd(ev, od));
+  e.n = times_exp(tn, _mm_xor_pd(rh, c.sign), _mm_sub_pd(ev, od));
   e.m = _mm_srli_epi64(ki, 7);
-  e.mq = _mm_srli_epi64(_mm_add_epi64(ki, c.r127.i()), 7);
+  e.mq = _mm_srli_epi64(_mm_add_epi64(ki, bits(c.r127)), 7);
   return e;
 }
 
@@ -114,32 +114,32 @@ inline DD scale(const DD& x, __m128d s) { return {_mm_mul_pd(x.hi, s), _mm_mul_p
 inline void sinh_cosh(__m128d a, DD& sh, DD& ch) {
   const CoreConst& c = kCore;
   const ExpPair e = exp_pair(a);
-  const __m128d up = _mm_castsi128_pd(_mm_slli_epi64(_mm_add_epi64(e.m, c.bias_p.i()), 52));
-  const __m128d dn = _mm_castsi128_pd(_mm_slli_epi64(_mm_sub_epi64(c.bias_m.i(), e.mq), 52));
+  const __m128d up = _mm_castsi128_pd(_mm_slli_epi64(_mm_add_epi64(e.m, bits(c.bias_p)), 52));
+  const __m128d dn = _mm_castsi128_pd(_mm_slli_epi64(_mm_sub_epi64(bits(c.bias_m), e.mq), 52));
   const DD p = scale(e.p, up), n = scale(e.n, dn);
   const DD cs = fast_two_sum(p.hi, n.hi);
   ch = fast_two_sum(cs.hi, _mm_add_pd(cs.lo, _mm_add_pd(p.lo, n.lo)));
-  const DD ds = fast_two_sum(p.hi, _mm_xor_pd(n.hi, c.sign.pd()));
+  const DD ds = fast_two_sum(p.hi, _mm_xor_pd(n.hi, c.sign));
   const DD big = fast_two_sum(ds.hi, _mm_add_pd(ds.lo, _mm_sub_pd(p.lo, n.lo)));
   // The series below 1/4.
   const __m128d z = _mm_mul_pd(a, a);
-  __m128d q = c.s13.pd();
-  q = _mm_add_pd(c.s11.pd(), _mm_mul_pd(z, q));
-  q = _mm_add_pd(c.s9.pd(), _mm_mul_pd(z, q));
-  q = _mm_add_pd(c.s7.pd(), _mm_mul_pd(z, q));
-  q = _mm_add_pd(c.s5.pd(), _mm_mul_pd(z, q));
-  q = _mm_add_pd(c.s3.pd(), _mm_mul_pd(z, q));
+  __m128d q = c.s13;
+  q = _mm_add_pd(c.s11, _mm_mul_pd(z, q));
+  q = _mm_add_pd(c.s9, _mm_mul_pd(z, q));
+  q = _mm_add_pd(c.s7, _mm_mul_pd(z, q));
+  q = _mm_add_pd(c.s5, _mm_mul_pd(z, q));
+  q = _mm_add_pd(c.s3, _mm_mul_pd(z, q));
   const DD small = fast_two_sum(a, _mm_mul_pd(_mm_mul_pd(a, z), q));
-  const __m128d lt = _mm_cmplt_pd(a, c.quarter.pd());
+  const __m128d lt = _mm_cmplt_pd(a, c.quarter);
   sh = {select(lt, small.hi, big.hi), select(lt, small.lo, big.lo)};
 }
 
 // sin t and cos t as pairs, t finite (the large reduction inside).
 inline void sin_cos(__m128d t, DD& s, DD& co) {
   const CoreConst& c = kCore;
-  const trig::Reduced red = trig::reduce_any(_mm_and_pd(t, c.abs.pd()));
+  const trig::Reduced red = trig::reduce_any(_mm_and_pd(t, c.abs));
   const DD sp = trig::table_sin_pair(red, 0), cp = trig::table_sin_pair(red, 128);
-  const __m128d sg = _mm_and_pd(t, c.sign.pd());
+  const __m128d sg = _mm_and_pd(t, c.sign);
   const DD sn = fast_two_sum(sp.hi, sp.lo);
   s = {_mm_xor_pd(sn.hi, sg), _mm_xor_pd(sn.lo, sg)};
   co = fast_two_sum(cp.hi, cp.lo);
@@ -165,15 +165,15 @@ inline DD mul_pair(const DD& f, const DD& g) {
 // overflow); Full false: the single rows' double arithmetic.
 template <bool Full>
 inline void tanh_parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
-  const __m128d sg = _mm_and_pd(h, kCore.sign.pd());
+  const __m128d sg = _mm_and_pd(h, kCore.sign);
   DD sh, ch, sn, cs;
-  sinh_cosh(_mm_and_pd(h, kCore.abs.pd()), sh, ch);
+  sinh_cosh(_mm_and_pd(h, kCore.abs), sh, ch);
   sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
   sin_cos(t, sn, cs);
   if constexpr (!Full) {
     const __m128d s = _mm_add_pd(sh.hi, sh.lo), c = _mm_add_pd(ch.hi, ch.lo);
     const __m128d sy = _mm_add_pd(sn.hi, sn.lo), cy = _mm_add_pd(cs.hi, cs.lo);
-    const __m128d d = _mm_div_pd(kCore.one.pd(), _mm_add_pd(_mm_mul_pd(s, s), _mm_mul_pd(cy, cy)));
+    const __m128d d = _mm_div_pd(kCore.one, _mm_add_pd(_mm_mul_pd(s, s), _mm_mul_pd(cy, cy)));
     re = _mm_mul_pd(_mm_mul_pd(s, c), d);
     im = _mm_mul_pd(_mm_mul_pd(sy, cy), d);
   } else {
@@ -181,9 +181,9 @@ inline void tanh_parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
     const DD ds = two_sum(s2.hi, c2.hi);
     const DD dn = fast_two_sum(ds.hi, _mm_add_pd(ds.lo, _mm_add_pd(s2.lo, c2.lo)));
     // 1/d: y = 1/dh, and the residual 1 - y d exactly enough.
-    const __m128d y = _mm_div_pd(kCore.one.pd(), dn.hi);
+    const __m128d y = _mm_div_pd(kCore.one, dn.hi);
     const DD p = two_prod(y, dn.hi);
-    const __m128d e = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(kCore.one.pd(), p.hi), p.lo), _mm_mul_pd(y, dn.lo));
+    const __m128d e = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(kCore.one, p.hi), p.lo), _mm_mul_pd(y, dn.lo));
     const DD inv = {y, _mm_mul_pd(y, e)};
     re = mul_round(mul_pair(sh, ch), inv);
     im = mul_round(mul_pair(sn, cs), inv);
@@ -191,7 +191,7 @@ inline void tanh_parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
 }
 
 inline DD neg(const DD& x) {
-  const __m128d s = kCore.sign.pd();
+  const __m128d s = kCore.sign;
   return {_mm_xor_pd(x.hi, s), _mm_xor_pd(x.lo, s)};
 }
 

@@ -38,9 +38,9 @@ using namespace ctrig;
 // The two parts of F at h (the hyperbolic argument) and t (the circular one).
 template <Fn F, bool Full>
 inline void parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
-  const __m128d sg = _mm_and_pd(h, kCore.sign.pd());
+  const __m128d sg = _mm_and_pd(h, kCore.sign);
   DD sh, ch, sn, cs;
-  sinh_cosh(_mm_and_pd(h, kCore.abs.pd()), sh, ch);
+  sinh_cosh(_mm_and_pd(h, kCore.abs), sh, ch);
   sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
   sin_cos(t, sn, cs);
   auto mul = [](const DD& f, const DD& g) {

@@ -35,10 +35,10 @@ namespace {
 // ---- Erf ------------------------------------------------------------------------
 
 struct ErfConst {
-  C2 sign, clamp, shifter, small, tiny, pmask, one_bits, scale1016, scalem32, idx;
-  C2 q0, a0, a1, a2, a3, a4, b0, b1, b2, b3, c0, c1, c2, d0, d1;
+  __m128d sign, clamp, shifter, small, tiny, pmask, one_bits, scale1016, scalem32, idx;
+  __m128d q0, a0, a1, a2, a3, a4, b0, b1, b2, b3, c0, c1, c2, d0, d1;
   // LA and EP polynomials P(u, v)
-  C2 one, la2, la3, la4, la5, lv0, lv1, lv2, lv3, lw0, lw1, ep1, ep2, ev0, ev1;
+  __m128d one, la2, la3, la4, la5, lv0, lv1, lv2, lv3, lw0, lw1, ep1, ep2, ev0, ev1;
 };
 alignas(16) const ErfConst kErfC = {
     .sign = q2(0x8000000000000000ull),
@@ -93,30 +93,30 @@ inline void index2(__m128d s, __m128i mask, unsigned (&j)[2]) {
 // dErf at HA: packed rows, the 1 of the weight apart, everything in the scale 2^32.
 inline __m128d erf_ha(__m128d x) {
   const ErfConst& k = kErfC;
-  const __m128d a = andnot(k.sign.pd(), x);
-  const __m128d c = _mm_min_pd(a, k.clamp.pd());
-  const __m128d s = add(c, k.shifter.pd());
-  const __m128d g = and_(sub(s, k.shifter.pd()), _mm_cmpge_pd(c, k.small.pd()));
+  const __m128d a = andnot(k.sign, x);
+  const __m128d c = _mm_min_pd(a, k.clamp);
+  const __m128d s = add(c, k.shifter);
+  const __m128d g = and_(sub(s, k.shifter), _mm_cmpge_pd(c, k.small));
   const __m128d d = sub(c, g);
   const __m128d u = mul(g, d);
-  const __m128d v = and_(mul(d, d), _mm_cmpgt_pd(c, k.tiny.pd()));
+  const __m128d v = and_(mul(d, d), _mm_cmpgt_pd(c, k.tiny));
   unsigned j[2];
-  index2(s, k.idx.i(), j);
+  index2(s, bits(k.idx), j);
   const __m128i r0 = _mm_load_si128(reinterpret_cast<const __m128i*>(erfdata::kErfPacked[j[0]]));
   const __m128i r1 = _mm_load_si128(reinterpret_cast<const __m128i*>(erfdata::kErfPacked[j[1]]));
   const __m128i packed = _mm_unpacklo_epi64(r0, r1);
   const __m128d h = _mm_castsi128_pd(_mm_unpackhi_epi64(r0, r1));
-  const __m128d e = mul(_mm_min_pd(_mm_castsi128_pd(_mm_and_si128(packed, k.pmask.i())), a), k.scale1016.pd());
-  const __m128d lw = _mm_castsi128_pd(_mm_or_si128(_mm_srli_epi64(packed, 32), k.one_bits.i()));
+  const __m128d e = mul(_mm_min_pd(_mm_castsi128_pd(_mm_and_si128(packed, bits(k.pmask))), a), k.scale1016);
+  const __m128d lw = _mm_castsi128_pd(_mm_or_si128(_mm_srli_epi64(packed, 32), bits(k.one_bits)));
   const __m128d l = sub(mul(e, lw), e);  // E w 2^-52
-  const __m128d qa = add(k.a0.pd(), mul(u, add(k.a1.pd(), mul(u, add(k.a2.pd(), mul(u, add(k.a3.pd(), mul(u, k.a4.pd()))))))));
-  const __m128d qb = add(k.b0.pd(), mul(u, add(k.b1.pd(), mul(u, add(k.b2.pd(), mul(u, k.b3.pd()))))));
-  const __m128d qc = add(k.c0.pd(), mul(u, add(k.c1.pd(), mul(u, k.c2.pd()))));
-  const __m128d qd = add(k.d0.pd(), mul(v, k.d1.pd()));
-  const __m128d q = add(add(k.q0.pd(), mul(u, qa)), mul(v, add(qb, mul(v, add(qc, mul(v, qd))))));
+  const __m128d qa = add(k.a0, mul(u, add(k.a1, mul(u, add(k.a2, mul(u, add(k.a3, mul(u, k.a4))))))));
+  const __m128d qb = add(k.b0, mul(u, add(k.b1, mul(u, add(k.b2, mul(u, k.b3))))));
+  const __m128d qc = add(k.c0, mul(u, add(k.c1, mul(u, k.c2))));
+  const __m128d qd = add(k.d0, mul(v, k.d1));
+  const __m128d q = add(add(k.q0, mul(u, qa)), mul(v, add(qb, mul(v, add(qc, mul(v, qd))))));
   const __m128d dh = mul(d, h);
-  const __m128d y = add(e, mul(k.scalem32.pd(), add(add(mul(q, dh), l), dh)));
-  return or_(y, and_(k.sign.pd(), x));
+  const __m128d y = add(e, mul(k.scalem32, add(add(mul(q, dh), l), dh)));
+  return or_(y, and_(k.sign, x));
 }
 
 enum class ErfForm { LA, EP };
@@ -125,29 +125,29 @@ enum class ErfForm { LA, EP };
 template <ErfForm F>
 inline __m128d erf_plain(__m128d x) {
   const ErfConst& k = kErfC;
-  const __m128d a = andnot(k.sign.pd(), x);
-  const __m128d c = _mm_min_pd(a, k.clamp.pd());
-  const __m128d s = add(c, k.shifter.pd());
-  const __m128d g = sub(s, k.shifter.pd());
+  const __m128d a = andnot(k.sign, x);
+  const __m128d c = _mm_min_pd(a, k.clamp);
+  const __m128d s = add(c, k.shifter);
+  const __m128d g = sub(s, k.shifter);
   const __m128d d = _mm_min_pd(sub(c, g), a);  // NaN comes through the second operand
   unsigned j[2];
-  index2(s, k.idx.i(), j);
+  index2(s, bits(k.idx), j);
   const __m128d r0 = _mm_load_pd(erfdata::kErf[j[0]]), r1 = _mm_load_pd(erfdata::kErf[j[1]]);
   const __m128d e = _mm_unpacklo_pd(r0, r1), w = _mm_unpackhi_pd(r0, r1);
   const __m128d gd = mul(w, d);
   const __m128d u = mul(g, d);
-  const __m128d v = and_(mul(d, d), _mm_cmpgt_pd(c, k.tiny.pd()));
+  const __m128d v = and_(mul(d, d), _mm_cmpgt_pd(c, k.tiny));
   __m128d p;
   if constexpr (F == ErfForm::LA) {
-    const __m128d pu = mul(mul(u, u), add(k.la2.pd(), mul(u, add(k.la3.pd(), mul(u, add(k.la4.pd(), mul(u, k.la5.pd())))))));
-    const __m128d pv = add(k.lv0.pd(), mul(u, add(k.lv1.pd(), mul(u, add(k.lv2.pd(), mul(u, k.lv3.pd()))))));
-    const __m128d pw = add(k.lw0.pd(), mul(u, k.lw1.pd()));
+    const __m128d pu = mul(mul(u, u), add(k.la2, mul(u, add(k.la3, mul(u, add(k.la4, mul(u, k.la5)))))));
+    const __m128d pv = add(k.lv0, mul(u, add(k.lv1, mul(u, add(k.lv2, mul(u, k.lv3))))));
+    const __m128d pw = add(k.lw0, mul(u, k.lw1));
     p = add(sub(pu, u), mul(v, add(pv, mul(v, pw))));
   } else {
-    p = add(mul(u, add(k.ep1.pd(), mul(u, k.ep2.pd()))), mul(v, add(k.ev0.pd(), mul(u, k.ev1.pd()))));
+    p = add(mul(u, add(k.ep1, mul(u, k.ep2))), mul(v, add(k.ev0, mul(u, k.ev1))));
   }
   const __m128d y = add(e, add(gd, mul(gd, p)));
-  return or_(y, and_(k.sign.pd(), x));
+  return or_(y, and_(k.sign, x));
 }
 
 // sErf at LA and EP in single arithmetic, four lanes an operation: rows of
@@ -155,7 +155,7 @@ inline __m128d erf_plain(__m128d x) {
 // ulp is 1/128), P = 1 - u - 0.333334863 v at LA (v cut below 2^-48, no
 // underflow flag), P = 1 at EP.
 struct ErfSConst {
-  C4 sign, clamp, shifter, tiny, third;
+  __m128 sign, clamp, shifter, tiny, third;
 };
 alignas(16) const ErfSConst kErfSC = {
     .sign = u4(0x80000000u),
@@ -168,10 +168,10 @@ alignas(16) const ErfSConst kErfSC = {
 template <bool Poly>
 inline __m128 erf_single(__m128 x) {
   const ErfSConst& k = kErfSC;
-  const __m128 a = andnot(k.sign.ps(), x);
-  const __m128 c = _mm_min_ps(a, k.clamp.ps());
-  const __m128 s = add(c, k.shifter.ps());
-  const __m128 g = sub(s, k.shifter.ps());
+  const __m128 a = andnot(k.sign, x);
+  const __m128 c = _mm_min_ps(a, k.clamp);
+  const __m128 s = add(c, k.shifter);
+  const __m128 g = sub(s, k.shifter);
   const __m128 d = _mm_min_ps(sub(c, g), a);  // NaN comes through the second operand
   unsigned j[4];
   expk::index4(s, 0x1FF, j);
@@ -180,24 +180,24 @@ inline __m128 erf_single(__m128 x) {
   const __m128 gd = mul(w, d);
   __m128 y;
   if constexpr (Poly) {
-    const __m128 v = and_(mul(d, d), _mm_cmpgt_ps(c, k.tiny.ps()));
-    const __m128 p = sub(mul(v, k.third.ps()), mul(g, d));  // P - 1
+    const __m128 v = and_(mul(d, d), _mm_cmpgt_ps(c, k.tiny));
+    const __m128 p = sub(mul(v, k.third), mul(g, d));  // P - 1
     y = add(e, add(gd, mul(gd, p)));
   } else {
     y = add(e, gd);
   }
-  return or_(y, and_(k.sign.ps(), x));
+  return or_(y, and_(k.sign, x));
 }
 
 // ---- Erfc and CdfNorm ------------------------------------------------------------
 
 struct TailConst {
-  C2 sign, one, shifter, floor, scale, idx;
+  __m128d sign, one, shifter, floor, scale, idx;
   // I(u, v) - 1: u terms from u^2, then v, v^2 and v^3 terms.
-  C2 u2, u3, u4, u5, u6, u7, u8, u9, u10;
-  C2 v0, v1, v2, v3, v4, v5, v6, v7;
-  C2 w0, w1, w2, w3, w4;
-  C2 t0, t1;
+  __m128d u2, u3, u4, u5, u6, u7, u8, u9, u10;
+  __m128d v0, v1, v2, v3, v4, v5, v6, v7;
+  __m128d w0, w1, w2, w3, w4;
+  __m128d t0, t1;
 };
 alignas(16) const TailConst kTail = {
     .sign = q2(0x8000000000000000ull),
@@ -246,16 +246,16 @@ inline __m128d tail_core(__m128d x) {
   const TailConst& k = kTail;
   constexpr double kClamp = Cdf ? 38.4921875 : 27.2421875;
   const auto& tab = Cdf ? erfdata::kCdfNorm : erfdata::kErfc;
-  const __m128d a = andnot(k.sign.pd(), x);
-  const __m128d c = _mm_max_pd(_mm_min_pd(a, _mm_set1_pd(kClamp)), k.floor.pd());
-  const __m128d s = add(c, k.shifter.pd());
-  const __m128d g = sub(s, k.shifter.pd());
+  const __m128d a = andnot(k.sign, x);
+  const __m128d c = _mm_max_pd(_mm_min_pd(a, _mm_set1_pd(kClamp)), k.floor);
+  const __m128d s = add(c, k.shifter);
+  const __m128d g = sub(s, k.shifter);
   const __m128d d = sub(c, g);
   // The normal weight exp(-b^2/2) gives I(u/2, v/2): the halves are exact.
   const __m128d dd = Cdf ? mul(_mm_set1_pd(0.5), d) : d;
   const __m128d u = mul(g, dd), v = mul(d, dd);
   unsigned j[2];
-  index2(s, k.idx.i(), j);
+  index2(s, bits(k.idx), j);
   __m128d t, tl, w, pad;
   {
     const __m128d p0 = _mm_load_pd(tab[j[0]]), p1 = _mm_load_pd(tab[j[1]]);
@@ -269,48 +269,48 @@ inline __m128d tail_core(__m128d x) {
   // P' = I(u, v) - 1
   __m128d pp;
   if constexpr (F == TailForm::Least) {
-    pp = mul(u, sub(mul(u, k.u2.pd()), k.one.pd()));
+    pp = mul(u, sub(mul(u, k.u2), k.one));
   } else if constexpr (F == TailForm::Tiny) {
-    pp = add(mul(u, sub(mul(u, add(k.u2.pd(), mul(u, k.u3.pd()))), k.one.pd())), mul(v, k.v0.pd()));
+    pp = add(mul(u, sub(mul(u, add(k.u2, mul(u, k.u3))), k.one)), mul(v, k.v0));
   } else if constexpr (F == TailForm::Short) {
-    const __m128d pu = add(k.u2.pd(), mul(u, add(k.u3.pd(), mul(u, add(k.u4.pd(), mul(u, add(k.u5.pd(), mul(u, k.u6.pd()))))))));
-    const __m128d pv = add(k.v0.pd(), mul(u, add(k.v1.pd(), mul(u, add(k.v2.pd(), mul(u, k.v3.pd()))))));
-    pp = add(mul(u, sub(mul(u, pu), k.one.pd())), mul(v, add(pv, mul(v, k.w0.pd()))));
+    const __m128d pu = add(k.u2, mul(u, add(k.u3, mul(u, add(k.u4, mul(u, add(k.u5, mul(u, k.u6))))))));
+    const __m128d pv = add(k.v0, mul(u, add(k.v1, mul(u, add(k.v2, mul(u, k.v3))))));
+    pp = add(mul(u, sub(mul(u, pu), k.one)), mul(v, add(pv, mul(v, k.w0))));
   } else {
-    __m128d pu = k.u10.pd();
-    pu = add(k.u9.pd(), mul(u, pu));
-    pu = add(k.u8.pd(), mul(u, pu));
-    pu = add(k.u7.pd(), mul(u, pu));
-    pu = add(k.u6.pd(), mul(u, pu));
-    pu = add(k.u5.pd(), mul(u, pu));
-    pu = add(k.u4.pd(), mul(u, pu));
-    pu = add(k.u3.pd(), mul(u, pu));
-    pu = add(k.u2.pd(), mul(u, pu));
-    __m128d pv = k.v7.pd();
-    pv = add(k.v6.pd(), mul(u, pv));
-    pv = add(k.v5.pd(), mul(u, pv));
-    pv = add(k.v4.pd(), mul(u, pv));
-    pv = add(k.v3.pd(), mul(u, pv));
-    pv = add(k.v2.pd(), mul(u, pv));
-    pv = add(k.v1.pd(), mul(u, pv));
-    pv = add(k.v0.pd(), mul(u, pv));
-    __m128d pw = k.w4.pd();
-    pw = add(k.w3.pd(), mul(u, pw));
-    pw = add(k.w2.pd(), mul(u, pw));
-    pw = add(k.w1.pd(), mul(u, pw));
-    pw = add(k.w0.pd(), mul(u, pw));
-    const __m128d pt = add(k.t0.pd(), mul(u, k.t1.pd()));
-    pp = add(mul(u, sub(mul(u, pu), k.one.pd())), mul(v, add(pv, mul(v, add(pw, mul(v, pt))))));
+    __m128d pu = k.u10;
+    pu = add(k.u9, mul(u, pu));
+    pu = add(k.u8, mul(u, pu));
+    pu = add(k.u7, mul(u, pu));
+    pu = add(k.u6, mul(u, pu));
+    pu = add(k.u5, mul(u, pu));
+    pu = add(k.u4, mul(u, pu));
+    pu = add(k.u3, mul(u, pu));
+    pu = add(k.u2, mul(u, pu));
+    __m128d pv = k.v7;
+    pv = add(k.v6, mul(u, pv));
+    pv = add(k.v5, mul(u, pv));
+    pv = add(k.v4, mul(u, pv));
+    pv = add(k.v3, mul(u, pv));
+    pv = add(k.v2, mul(u, pv));
+    pv = add(k.v1, mul(u, pv));
+    pv = add(k.v0, mul(u, pv));
+    __m128d pw = k.w4;
+    pw = add(k.w3, mul(u, pw));
+    pw = add(k.w2, mul(u, pw));
+    pw = add(k.w1, mul(u, pw));
+    pw = add(k.w0, mul(u, pw));
+    const __m128d pt = add(k.t0, mul(u, k.t1));
+    pp = add(mul(u, sub(mul(u, pu), k.one)), mul(v, add(pv, mul(v, add(pw, mul(v, pt))))));
   }
   // Negative x for Erfc, positive x for CdfNorm: the other side, 2 or 1 in the
   // scale, minus the tail.
   const __m128d flip = Cdf ? _mm_cmpgt_pd(x, _mm_setzero_pd()) : _mm_cmplt_pd(x, _mm_setzero_pd());
-  const __m128d fs = and_(flip, k.sign.pd());
+  const __m128d fs = and_(flip, k.sign);
   const __m128d base = and_(flip, _mm_set1_pd(Cdf ? 0x1p128 : 0x1p129));
   __m128d hi, lo;
   if constexpr (F == TailForm::Full) {
     const DD gd = two_prod(w, d);
-    const DD r = two_sum(t, _mm_xor_pd(gd.hi, k.sign.pd()));
+    const DD r = two_sum(t, _mm_xor_pd(gd.hi, k.sign));
     hi = r.hi;
     lo = sub(add(r.lo, tl), add(gd.lo, mul(gd.hi, pp)));
   } else {
@@ -322,7 +322,7 @@ inline __m128d tail_core(__m128d x) {
   lo = xor_(lo, fs);
   const __m128d r1 = add(base, hi);
   const __m128d e = add(sub(base, r1), hi);
-  return mul(add(r1, add(e, lo)), k.scale.pd());
+  return mul(add(r1, add(e, lo)), k.scale);
 }
 
 // ---- scalar functions -----------------------------------------------------------

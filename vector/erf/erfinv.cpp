@@ -39,8 +39,8 @@ enum class Fn { ErfInv, ErfcInv, NormInv };
 enum class Form { HA, LA, EP, S5, S3 };
 
 struct InvConst {
-  C2 sign, half, quarter, one, two, mant, one_bits, center, split, sq2hi, sq2lo;
-  C4 top, clamp, pole_last, pole_base;
+  __m128d sign, half, quarter, one, two, mant, one_bits, center, split, sq2hi, sq2lo;
+  __m128 top, clamp, pole_last, pole_base;
 };
 alignas(16) const InvConst kInv = {
     .sign = q2(0x8000000000000000ull),
@@ -73,18 +73,18 @@ inline Dist distances(__m128d x) {
   __m128d t, w;
   if constexpr (F == Fn::ErfInv) {
     t = x;
-    w = sub(c.one.pd(), andnot(c.sign.pd(), x));
+    w = sub(c.one, andnot(c.sign, x));
   } else if constexpr (F == Fn::ErfcInv) {
-    t = sub(c.one.pd(), x);
-    w = _mm_min_pd(x, sub(c.two.pd(), x));
+    t = sub(c.one, x);
+    w = _mm_min_pd(x, sub(c.two, x));
   } else {
     const __m128d u = add(x, x);
-    t = sub(u, c.one.pd());
-    w = _mm_min_pd(u, sub(c.two.pd(), u));
+    t = sub(u, c.one);
+    w = _mm_min_pd(u, sub(c.two, u));
   }
-  const __m128d a = andnot(c.sign.pd(), t);
-  const __m128d pole = _mm_cmpge_pd(a, c.half.pd());
-  return {select(pole, w, a), pole, and_(c.sign.pd(), t)};
+  const __m128d a = andnot(c.sign, t);
+  const __m128d pole = _mm_cmpge_pd(a, c.half);
+  return {select(pole, w, a), pole, and_(c.sign, t)};
 }
 
 // Row numbers of the two lanes.
@@ -93,10 +93,10 @@ inline void rows(const Dist& d, unsigned (&j)[2]) {
   // k = 0xFF7 - (exponent and top two fraction bits), in the low word of each
   // lane; arguments off the vector path (special lanes) are clamped into the
   // table like the rest, their results are replaced.
-  __m128i k = _mm_sub_epi32(c.top.i(), _mm_srli_epi64(bits(d.v), 50));
+  __m128i k = _mm_sub_epi32(bits(c.top), _mm_srli_epi64(bits(d.v), 50));
   k = _mm_andnot_si128(_mm_srai_epi32(k, 31), k);  // 0 up to 0xFF7: min_epi16 applies
-  const __m128i central = _mm_min_epi16(k, c.clamp.i());
-  const __m128i pole = _mm_add_epi32(_mm_min_epi16(k, c.pole_last.i()), c.pole_base.i());
+  const __m128i central = _mm_min_epi16(k, bits(c.clamp));
+  const __m128i pole = _mm_add_epi32(_mm_min_epi16(k, bits(c.pole_last)), bits(c.pole_base));
   const __m128i m = _mm_castpd_si128(d.pole);
   const __m128i r = _mm_or_si128(_mm_and_si128(m, pole), _mm_andnot_si128(m, central));
   j[0] = static_cast<uint32_t>(_mm_cvtsi128_si32(r));
@@ -117,8 +117,8 @@ inline __m128d inv_core(__m128d x) {
   unsigned j[2];
   rows(d, j);
   // w = 1/2 (a = 1/2 exactly) is the top edge of pole row 0: f = 1/8, not -1/8.
-  const __m128d f = add(sub(_mm_or_pd(and_(d.v, c.mant.pd()), c.one_bits.pd()), c.center.pd()),
-                        and_(_mm_cmpeq_pd(d.v, c.half.pd()), c.quarter.pd()));
+  const __m128d f = add(sub(_mm_or_pd(and_(d.v, c.mant), c.one_bits), c.center),
+                        and_(_mm_cmpeq_pd(d.v, c.half), c.quarter));
   __m128d y;
   if constexpr (L == Form::HA) {
     const auto& tab = F == Fn::NormInv ? erfdata::kNormInvHA : erfdata::kInvHA;
@@ -148,7 +148,7 @@ inline __m128d inv_core(__m128d x) {
     p = add(q5, mul(f2, p));
     p = add(q3, mul(f2, p));
     p = add(c2, mul(f, p));
-    const __m128d fh = and_(f, c.split.pd());
+    const __m128d fh = and_(f, c.split);
     const __m128d fl = sub(f, fh);
     const __m128d p1 = mul(h1, fh);  // exact
     const __m128d hh = add(h0, p1);

@@ -8,21 +8,21 @@
 #include <cstdint>
 #include <cstring>
 
+#include "vector/common/consts.h"
 #include "vector/common/exact.h"
 #include "vector/exp/exp_data.h"
 #include "vector/vops.h"
 
 namespace zev::vk::expk {
 
-// Constant vectors, initialised at compile time.
-typedef int32_t I4 __attribute__((vector_size(16)));
-typedef int64_t I2 __attribute__((vector_size(16)));
-constexpr __m128 f4(float v) { return __m128{v, v, v, v}; }
-constexpr __m128d d2(double v) { return __m128d{v, v}; }
-constexpr I4 i4(int32_t v) { return I4{v, v, v, v}; }
-constexpr I2 i2(int64_t v) { return I2{v, v}; }
-inline __m128i iv(I4 v) { return reinterpret_cast<__m128i>(v); }
-inline __m128i iv(I2 v) { return reinterpret_cast<__m128i>(v); }
+// The constant makers of vector/common/consts.h, also by these names.
+using zev::vk::d2;
+using zev::vk::f4;
+using zev::vk::i2;
+using zev::vk::i4;
+using zev::vk::I2;
+using zev::vk::I4;
+using zev::vk::iv;
 
 inline __m128 fv(__m128i v) { return _mm_castsi128_ps(v); }
 inline __m128d dv(__m128i v) { return _mm_castsi128_pd(v); }

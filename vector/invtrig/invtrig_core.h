@@ -85,11 +85,11 @@ inline __m128 abs_f(__m128 x) { return _mm_andnot_ps(sign_f(), x); }
 
 template <int N>
 struct CoefD {
-  C2 c[N];
+  __m128d c[N];
 };
 template <int N>
 struct CoefF {
-  C4 c[N];
+  __m128 c[N];
 };
 template <int N>
 constexpr CoefD<N> coef_d(const double (&v)[N], double k = 1.0) {
@@ -237,7 +237,7 @@ inline AsinParts asin_parts(__m128d a) {
   const __m128d e = _mm_sub_pd(_mm_mul_pd(s0, y), d1(2.0));
   __m128d corr;
   if constexpr (L == Level::EP)
-    corr = _mm_add_pd(kD.corr.c[0].pd(), _mm_mul_pd(e, kD.corr.c[1].pd()));
+    corr = _mm_add_pd(kD.corr.c[0], _mm_mul_pd(e, kD.corr.c[1]));
   else
     corr = estrin(kD.corr.c, e);
   const __m128d ec = _mm_mul_pd(e, corr);
@@ -288,12 +288,12 @@ inline __m128d acos_d(__m128d x) {
 // The interval table of a = |x|: c, the mask word, the angle atan(c) as a pair
 // (row 0: pi/2, the limit of t = -1/a), and the same angle in half-turns.
 struct AtanRow {
-  C2 c_mask, theta, theta_pi;
+  __m128d c_mask, theta, theta_pi;
 };
 constexpr AtanRow atan_row(double c, bool mask, Pair theta) {
   const Pair tp = mul_c(theta, kInvPi);
-  return {C2{.u = {std::bit_cast<uint64_t>(c), mask ? ~0ull : 0ull}}, C2{.d = {theta.hi, theta.lo}},
-          C2{.d = {tp.hi, tp.lo}}};
+  return {std::bit_cast<__m128d>(I2{std::bit_cast<int64_t>(c), mask ? int64_t{-1} : 0}), __m128d{theta.hi, theta.lo},
+          __m128d{tp.hi, tp.lo}};
 }
 inline constexpr AtanRow kAtanTable[5] = {
     atan_row(1.0, false, {1.5707963267948966, 6.123233995736766e-17}),
@@ -330,10 +330,10 @@ template <class E, bool Pi>
 inline AtanParts atan_table(__m128d a, __m128d al) {
   const __m128i row = atan_rows(a);
   const int i0 = _mm_cvtsi128_si32(row), i1 = _mm_extract_epi16(row, 4);
-  const __m128d r0 = kAtanTable[i0].c_mask.pd(), r1 = kAtanTable[i1].c_mask.pd();
+  const __m128d r0 = kAtanTable[i0].c_mask, r1 = kAtanTable[i1].c_mask;
   const __m128d c = _mm_unpacklo_pd(r0, r1), mask = _mm_unpackhi_pd(r0, r1);
-  const __m128d t0 = Pi ? kAtanTable[i0].theta_pi.pd() : kAtanTable[i0].theta.pd();
-  const __m128d t1 = Pi ? kAtanTable[i1].theta_pi.pd() : kAtanTable[i1].theta.pd();
+  const __m128d t0 = Pi ? kAtanTable[i0].theta_pi : kAtanTable[i0].theta;
+  const __m128d t1 = Pi ? kAtanTable[i1].theta_pi : kAtanTable[i1].theta;
   const __m128d n = _mm_sub_pd(_mm_and_pd(a, mask), c);
   const DD ac = two_prod(a, c);
   const DD d = two_sum(ac.hi, _mm_and_pd(d1(1.0), mask));

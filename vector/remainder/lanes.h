@@ -17,8 +17,8 @@ namespace zev::vk::rem {
 
 
 struct Const {
-  C4 fsign, fmagic, fone, fexp, fmax_bits;
-  C2 dsign, dmagic, done, dexp, dmax_hi;
+  __m128 fsign, fmagic, fone, fexp, fmax_bits;
+  __m128d dsign, dmagic, done, dexp, dmax_hi;
 };
 inline constexpr Const kC = {
     .fsign = u4(0x80000000u),            // single sign bit
@@ -36,11 +36,11 @@ inline constexpr Const kC = {
 template <class T> struct K;
 template <> struct K<float> {
   using V = __m128;
-  static V sign() { return kC.fsign.ps(); }
-  static V magic() { return kC.fmagic.ps(); }
-  static V one() { return kC.fone.ps(); }
+  static V sign() { return kC.fsign; }
+  static V magic() { return kC.fmagic; }
+  static V one() { return kC.fone; }
   // Lanes whose exponent field is all ones.
-  static V inf_or_nan(V x) { return _mm_castsi128_ps(_mm_cmpgt_epi32(abs_bits(x), kC.fmax_bits.i())); }
+  static V inf_or_nan(V x) { return _mm_castsi128_ps(_mm_cmpgt_epi32(abs_bits(x), bits(kC.fmax_bits))); }
   static __m128i add(__m128i a, __m128i b) { return _mm_add_epi32(a, b); }
   static __m128i sub(__m128i a, __m128i b) { return _mm_sub_epi32(a, b); }
   static __m128i one_i() { return _mm_set1_epi32(1); }
@@ -55,11 +55,11 @@ template <> struct K<float> {
 };
 template <> struct K<double> {
   using V = __m128d;
-  static V sign() { return kC.dsign.pd(); }
-  static V magic() { return kC.dmagic.pd(); }
-  static V one() { return kC.done.pd(); }
+  static V sign() { return kC.dsign; }
+  static V magic() { return kC.dmagic; }
+  static V one() { return kC.done; }
   static V inf_or_nan(V x) {
-    return _mm_castsi128_pd(_mm_cmpgt_epi32(abs_high_words(x), kC.dmax_hi.i()));
+    return _mm_castsi128_pd(_mm_cmpgt_epi32(abs_high_words(x), bits(kC.dmax_hi)));
   }
   static __m128i add(__m128i a, __m128i b) { return _mm_add_epi64(a, b); }
   static __m128i sub(__m128i a, __m128i b) { return _mm_sub_epi64(a, b); }

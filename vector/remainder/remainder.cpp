@@ -22,8 +22,8 @@ namespace {
 
 
 struct Const {
-  C2 magic, one, inf, big_d, big_a, limit_s, limit_d, split, dsign;
-  C4 fsign;
+  __m128d magic, one, inf, big_d, big_a, limit_s, limit_d, split, dsign;
+  __m128 fsign;
 };
 constexpr Const kC = {
     .magic = d2(4503599627370496.0),     // 2^52: rounds 0 <= q < 2^52 to an integer
@@ -40,7 +40,7 @@ constexpr Const kC = {
 
 // Rounding of 0 <= q < 2^52 to an integer, to nearest even.
 inline __m128d rint_pos(__m128d q) {
-  const __m128d m = kC.magic.pd();
+  const __m128d m = kC.magic;
   return _mm_sub_pd(_mm_add_pd(q, m), m);
 }
 
@@ -49,16 +49,16 @@ template <bool Nearest, bool Split>
 inline __m128d rem_abs(__m128d ax, __m128d ay, __m128d& special) {
   const __m128d q = _mm_div_pd(ax, ay);
   // Divisors from 2^1020 up (infinity included) go out too: t*|b| could overflow.
-  special = _mm_or_pd(_mm_cmpnlt_pd(q, Split ? kC.limit_d.pd() : kC.limit_s.pd()),
-                      _mm_cmpnlt_pd(ay, Split ? kC.big_d.pd() : kC.inf.pd()));
+  special = _mm_or_pd(_mm_cmpnlt_pd(q, Split ? kC.limit_d : kC.limit_s),
+                      _mm_cmpnlt_pd(ay, Split ? kC.big_d : kC.inf));
   // Rounded to nearest, t*|b| may pass |a| by |b|/2: dividends from 2^1022 up
   // go out too.
-  if constexpr (Nearest && Split) special = _mm_or_pd(special, _mm_cmpnlt_pd(ax, kC.big_a.pd()));
+  if constexpr (Nearest && Split) special = _mm_or_pd(special, _mm_cmpnlt_pd(ax, kC.big_a));
   __m128d t = rint_pos(q);
-  if constexpr (!Nearest) t = _mm_sub_pd(t, _mm_and_pd(_mm_cmpgt_pd(t, q), kC.one.pd()));
+  if constexpr (!Nearest) t = _mm_sub_pd(t, _mm_and_pd(_mm_cmpgt_pd(t, q), kC.one));
   __m128d r;
   if constexpr (Split) {
-    const __m128d yh = _mm_and_pd(ay, kC.split.pd()), yl = _mm_sub_pd(ay, yh);
+    const __m128d yh = _mm_and_pd(ay, kC.split), yl = _mm_sub_pd(ay, yh);
     r = _mm_sub_pd(_mm_sub_pd(ax, _mm_mul_pd(t, yh)), _mm_mul_pd(t, yl));
   } else {
     r = _mm_sub_pd(ax, _mm_mul_pd(t, ay));
@@ -112,7 +112,7 @@ struct sRemP {
   static constexpr bool kCallout = true;
   static constexpr const char* kName = Nearest ? "vsRemainder" : "vsFmod";
   static __m128 eval(__m128 a, __m128 b, __m128& special) {
-    const __m128 sign = kC.fsign.ps();
+    const __m128 sign = kC.fsign;
     const __m128 ax = _mm_andnot_ps(sign, a), ay = _mm_andnot_ps(sign, b);
     __m128d slo, shi;
     const __m128d rlo = rem_abs<Nearest, false>(_mm_cvtps_pd(ax), _mm_cvtps_pd(ay), slo);
@@ -134,7 +134,7 @@ struct dRemP {
   static constexpr bool kCallout = true;
   static constexpr const char* kName = Nearest ? "vdRemainder" : "vdFmod";
   static __m128d eval(__m128d a, __m128d b, __m128d& special) {
-    const __m128d sign = kC.dsign.pd();
+    const __m128d sign = kC.dsign;
     const __m128d r = rem_abs<Nearest, true>(_mm_andnot_pd(sign, a), _mm_andnot_pd(sign, b), special);
     return _mm_xor_pd(r, _mm_and_pd(a, sign));
   }

@@ -19,8 +19,8 @@ namespace {
 
 using namespace trig;
 
-inline __m128d sign_of(__m128d x) { return _mm_and_pd(x, kTab.sign.pd()); }
-inline __m128d abs_of(__m128d x) { return _mm_and_pd(x, kTab.abs.pd()); }
+inline __m128d sign_of(__m128d x) { return _mm_and_pd(x, kTab.sign); }
+inline __m128d abs_of(__m128d x) { return _mm_and_pd(x, kTab.abs); }
 // The parity of the integer in the shifter's sum t, as a sign bit.
 inline __m128d parity_sign(__m128d t) { return dv(_mm_slli_epi64(_mm_castpd_si128(t), 63)); }
 
@@ -74,7 +74,7 @@ struct DSinCosHA : DBase {
 // ---- polynomial kernels ----
 
 struct PolyConst {
-  C2 inv, shifter, p1, p2, p3, half, pio2, bound, c1, c2, c3, c4;
+  __m128d inv, shifter, p1, p2, p3, half, pio2, bound, c1, c2, c3, c4;
 };
 // The reduction by pi in three parts and the odd polynomial of dSin EP.
 alignas(16) constexpr PolyConst kEP = {
@@ -95,9 +95,9 @@ alignas(16) constexpr PolyConst kEP = {
 inline __m128d ep_poly(__m128d r) {
   const PolyConst& c = kEP;
   const __m128d z = _mm_mul_pd(r, r);
-  __m128d p = _mm_add_pd(c.c3.pd(), _mm_mul_pd(z, c.c4.pd()));
-  p = _mm_add_pd(c.c2.pd(), _mm_mul_pd(z, p));
-  p = _mm_add_pd(c.c1.pd(), _mm_mul_pd(z, p));
+  __m128d p = _mm_add_pd(c.c3, _mm_mul_pd(z, c.c4));
+  p = _mm_add_pd(c.c2, _mm_mul_pd(z, p));
+  p = _mm_add_pd(c.c1, _mm_mul_pd(z, p));
   return _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), p));
 }
 
@@ -110,11 +110,11 @@ struct DSinEP : DEPBase {
   static V eval(V x, V& special) {
     const PolyConst& c = kEP;
     const V a = abs_of(x);
-    special = _mm_cmpnle_pd(a, c.bound.pd());
-    const V t = _mm_add_pd(_mm_mul_pd(a, c.inv.pd()), c.shifter.pd());
-    const V n = _mm_sub_pd(t, c.shifter.pd());
-    const V r = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(n, c.p1.pd())), _mm_mul_pd(n, c.p2.pd())),
-                           _mm_mul_pd(n, c.p3.pd()));
+    special = _mm_cmpnle_pd(a, c.bound);
+    const V t = _mm_add_pd(_mm_mul_pd(a, c.inv), c.shifter);
+    const V n = _mm_sub_pd(t, c.shifter);
+    const V r = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(n, c.p1)), _mm_mul_pd(n, c.p2)),
+                           _mm_mul_pd(n, c.p3));
     return _mm_xor_pd(ep_poly(_mm_xor_pd(r, parity_sign(t))), sign_of(x));
   }
   static int scalar(const double* x, double* r) {
@@ -131,14 +131,14 @@ struct DCosEP : DEPBase {
   static V eval(V x, V& special) {
     const PolyConst& c = kEP;
     const V a = abs_of(x);
-    const V u = _mm_sub_pd(c.pio2.pd(), a);
+    const V u = _mm_sub_pd(c.pio2, a);
     special = _mm_cmpnle_pd(abs_of(u), _mm_set1_pd(8388608.0));
-    const V t = _mm_add_pd(_mm_mul_pd(u, c.inv.pd()), c.shifter.pd());
-    const V m = _mm_sub_pd(c.half.pd(), _mm_sub_pd(t, c.shifter.pd()));
-    const V r = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(m, c.p1.pd()), a), _mm_mul_pd(m, c.p2.pd())),
-                           _mm_mul_pd(m, c.p3.pd()));
+    const V t = _mm_add_pd(_mm_mul_pd(u, c.inv), c.shifter);
+    const V m = _mm_sub_pd(c.half, _mm_sub_pd(t, c.shifter));
+    const V r = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(m, c.p1), a), _mm_mul_pd(m, c.p2)),
+                           _mm_mul_pd(m, c.p3));
     const V y = ep_poly(_mm_xor_pd(r, parity_sign(t)));
-    return select(_mm_cmpeq_pd(u, c.pio2.pd()), _mm_set1_pd(1.0), y);
+    return select(_mm_cmpeq_pd(u, c.pio2), _mm_set1_pd(1.0), y);
   }
   static int scalar(const double* x, double* r) {
     if (*x - *x != 0) return not_finite_lane(*x, r);
@@ -151,7 +151,7 @@ struct DCosEP : DEPBase {
 
 // Lanes where pi/2 - a rounds to pi/2: their cosine is 1.
 inline __m128d cos_one(__m128d a, __m128d y) {
-  const __m128d pio2 = kEP.pio2.pd();
+  const __m128d pio2 = kEP.pio2;
   return select(_mm_cmpeq_pd(_mm_sub_pd(pio2, a), pio2), _mm_set1_pd(1.0), y);
 }
 
@@ -161,7 +161,7 @@ inline __m128d cos_one(__m128d a, __m128d y) {
 // near its zeros. (The sign is that of r, not of a - m pi: near a zero of the
 // cosine |r| may pass pi/2 by a rounding.)
 struct SinCosLAConst {
-  C2 inv, shifter, p1, p2, p3, p4, half, bound, c1, c2, c3, c4, c5, c6, c7;
+  __m128d inv, shifter, p1, p2, p3, p4, half, bound, c1, c2, c3, c4, c5, c6, c7;
 };
 alignas(16) constexpr SinCosLAConst kSCLA = {
     .inv = q2(0x3FD45F306DC9C883),       // 1/pi
@@ -183,18 +183,18 @@ alignas(16) constexpr SinCosLAConst kSCLA = {
 
 // -sgn(r) rc: the argument whose sine is cos r.
 inline __m128d cos_arg(__m128d rc, __m128d r) {
-  return _mm_xor_pd(rc, _mm_xor_pd(sign_of(r), kTab.sign.pd()));
+  return _mm_xor_pd(rc, _mm_xor_pd(sign_of(r), kTab.sign));
 }
 
 inline __m128d la_poly(__m128d r) {
   const SinCosLAConst& c = kSCLA;
   const __m128d z = _mm_mul_pd(r, r);
-  __m128d p = _mm_add_pd(c.c6.pd(), _mm_mul_pd(z, c.c7.pd()));
-  p = _mm_add_pd(c.c5.pd(), _mm_mul_pd(z, p));
-  p = _mm_add_pd(c.c4.pd(), _mm_mul_pd(z, p));
-  p = _mm_add_pd(c.c3.pd(), _mm_mul_pd(z, p));
-  p = _mm_add_pd(c.c2.pd(), _mm_mul_pd(z, p));
-  p = _mm_add_pd(c.c1.pd(), _mm_mul_pd(z, p));
+  __m128d p = _mm_add_pd(c.c6, _mm_mul_pd(z, c.c7));
+  p = _mm_add_pd(c.c5, _mm_mul_pd(z, p));
+  p = _mm_add_pd(c.c4, _mm_mul_pd(z, p));
+  p = _mm_add_pd(c.c3, _mm_mul_pd(z, p));
+  p = _mm_add_pd(c.c2, _mm_mul_pd(z, p));
+  p = _mm_add_pd(c.c1, _mm_mul_pd(z, p));
   return _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), p));
 }
 
@@ -202,7 +202,7 @@ inline __m128d la_poly(__m128d r) {
 __attribute__((noinline)) void sincos_large(__m128d x, __m128d large, __m128d& s, __m128d& c) {
   const __m128d a = abs_of(x);
   Reduced red = reduce_table(a);
-  reduce_large(a, _mm_cmpnle_pd(a, kTab.bound.pd()), red);
+  reduce_large(a, _mm_cmpnle_pd(a, kTab.bound), red);
   s = select(large, _mm_xor_pd(table_sin(red, 0), sign_of(x)), s);
   c = select(large, table_sin(red, 128), c);
 }
@@ -213,16 +213,16 @@ struct DSinCosLA : DBase {
     const SinCosLAConst& c = kSCLA;
     const V a = abs_of(x);
     special = not_finite(a);
-    const V large = _mm_cmpnle_pd(a, c.bound.pd());
-    const V t = _mm_add_pd(_mm_mul_pd(a, c.inv.pd()), c.shifter.pd());
-    const V n = _mm_sub_pd(t, c.shifter.pd());
-    const V u2 = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(n, c.p1.pd())), _mm_mul_pd(n, c.p2.pd()));
-    const V r = _mm_sub_pd(_mm_sub_pd(u2, _mm_mul_pd(n, c.p3.pd())), _mm_mul_pd(n, c.p4.pd()));
-    const V m = _mm_add_pd(n, _mm_or_pd(c.half.pd(), sign_of(u2)));
+    const V large = _mm_cmpnle_pd(a, c.bound);
+    const V t = _mm_add_pd(_mm_mul_pd(a, c.inv), c.shifter);
+    const V n = _mm_sub_pd(t, c.shifter);
+    const V u2 = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(n, c.p1)), _mm_mul_pd(n, c.p2));
+    const V r = _mm_sub_pd(_mm_sub_pd(u2, _mm_mul_pd(n, c.p3)), _mm_mul_pd(n, c.p4));
+    const V m = _mm_add_pd(n, _mm_or_pd(c.half, sign_of(u2)));
     const V rc = _mm_sub_pd(
-        _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(m, c.p1.pd())), _mm_mul_pd(m, c.p2.pd())),
-                   _mm_mul_pd(m, c.p3.pd())),
-        _mm_mul_pd(m, c.p4.pd()));
+        _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(m, c.p1)), _mm_mul_pd(m, c.p2)),
+                   _mm_mul_pd(m, c.p3)),
+        _mm_mul_pd(m, c.p4));
     const V par = parity_sign(t);
     V s = _mm_xor_pd(la_poly(r), _mm_xor_pd(par, sign_of(x)));
     V co = cos_one(a, _mm_xor_pd(la_poly(cos_arg(rc, u2)), par));
@@ -239,13 +239,13 @@ struct DSinCosEP : DEPBase {
     const PolyConst& c = kEP;
     const V a = abs_of(x);
     special = _mm_cmpnle_pd(a, _mm_set1_pd(8388608.0));
-    const V t = _mm_add_pd(_mm_mul_pd(a, c.inv.pd()), c.shifter.pd());
-    const V n = _mm_sub_pd(t, c.shifter.pd());
-    const V u2 = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(n, c.p1.pd())), _mm_mul_pd(n, c.p2.pd()));
-    const V r = _mm_sub_pd(u2, _mm_mul_pd(n, c.p3.pd()));
-    const V m = _mm_add_pd(n, _mm_or_pd(c.half.pd(), sign_of(u2)));
-    const V rc = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(m, c.p1.pd())), _mm_mul_pd(m, c.p2.pd())),
-                            _mm_mul_pd(m, c.p3.pd()));
+    const V t = _mm_add_pd(_mm_mul_pd(a, c.inv), c.shifter);
+    const V n = _mm_sub_pd(t, c.shifter);
+    const V u2 = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(n, c.p1)), _mm_mul_pd(n, c.p2));
+    const V r = _mm_sub_pd(u2, _mm_mul_pd(n, c.p3));
+    const V m = _mm_add_pd(n, _mm_or_pd(c.half, sign_of(u2)));
+    const V rc = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(m, c.p1)), _mm_mul_pd(m, c.p2)),
+                            _mm_mul_pd(m, c.p3));
     const V par = parity_sign(t);
     cos_out = cos_one(a, _mm_xor_pd(ep_poly(cos_arg(rc, u2)), par));
     return _mm_xor_pd(ep_poly(r), _mm_xor_pd(par, sign_of(x)));

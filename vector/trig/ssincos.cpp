@@ -55,8 +55,8 @@ struct SSinLA : SBase {
 
 inline __m128 reduce3(__m128 a, __m128 n) {
   const SConst& c = kS;
-  const __m128 r = _mm_sub_ps(_mm_sub_ps(a, _mm_mul_ps(n, c.p1.ps())), _mm_mul_ps(n, c.p2.ps()));
-  return _mm_sub_ps(r, _mm_mul_ps(n, c.e3.ps()));
+  const __m128 r = _mm_sub_ps(_mm_sub_ps(a, _mm_mul_ps(n, c.p1)), _mm_mul_ps(n, c.p2));
+  return _mm_sub_ps(r, _mm_mul_ps(n, c.e3));
 }
 
 struct SSinEP : SBase {
@@ -119,7 +119,7 @@ struct SSinCosBase : SBase {
     return st;
   }
   static V sincos_large(V x, V a, V s, V& c) {
-    const V large = _mm_cmpnle_ps(a, kS.bound.ps());
+    const V large = _mm_cmpnle_ps(a, kS.bound);
     if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) large_pair(x, large, s, c);
     return s;
   }
@@ -139,12 +139,12 @@ struct SSinCosLAEP : SSinCosBase {
     const V a = abs_of(x);
     special = not_finite(a);
     const SinRed q = sin_n(a);
-    const V u2 = _mm_sub_ps(_mm_sub_ps(a, _mm_mul_ps(q.n, c.p1.ps())), _mm_mul_ps(q.n, c.p2.ps()));
-    const V r = _mm_sub_ps(_mm_sub_ps(u2, _mm_mul_ps(q.n, c.p3.ps())), _mm_mul_ps(q.n, c.p4.ps()));
-    const V m = _mm_add_ps(q.n, _mm_or_ps(c.half.ps(), sign_of(u2)));
+    const V u2 = _mm_sub_ps(_mm_sub_ps(a, _mm_mul_ps(q.n, c.p1)), _mm_mul_ps(q.n, c.p2));
+    const V r = _mm_sub_ps(_mm_sub_ps(u2, _mm_mul_ps(q.n, c.p3)), _mm_mul_ps(q.n, c.p4));
+    const V m = _mm_add_ps(q.n, _mm_or_ps(c.half, sign_of(u2)));
     const V rc = reduce4(a, m);
     const V par = parity_sign(q.t);
-    cos_out = cos_one(a, _mm_xor_ps(poly_la(_mm_xor_ps(rc, _mm_xor_ps(sign_of(u2), c.sign.ps())), c.k1, c.k2, c.k3, c.k4), par));
+    cos_out = cos_one(a, _mm_xor_ps(poly_la(_mm_xor_ps(rc, _mm_xor_ps(sign_of(u2), c.sign)), c.k1, c.k2, c.k3, c.k4), par));
     const V sn = _mm_xor_ps(poly_la(r, c.k1, c.k2, c.k3, c.k4), _mm_xor_ps(par, sign_of(x)));
     return sincos_large(x, a, sn, cos_out);
   }

@@ -9,13 +9,13 @@
 namespace zev::vk::trig::sgl {
 
 struct SConst {
-  C4 inv, shifter, pio2, half, one, bound, sign, abs;
-  C4 p1, p2, p3, p4;          // pi in four float parts (LA)
-  C4 e3;                      // the third part of the three-part pi (EP)
-  C4 c1, c2, c3, c4;          // LA polynomial of sin and cos
-  C4 k1, k2, k3, k4;          // LA polynomial of SinCos
-  C4 q0, q1, q2, q1cos;       // EP polynomial
-  C2 dp1, dp2, d1, d2, d3, d4;  // HA, in double
+  __m128 inv, shifter, pio2, half, one, bound, sign, abs;
+  __m128 p1, p2, p3, p4;          // pi in four float parts (LA)
+  __m128 e3;                      // the third part of the three-part pi (EP)
+  __m128 c1, c2, c3, c4;          // LA polynomial of sin and cos
+  __m128 k1, k2, k3, k4;          // LA polynomial of SinCos
+  __m128 q0, q1, q2, q1cos;       // EP polynomial
+  __m128d dp1, dp2, d1, d2, d3, d4;  // HA, in double
 };
 alignas(16) inline constexpr SConst kS = {
     .inv = u4(0x3EA2F983),            // 1/pi
@@ -51,39 +51,39 @@ alignas(16) inline constexpr SConst kS = {
     .d4 = d2(2.605780638722852e-06),
 };
 
-inline __m128 sign_of(__m128 x) { return _mm_and_ps(x, kS.sign.ps()); }
-inline __m128 abs_of(__m128 x) { return _mm_and_ps(x, kS.abs.ps()); }
+inline __m128 sign_of(__m128 x) { return _mm_and_ps(x, kS.sign); }
+inline __m128 abs_of(__m128 x) { return _mm_and_ps(x, kS.abs); }
 inline __m128 parity_sign(__m128 t) { return fv(_mm_slli_epi32(_mm_castps_si128(t), 31)); }
 
 // r - n pi in float, four parts.
 inline __m128 reduce4(__m128 a, __m128 n) {
   const SConst& c = kS;
-  __m128 r = _mm_sub_ps(a, _mm_mul_ps(n, c.p1.ps()));
-  r = _mm_sub_ps(r, _mm_mul_ps(n, c.p2.ps()));
-  r = _mm_sub_ps(r, _mm_mul_ps(n, c.p3.ps()));
-  return _mm_sub_ps(r, _mm_mul_ps(n, c.p4.ps()));
+  __m128 r = _mm_sub_ps(a, _mm_mul_ps(n, c.p1));
+  r = _mm_sub_ps(r, _mm_mul_ps(n, c.p2));
+  r = _mm_sub_ps(r, _mm_mul_ps(n, c.p3));
+  return _mm_sub_ps(r, _mm_mul_ps(n, c.p4));
 }
 
-inline __m128 poly_la(__m128 r, const C4& c1, const C4& c2, const C4& c3, const C4& c4) {
+inline __m128 poly_la(__m128 r, const __m128& c1, const __m128& c2, const __m128& c3, const __m128& c4) {
   const __m128 z = _mm_mul_ps(r, r);
-  __m128 p = _mm_add_ps(c3.ps(), _mm_mul_ps(z, c4.ps()));
-  p = _mm_add_ps(c2.ps(), _mm_mul_ps(z, p));
-  p = _mm_add_ps(c1.ps(), _mm_mul_ps(z, p));
+  __m128 p = _mm_add_ps(c3, _mm_mul_ps(z, c4));
+  p = _mm_add_ps(c2, _mm_mul_ps(z, p));
+  p = _mm_add_ps(c1, _mm_mul_ps(z, p));
   return _mm_add_ps(r, _mm_mul_ps(_mm_mul_ps(r, z), p));
 }
 
-inline __m128 poly_ep(__m128 r, const C4& q1) {
+inline __m128 poly_ep(__m128 r, const __m128& q1) {
   const SConst& c = kS;
   const __m128 z = _mm_mul_ps(r, r);
-  return _mm_mul_ps(r, _mm_add_ps(c.q0.ps(), _mm_mul_ps(z, _mm_add_ps(q1.ps(), _mm_mul_ps(z, c.q2.ps())))));
+  return _mm_mul_ps(r, _mm_add_ps(c.q0, _mm_mul_ps(z, _mm_add_ps(q1, _mm_mul_ps(z, c.q2)))));
 }
 
 inline __m128d poly_ha(__m128d r) {
   const SConst& c = kS;
   const __m128d z = _mm_mul_pd(r, r);
-  __m128d p = _mm_add_pd(c.d3.pd(), _mm_mul_pd(z, c.d4.pd()));
-  p = _mm_add_pd(c.d2.pd(), _mm_mul_pd(z, p));
-  p = _mm_add_pd(c.d1.pd(), _mm_mul_pd(z, p));
+  __m128d p = _mm_add_pd(c.d3, _mm_mul_pd(z, c.d4));
+  p = _mm_add_pd(c.d2, _mm_mul_pd(z, p));
+  p = _mm_add_pd(c.d1, _mm_mul_pd(z, p));
   return _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), p));
 }
 
@@ -92,8 +92,8 @@ inline __m128 sin_reduced_ha(__m128 a, __m128 n) {
   const SConst& c = kS;
   const __m128d a0 = _mm_cvtps_pd(a), a1 = _mm_cvtps_pd(_mm_movehl_ps(a, a));
   const __m128d n0 = _mm_cvtps_pd(n), n1 = _mm_cvtps_pd(_mm_movehl_ps(n, n));
-  const __m128d r0 = _mm_sub_pd(_mm_sub_pd(a0, _mm_mul_pd(n0, c.dp1.pd())), _mm_mul_pd(n0, c.dp2.pd()));
-  const __m128d r1 = _mm_sub_pd(_mm_sub_pd(a1, _mm_mul_pd(n1, c.dp1.pd())), _mm_mul_pd(n1, c.dp2.pd()));
+  const __m128d r0 = _mm_sub_pd(_mm_sub_pd(a0, _mm_mul_pd(n0, c.dp1)), _mm_mul_pd(n0, c.dp2));
+  const __m128d r1 = _mm_sub_pd(_mm_sub_pd(a1, _mm_mul_pd(n1, c.dp1)), _mm_mul_pd(n1, c.dp2));
   return _mm_movelh_ps(_mm_cvtpd_ps(poly_ha(r0)), _mm_cvtpd_ps(poly_ha(r1)));
 }
 
@@ -126,7 +126,7 @@ inline __attribute__((noinline)) void large_pair(__m128 x, __m128 large, __m128&
 }
 
 inline __m128 with_large(__m128 x, __m128 a, __m128 y, unsigned turn) {
-  const __m128 large = _mm_cmpnle_ps(a, kS.bound.ps());
+  const __m128 large = _mm_cmpnle_ps(a, kS.bound);
   if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) return large_path(x, large, y, turn);
   return y;
 }
@@ -138,18 +138,18 @@ struct SinRed {
 };
 inline SinRed sin_n(__m128 a) {
   const SConst& c = kS;
-  const __m128 t = _mm_add_ps(_mm_mul_ps(a, c.inv.ps()), c.shifter.ps());
-  return {t, _mm_sub_ps(t, c.shifter.ps())};
+  const __m128 t = _mm_add_ps(_mm_mul_ps(a, c.inv), c.shifter);
+  return {t, _mm_sub_ps(t, c.shifter)};
 }
 inline SinRed cos_n(__m128 a) {
   const SConst& c = kS;
-  const __m128 t = _mm_add_ps(_mm_mul_ps(_mm_add_ps(a, c.pio2.ps()), c.inv.ps()), c.shifter.ps());
-  return {t, _mm_sub_ps(_mm_sub_ps(t, c.shifter.ps()), c.half.ps())};
+  const __m128 t = _mm_add_ps(_mm_mul_ps(_mm_add_ps(a, c.pio2), c.inv), c.shifter);
+  return {t, _mm_sub_ps(_mm_sub_ps(t, c.shifter), c.half)};
 }
 // Lanes where a + pi/2 rounds to pi/2: their cosine is 1.
 inline __m128 cos_one(__m128 a, __m128 y) {
   const SConst& c = kS;
-  return select(_mm_cmpeq_ps(_mm_add_ps(a, c.pio2.ps()), c.pio2.ps()), c.one.ps(), y);
+  return select(_mm_cmpeq_ps(_mm_add_ps(a, c.pio2), c.pio2), c.one, y);
 }
 
 // sSinCos at HA: in double, r = a - n pi with two parts, and for the cosine a
@@ -163,17 +163,17 @@ inline __m128 sincos_ha(__m128 x, __m128& cos_out) {
   __m128d s[2], co[2];
   for (int k = 0; k < 2; ++k) {
     const __m128d ad = _mm_cvtps_pd(k == 0 ? a : a_hi), nd = _mm_cvtps_pd(k == 0 ? q.n : n_hi);
-    const __m128d r = _mm_sub_pd(_mm_sub_pd(ad, _mm_mul_pd(nd, c.dp1.pd())), _mm_mul_pd(nd, c.dp2.pd()));
+    const __m128d r = _mm_sub_pd(_mm_sub_pd(ad, _mm_mul_pd(nd, c.dp1)), _mm_mul_pd(nd, c.dp2));
     const __m128d rs = _mm_and_pd(r, _mm_set1_pd(-0.0));
     const __m128d m = _mm_add_pd(nd, _mm_or_pd(_mm_set1_pd(0.5), rs));
-    const __m128d rc = _mm_sub_pd(_mm_sub_pd(ad, _mm_mul_pd(m, c.dp1.pd())), _mm_mul_pd(m, c.dp2.pd()));
+    const __m128d rc = _mm_sub_pd(_mm_sub_pd(ad, _mm_mul_pd(m, c.dp1)), _mm_mul_pd(m, c.dp2));
     s[k] = poly_ha(r);
     co[k] = poly_ha(_mm_xor_pd(rc, _mm_xor_pd(rs, _mm_set1_pd(-0.0))));
   }
   const __m128 par = parity_sign(q.t);
   cos_out = cos_one(a, _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(co[0]), _mm_cvtpd_ps(co[1])), par));
   __m128 sn = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])), _mm_xor_ps(par, sign_of(x)));
-  const __m128 large = _mm_cmpnle_ps(a, c.bound.ps());
+  const __m128 large = _mm_cmpnle_ps(a, c.bound);
   if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) large_pair(x, large, sn, cos_out);
   return sn;
 }

@@ -15,8 +15,8 @@ namespace {
 
 using namespace trig;
 
-inline __m128d sign_of(__m128d x) { return _mm_and_pd(x, kTab.sign.pd()); }
-inline __m128d abs_of(__m128d x) { return _mm_and_pd(x, kTab.abs.pd()); }
+inline __m128d sign_of(__m128d x) { return _mm_and_pd(x, kTab.sign); }
+inline __m128d abs_of(__m128d x) { return _mm_and_pd(x, kTab.abs); }
 
 struct DBase {
   using T = double;
@@ -42,7 +42,7 @@ __attribute__((noinline)) __m128d tan_large(__m128d x, __m128d large, __m128d y)
 }
 
 struct DTanRatConst {
-  C2 inv, shifter, p1, p2, p3, bound, n0, n1, n2, n3, d0, d1, d2, d3;
+  __m128d inv, shifter, p1, p2, p3, bound, n0, n1, n2, n3, d0, d1, d2, d3;
 };
 alignas(16) constexpr DTanRatConst kDLA = {
     .inv = q2(0x3FE45F306DC9C883),      // 2/pi
@@ -92,19 +92,19 @@ struct DTanRat : DBase {
   static V eval(V x, V& special) {
     const V a = abs_of(x);
     special = not_finite(a);
-    const V large = _mm_cmpnle_pd(a, c.bound.pd());
-    const V t = _mm_add_pd(_mm_mul_pd(a, c.inv.pd()), c.shifter.pd());
-    const V k = _mm_sub_pd(t, c.shifter.pd());
-    const V r = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.p1.pd())), _mm_mul_pd(k, c.p2.pd())),
-                           _mm_mul_pd(k, c.p3.pd()));
+    const V large = _mm_cmpnle_pd(a, c.bound);
+    const V t = _mm_add_pd(_mm_mul_pd(a, c.inv), c.shifter);
+    const V k = _mm_sub_pd(t, c.shifter);
+    const V r = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.p1)), _mm_mul_pd(k, c.p2)),
+                           _mm_mul_pd(k, c.p3));
     const V z = _mm_mul_pd(r, r);
-    V n = c.n2.pd(), d = c.d2.pd();
+    V n = c.n2, d = c.d2;
     if constexpr (Degree == 3) {
-      n = _mm_add_pd(n, _mm_mul_pd(z, c.n3.pd()));
-      d = _mm_add_pd(d, _mm_mul_pd(z, c.d3.pd()));
+      n = _mm_add_pd(n, _mm_mul_pd(z, c.n3));
+      d = _mm_add_pd(d, _mm_mul_pd(z, c.d3));
     }
-    n = _mm_mul_pd(r, _mm_add_pd(c.n0.pd(), _mm_mul_pd(z, _mm_add_pd(c.n1.pd(), _mm_mul_pd(z, n)))));
-    d = _mm_add_pd(c.d0.pd(), _mm_mul_pd(z, _mm_add_pd(c.d1.pd(), _mm_mul_pd(z, d))));
+    n = _mm_mul_pd(r, _mm_add_pd(c.n0, _mm_mul_pd(z, _mm_add_pd(c.n1, _mm_mul_pd(z, n)))));
+    d = _mm_add_pd(c.d0, _mm_mul_pd(z, _mm_add_pd(c.d1, _mm_mul_pd(z, d))));
     const V y = tan_quotient(x, t, n, d);
     if (__builtin_expect(_mm_movemask_pd(large) != 0, 0)) return tan_large(x, large, y);
     return y;
@@ -117,8 +117,8 @@ using DTanEP = DTanRat<kDEP, 2>;
 // ---- sTan ----
 
 struct STanConst {
-  C4 inv, shifter, sign, abs, bound_ha, bound_la, p1, p2, p3, p4, n0, n1, d0, d1, d2;
-  C2 dp1, dp2, dn1, dd1, dd2, one;
+  __m128 inv, shifter, sign, abs, bound_ha, bound_la, p1, p2, p3, p4, n0, n1, d0, d1, d2;
+  __m128d dp1, dp2, dn1, dd1, dd2, one;
 };
 alignas(16) constexpr STanConst kS = {
     .inv = u4(0x3F22F983),           // 2/pi
@@ -146,10 +146,10 @@ alignas(16) constexpr STanConst kS = {
 
 // The lanes of `large` by the pivot table in double, rounded to float.
 __attribute__((noinline)) __m128 stan_large(__m128 x, __m128 large, __m128 y) {
-  const __m128 a = _mm_and_ps(x, kS.abs.ps());
+  const __m128 a = _mm_and_ps(x, kS.abs);
   const __m128d t0 = tan_table<HwEstimate>(_mm_cvtps_pd(a));
   const __m128d t1 = tan_table<HwEstimate>(_mm_cvtps_pd(_mm_movehl_ps(a, a)));
-  const __m128 v = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(t0), _mm_cvtpd_ps(t1)), _mm_and_ps(x, kS.sign.ps()));
+  const __m128 v = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(t0), _mm_cvtpd_ps(t1)), _mm_and_ps(x, kS.sign));
   return select(large, v, y);
 }
 
@@ -167,22 +167,22 @@ struct SBase {
 struct STanLAEP : SBase {
   static V eval(V x, V& special) {
     const STanConst& c = kS;
-    const V a = _mm_and_ps(x, c.abs.ps());
+    const V a = _mm_and_ps(x, c.abs);
     special = not_finite(a);
-    const V large = _mm_cmpnle_ps(a, c.bound_la.ps());
-    const V t = _mm_add_ps(_mm_mul_ps(a, c.inv.ps()), c.shifter.ps());
-    const V k = _mm_sub_ps(t, c.shifter.ps());
-    V r = _mm_sub_ps(a, _mm_mul_ps(k, c.p1.ps()));
-    r = _mm_sub_ps(r, _mm_mul_ps(k, c.p2.ps()));
-    r = _mm_sub_ps(r, _mm_mul_ps(k, c.p3.ps()));
-    r = _mm_sub_ps(r, _mm_mul_ps(k, c.p4.ps()));
+    const V large = _mm_cmpnle_ps(a, c.bound_la);
+    const V t = _mm_add_ps(_mm_mul_ps(a, c.inv), c.shifter);
+    const V k = _mm_sub_ps(t, c.shifter);
+    V r = _mm_sub_ps(a, _mm_mul_ps(k, c.p1));
+    r = _mm_sub_ps(r, _mm_mul_ps(k, c.p2));
+    r = _mm_sub_ps(r, _mm_mul_ps(k, c.p3));
+    r = _mm_sub_ps(r, _mm_mul_ps(k, c.p4));
     const V z = _mm_mul_ps(r, r);
-    const V n = _mm_mul_ps(r, _mm_add_ps(c.n0.ps(), _mm_mul_ps(z, c.n1.ps())));
-    const V d = _mm_add_ps(c.d0.ps(), _mm_mul_ps(z, _mm_add_ps(c.d1.ps(), _mm_mul_ps(z, c.d2.ps()))));
+    const V n = _mm_mul_ps(r, _mm_add_ps(c.n0, _mm_mul_ps(z, c.n1)));
+    const V d = _mm_add_ps(c.d0, _mm_mul_ps(z, _mm_add_ps(c.d1, _mm_mul_ps(z, c.d2))));
     const __m128i tb = _mm_castps_si128(t);
     const V even = _mm_cmpeq_ps(fv(_mm_slli_epi32(tb, 30)), _mm_setzero_ps());
     const V q = _mm_div_ps(select(even, n, d), select(even, d, n));
-    const V y = _mm_xor_ps(q, _mm_xor_ps(fv(_mm_slli_epi32(tb, 31)), _mm_and_ps(x, c.sign.ps())));
+    const V y = _mm_xor_ps(q, _mm_xor_ps(fv(_mm_slli_epi32(tb, 31)), _mm_and_ps(x, c.sign)));
     if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) return stan_large(x, large, y);
     return y;
   }
@@ -192,11 +192,11 @@ struct STanLAEP : SBase {
 struct STanHA : SBase {
   static V eval(V x, V& special) {
     const STanConst& c = kS;
-    const V a = _mm_and_ps(x, c.abs.ps());
+    const V a = _mm_and_ps(x, c.abs);
     special = not_finite(a);
-    const V large = _mm_cmpnle_ps(a, c.bound_ha.ps());
-    const V t = _mm_add_ps(_mm_mul_ps(a, c.inv.ps()), c.shifter.ps());
-    const V k = _mm_sub_ps(t, c.shifter.ps());
+    const V large = _mm_cmpnle_ps(a, c.bound_ha);
+    const V t = _mm_add_ps(_mm_mul_ps(a, c.inv), c.shifter);
+    const V k = _mm_sub_ps(t, c.shifter);
     const __m128i tb = _mm_castps_si128(t);
     const V even = _mm_cmpeq_ps(fv(_mm_slli_epi32(tb, 30)), _mm_setzero_ps());
     __m128 half[2];
@@ -204,15 +204,15 @@ struct STanHA : SBase {
       const __m128d ad = _mm_cvtps_pd(h == 0 ? a : _mm_movehl_ps(a, a));
       const __m128d kd = _mm_cvtps_pd(h == 0 ? k : _mm_movehl_ps(k, k));
       const __m128d ev = _mm_castps_pd(h == 0 ? _mm_unpacklo_ps(even, even) : _mm_unpackhi_ps(even, even));
-      const __m128d r = _mm_sub_pd(_mm_sub_pd(ad, _mm_mul_pd(kd, c.dp1.pd())), _mm_mul_pd(kd, c.dp2.pd()));
+      const __m128d r = _mm_sub_pd(_mm_sub_pd(ad, _mm_mul_pd(kd, c.dp1)), _mm_mul_pd(kd, c.dp2));
       const __m128d z = _mm_mul_pd(r, r);
-      const __m128d n = _mm_mul_pd(r, _mm_add_pd(c.one.pd(), _mm_mul_pd(z, c.dn1.pd())));
+      const __m128d n = _mm_mul_pd(r, _mm_add_pd(c.one, _mm_mul_pd(z, c.dn1)));
       const __m128d d =
-          _mm_add_pd(c.one.pd(), _mm_mul_pd(z, _mm_add_pd(c.dd1.pd(), _mm_mul_pd(z, c.dd2.pd()))));
+          _mm_add_pd(c.one, _mm_mul_pd(z, _mm_add_pd(c.dd1, _mm_mul_pd(z, c.dd2))));
       half[h] = _mm_cvtpd_ps(_mm_div_pd(select(ev, n, d), select(ev, d, n)));
     }
     const V y = _mm_xor_ps(_mm_movelh_ps(half[0], half[1]),
-                           _mm_xor_ps(fv(_mm_slli_epi32(tb, 31)), _mm_and_ps(x, c.sign.ps())));
+                           _mm_xor_ps(fv(_mm_slli_epi32(tb, 31)), _mm_and_ps(x, c.sign)));
     if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) return stan_large(x, large, y);
     return y;
   }

@@ -23,7 +23,7 @@
 namespace zev::vk::trig {
 
 struct TanConst {
-  C2 one, mask27;
+  __m128d one, mask27;
 };
 alignas(16) inline constexpr TanConst kTan = {
     .one = d2(1.0),
@@ -43,13 +43,13 @@ inline __m128d tan_pivot(__m128d rh, __m128d rl, __m128i j) {
   // The pole distance p + pl, and p's head ph with the tail.
   const __m128d p = _mm_sub_pd(poleHi, rh);
   const __m128d pl = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(_mm_sub_pd(poleHi, p), rh), rl), poleLo);
-  const __m128d ph = _mm_and_pd(p, c.mask27.pd());
+  const __m128d ph = _mm_and_pd(p, c.mask27);
   const __m128d tail = _mm_add_pd(pl, _mm_sub_pd(p, ph));
   // The reciprocal.
   const __m128 est = E::rcp(_mm_cvtpd_ps(ph));
-  const __m128d y0 = _mm_and_pd(_mm_cvtps_pd(est), c.mask27.pd());
-  const __m128d d = _mm_sub_pd(c.one.pd(), _mm_mul_pd(y0, ph));
-  const __m128d y1 = _mm_mul_pd(_mm_add_pd(y0, _mm_mul_pd(y0, d)), _mm_add_pd(c.one.pd(), _mm_mul_pd(d, d)));
+  const __m128d y0 = _mm_and_pd(_mm_cvtps_pd(est), c.mask27);
+  const __m128d d = _mm_sub_pd(c.one, _mm_mul_pd(y0, ph));
+  const __m128d y1 = _mm_mul_pd(_mm_add_pd(y0, _mm_mul_pd(y0, d)), _mm_add_pd(c.one, _mm_mul_pd(d, d)));
   const __m128d w = _mm_mul_pd(tail, y1);
   const __m128d yl = _mm_mul_pd(_mm_mul_pd(y1, _mm_add_pd(_mm_sub_pd(_mm_mul_pd(w, w), w), d)), tag);
   const __m128d yh = _mm_mul_pd(y0, tag);

@@ -20,7 +20,7 @@ inline __m128 fv(__m128i v) { return _mm_castsi128_ps(v); }
 
 // Constants of the circle-table kernels (dSin, dCos, dSinCos at HA).
 struct TableConst {
-  C2 inv, shifter, p1, p2, p3, bound, s5, s3, c6, c4, c2, sign, abs;
+  __m128d inv, shifter, p1, p2, p3, bound, s5, s3, c6, c4, c2, sign, abs;
 };
 alignas(16) inline constexpr TableConst kTab = {
     .inv = d2(81.487330863050417),          // 256/pi: a in units of the row step pi/256
@@ -48,12 +48,12 @@ struct Reduced {
 // Cody-Waite reduction of a = |x| by pi/256 (ordinary lanes, a up to 65536).
 inline Reduced reduce_table(__m128d a) {
   const TableConst& c = kTab;
-  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.inv.pd()), c.shifter.pd());
-  const __m128d k = _mm_sub_pd(t, c.shifter.pd());
-  const __m128d u = _mm_sub_pd(a, _mm_mul_pd(k, c.p1.pd()));
-  const __m128d kp2 = _mm_mul_pd(k, c.p2.pd());
+  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.inv), c.shifter);
+  const __m128d k = _mm_sub_pd(t, c.shifter);
+  const __m128d u = _mm_sub_pd(a, _mm_mul_pd(k, c.p1));
+  const __m128d kp2 = _mm_mul_pd(k, c.p2);
   const __m128d r = _mm_sub_pd(u, kp2);
-  const __m128d e = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(u, r), kp2), _mm_mul_pd(k, c.p3.pd()));
+  const __m128d e = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(u, r), kp2), _mm_mul_pd(k, c.p3));
   return {r, e, _mm_castpd_si128(t)};
 }
 
@@ -86,9 +86,9 @@ inline DD table_sin_pair(const Reduced& red, unsigned turn) {
   const __m128d e2 = _mm_add_pd(_mm_sub_pd(A, B), p0);
   const __m128d C = _mm_add_pd(cosLo, cosHi);
   const __m128d s =
-      _mm_mul_pd(_mm_mul_pd(_mm_mul_pd(_mm_add_pd(_mm_mul_pd(c.s5.pd(), z), c.s3.pd()), z), r), C);
+      _mm_mul_pd(_mm_mul_pd(_mm_mul_pd(_mm_add_pd(_mm_mul_pd(c.s5, z), c.s3), z), r), C);
   const __m128d cp = _mm_mul_pd(
-      _mm_add_pd(_mm_mul_pd(_mm_add_pd(_mm_mul_pd(c.c6.pd(), z), c.c4.pd()), z), c.c2.pd()), z);
+      _mm_add_pd(_mm_mul_pd(_mm_add_pd(_mm_mul_pd(c.c6, z), c.c4), z), c.c2), z);
   const __m128d cc = _mm_mul_pd(cp, sinHi);
   const __m128d w = _mm_add_pd(sinLo, _mm_mul_pd(red.e, _mm_sub_pd(C, _mm_mul_pd(sinHi, r))));
   return {B, _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_add_pd(e1, e2), s), cc), w)};
@@ -102,7 +102,7 @@ inline __m128d table_sin(const Reduced& red, unsigned turn) {
 // The reduction of a = |x| for the table kernels, the large path included.
 inline Reduced reduce_any(__m128d a) {
   Reduced red = reduce_table(a);
-  const __m128d large = _mm_cmpnle_pd(a, kTab.bound.pd());
+  const __m128d large = _mm_cmpnle_pd(a, kTab.bound);
   if (__builtin_expect(_mm_movemask_pd(large) != 0, 0)) reduce_large(a, large, red);
   return red;
 }

@@ -12,7 +12,7 @@ namespace zev::vk::trig {
 namespace {
 
 struct LargeConst {
-  C2 low32, frac, one, s43, g0, l0, mask27, h, l, t;
+  __m128d low32, frac, one, s43, g0, l0, mask27, h, l, t;
 };
 alignas(16) constexpr LargeConst kL = {
     .low32 = q2(0x00000000FFFFFFFF),  // the low word of a lane
@@ -27,7 +27,7 @@ alignas(16) constexpr LargeConst kL = {
     .t = q2(0x401921FB54442D18),      // 2 pi whole
 };
 
-inline __m128i lo32(__m128i v) { return _mm_and_si128(v, kL.low32.i()); }
+inline __m128i lo32(__m128i v) { return _mm_and_si128(v, bits(kL.low32)); }
 inline __m128i hi32(__m128i v) { return _mm_srli_epi64(v, 32); }
 
 }  // namespace
@@ -48,7 +48,7 @@ void reduce_large(__m128d a, __m128d large, Reduced& red) {
                                         _mm_loadl_epi64(reinterpret_cast<const __m128i*>(t1 + 2)));
   const __m128i w5 = hi32(k0), w4 = k0, w3 = hi32(k1), w2 = k1, w1 = hi32(k2), w0 = k2;
   // m = M1 2^32 + M0, M1 of 21 bits.
-  const __m128i mm = _mm_add_epi64(_mm_and_si128(ab, c.frac.i()), _mm_set1_epi64x(0x0010000000000000LL));
+  const __m128i mm = _mm_add_epi64(_mm_and_si128(ab, bits(c.frac)), _mm_set1_epi64x(0x0010000000000000LL));
   const __m128i M0 = mm, M1 = hi32(mm);
   const __m128i p00 = _mm_mul_epu32(M0, w0), p01 = _mm_mul_epu32(M0, w1), p02 = _mm_mul_epu32(M0, w2),
                 p03 = _mm_mul_epu32(M0, w3), p04 = _mm_mul_epu32(M0, w4), p05 = _mm_mul_epu32(M0, w5);
@@ -68,21 +68,21 @@ void reduce_large(__m128d a, __m128d large, Reduced& red) {
   const __m128i F0 = _mm_or_si128(_mm_slli_epi64(c5, 32), lo32(c4));
   const __m128i F1 = _mm_or_si128(_mm_slli_epi64(c3, 32), lo32(c2));
   // The fraction as three exact doubles: h in [1, 2), g, l.
-  const __m128d h = dv(_mm_or_si128(c.one.i(), _mm_srli_epi64(F0, 12)));
-  const __m128d s = _mm_add_pd(h, c.s43.pd());
-  const __m128d hp = _mm_sub_pd(h, _mm_sub_pd(s, c.s43.pd()));
+  const __m128d h = dv(_mm_or_si128(bits(c.one), _mm_srli_epi64(F0, 12)));
+  const __m128d s = _mm_add_pd(h, c.s43);
+  const __m128d hp = _mm_sub_pd(h, _mm_sub_pd(s, c.s43));
   const __m128i gbits = _mm_or_si128(_mm_slli_epi64(_mm_and_si128(F0, _mm_set1_epi64x(0xFFF)), 40), _mm_srli_epi64(F1, 24));
-  const __m128d g = _mm_sub_pd(dv(_mm_or_si128(c.g0.i(), gbits)), c.g0.pd());
+  const __m128d g = _mm_sub_pd(dv(_mm_or_si128(bits(c.g0), gbits)), c.g0);
   const __m128i lbits = _mm_slli_epi64(_mm_and_si128(F1, _mm_set1_epi64x(0xFFFFFF)), 28);
-  const __m128d l = _mm_sub_pd(dv(_mm_or_si128(c.l0.i(), lbits)), c.l0.pd());
+  const __m128d l = _mm_sub_pd(dv(_mm_or_si128(bits(c.l0), lbits)), c.l0);
   const __m128d v = _mm_add_pd(hp, g);
   const __m128d w = _mm_add_pd(_mm_add_pd(_mm_sub_pd(hp, v), g), l);
   // Times 2 pi in double-double.
-  const __m128d vh = _mm_and_pd(v, c.mask27.pd());
+  const __m128d vh = _mm_and_pd(v, c.mask27);
   const __m128d vl = _mm_sub_pd(v, vh);
-  const __m128d p = _mm_mul_pd(c.h.pd(), vh);
-  const __m128d q = _mm_add_pd(_mm_add_pd(_mm_mul_pd(c.h.pd(), vl), _mm_mul_pd(c.l.pd(), vh)),
-                               _mm_add_pd(_mm_mul_pd(c.t.pd(), w), _mm_mul_pd(c.l.pd(), vl)));
+  const __m128d p = _mm_mul_pd(c.h, vh);
+  const __m128d q = _mm_add_pd(_mm_add_pd(_mm_mul_pd(c.h, vl), _mm_mul_pd(c.l, vh)),
+                               _mm_add_pd(_mm_mul_pd(c.t, w), _mm_mul_pd(c.l, vl)));
   const __m128d r = _mm_add_pd(p, q);
   const __m128d e = _mm_add_pd(_mm_sub_pd(p, r), q);
   red.r = select(large, r, red.r);
@@ -92,13 +92,13 @@ void reduce_large(__m128d a, __m128d large, Reduced& red) {
 
 double sin_full(double x) {
   const __m128d xv = _mm_set1_pd(x);
-  const __m128d a = _mm_and_pd(xv, kTab.abs.pd());
+  const __m128d a = _mm_and_pd(xv, kTab.abs);
   const __m128d y = table_sin(reduce_any(a), 0);
-  return _mm_cvtsd_f64(_mm_xor_pd(y, _mm_and_pd(xv, kTab.sign.pd())));
+  return _mm_cvtsd_f64(_mm_xor_pd(y, _mm_and_pd(xv, kTab.sign)));
 }
 
 double cos_full(double x) {
-  const __m128d a = _mm_and_pd(_mm_set1_pd(x), kTab.abs.pd());
+  const __m128d a = _mm_and_pd(_mm_set1_pd(x), kTab.abs);
   return _mm_cvtsd_f64(table_sin(reduce_any(a), 128));
 }
 

@@ -65,8 +65,8 @@ enum class Fn { Sin, Cos, Tan };
 // reduction does not take (double lanes).
 template <class U>
 struct Consts {
-  C2 c, hi, lo, h2, h2hi, h2lo, sin[8], cos[8];
-  C2 quarter, shifter, inv_step, step, sign, one, zero_pos, clamp, mask_z;
+  __m128d c, hi, lo, h2, h2hi, h2lo, sin[8], cos[8];
+  __m128d quarter, shifter, inv_step, step, sign, one, zero_pos, clamp, mask_z;
 };
 template <class U>
 constexpr Consts<U> make_consts() {
@@ -94,14 +94,14 @@ struct Red {
 template <class U>
 inline Red reduce(__m128d a) {
   const auto& k = kK<U>;
-  a = _mm_min_pd(a, k.clamp.pd());  // NaN lanes take the clamp; they are special
+  a = _mm_min_pd(a, k.clamp);  // NaN lanes take the clamp; they are special
   if constexpr (std::is_same_v<U, HalfTurn>) {
     const __m128d four = _mm_set1_pd(0x1p54);
     a = sub(a, sub(add(a, four), four));  // a mod 4 in [-2, 2], exact
   }
-  const __m128d t = add(mul(a, k.inv_step.pd()), k.shifter.pd());
-  const __m128d kf = sub(t, k.shifter.pd());
-  return {sub(a, mul(kf, k.step.pd())), _mm_castpd_si128(t)};
+  const __m128d t = add(mul(a, k.inv_step), k.shifter);
+  const __m128d kf = sub(t, k.shifter);
+  return {sub(a, mul(kf, k.step)), _mm_castpd_si128(t)};
 }
 
 // Lanes whose k is odd (all ones), and bit 1 of k moved to the sign.
@@ -117,9 +117,9 @@ inline __m128d half_sign(__m128i q) {
 
 // c0 + z (c1 + z (...)) over the first N coefficients.
 template <int N>
-inline __m128d series(const C2 (&c)[8], __m128d z) {
-  __m128d p = c[N - 1].pd();
-  for (int j = N - 2; j >= 0; --j) p = add(c[j].pd(), mul(z, p));
+inline __m128d series(const __m128d (&c)[8], __m128d z) {
+  __m128d p = c[N - 1];
+  for (int j = N - 2; j >= 0; --j) p = add(c[j], mul(z, p));
   return p;
 }
 
@@ -129,15 +129,15 @@ inline void sincos_pair(__m128d v, DD& s, DD& c) {
   const auto& k = kK<U>;
   const DD vs = split(v);
   const __m128d z = mul(v, v);
-  s.hi = mul(k.hi.pd(), vs.hi);
-  s.lo = add(add(mul(k.hi.pd(), vs.lo), mul(k.lo.pd(), v)), mul(mul(v, z), series<8>(k.sin, z)));
+  s.hi = mul(k.hi, vs.hi);
+  s.lo = add(add(mul(k.hi, vs.lo), mul(k.lo, v)), mul(mul(v, z), series<8>(k.sin, z)));
   // z's rounding error, from the exact square of the split.
   const __m128d ze = add(add(sub(mul(vs.hi, vs.hi), z), mul(add(vs.hi, vs.hi), vs.lo)), mul(vs.lo, vs.lo));
-  const __m128d zh = _mm_and_pd(z, k.mask_z.pd());
-  const __m128d t = mul(k.h2hi.pd(), zh);
-  c.hi = sub(k.one.pd(), t);
-  const __m128d e1 = sub(sub(k.one.pd(), c.hi), t);
-  const __m128d rest = add(add(mul(k.h2hi.pd(), sub(z, zh)), mul(k.h2lo.pd(), z)), mul(k.h2.pd(), ze));
+  const __m128d zh = _mm_and_pd(z, k.mask_z);
+  const __m128d t = mul(k.h2hi, zh);
+  c.hi = sub(k.one, t);
+  const __m128d e1 = sub(sub(k.one, c.hi), t);
+  const __m128d rest = add(add(mul(k.h2hi, sub(z, zh)), mul(k.h2lo, z)), mul(k.h2, ze));
   c.lo = add(sub(e1, rest), mul(mul(z, z), series<8>(k.cos, z)));
 }
 
@@ -146,8 +146,8 @@ template <class U, int NS, int NC>
 inline void sincos_plain(__m128d v, __m128d& s, __m128d& c) {
   const auto& k = kK<U>;
   const __m128d z = mul(v, v);
-  s = mul(v, add(k.c.pd(), mul(z, series<NS>(k.sin, z))));
-  c = add(k.one.pd(), mul(z, sub(mul(z, series<NC>(k.cos, z)), k.h2.pd())));
+  s = mul(v, add(k.c, mul(z, series<NS>(k.sin, z))));
+  c = add(k.one, mul(z, sub(mul(z, series<NC>(k.cos, z)), k.h2)));
 }
 
 // sin(c v) with the exact head cHi vh and the rest in one sum: within 0.6 ulp,
@@ -157,8 +157,8 @@ inline __m128d sin_head(__m128d v) {
   const auto& k = kK<U>;
   const DD vs = split(v);
   const __m128d z = mul(v, v);
-  const __m128d lo = add(add(mul(k.hi.pd(), vs.lo), mul(k.lo.pd(), v)), mul(mul(v, z), series<NS>(k.sin, z)));
-  return add(mul(k.hi.pd(), vs.hi), lo);
+  const __m128d lo = add(add(mul(k.hi, vs.lo), mul(k.lo, v)), mul(mul(v, z), series<NS>(k.sin, z)));
+  return add(mul(k.hi, vs.hi), lo);
 }
 
 // Terms of the series by precision and level: {sine, cosine}.
@@ -180,16 +180,16 @@ inline __m128d sin_half_turn(__m128d a) {
   // every result. Degree lanes from 2^46 on are special.
   a = _mm_min_pd(a, _mm_set1_pd(half ? 0x1p24 : 0x1p46));
   const __m128d w = F == Fn::Cos ? add(a, _mm_set1_pd(half ? 0.5 : 90.0)) : a;
-  const __m128d t = add(mul(w, _mm_set1_pd(half ? 1.0 : 1.0 / 180)), k.shifter.pd());
-  const __m128d kf = sub(t, k.shifter.pd());
+  const __m128d t = add(mul(w, _mm_set1_pd(half ? 1.0 : 1.0 / 180)), k.shifter);
+  const __m128d kf = sub(t, k.shifter);
   const __m128d r = sub(w, mul(kf, _mm_set1_pd(half ? 1.0 : 180.0)));
   const __m128d z = mul(r, r);
-  __m128d y = mul(r, add(k.c.pd(), mul(z, series<kN>(k.sin, z))));
+  __m128d y = mul(r, add(k.c, mul(z, series<kN>(k.sin, z))));
   // +-1 exactly at r = +-quarter turn, which the series only approximates.
-  const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign.pd(), r), _mm_set1_pd(half ? 0.5 : 90.0));
-  y = select(at1, or_(and_(r, k.sign.pd()), k.one.pd()), y);
+  const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign, r), _mm_set1_pd(half ? 0.5 : 90.0));
+  y = select(at1, or_(and_(r, k.sign), k.one), y);
   const __m128d flip = _mm_castsi128_pd(_mm_slli_epi64(_mm_castpd_si128(t), 63));
-  return add(xor_(y, flip), k.zero_pos.pd());  // a zero comes out +0
+  return add(xor_(y, flip), k.zero_pos);  // a zero comes out +0
 }
 
 // One function of |x| on two double lanes, before the sign of x; `pole`
@@ -214,16 +214,16 @@ inline __m128d core(__m128d a, __m128d& pole) {
     const __m128d sel = F == Fn::Cos ? _mm_xor_pd(odd, _mm_castsi128_pd(_mm_set1_epi32(-1))) : odd;
     __m128d y = select(sel, c.hi, s.hi);
     if constexpr (pair) y = add(y, select(sel, c.lo, s.lo));
-    return add(xor_(y, half_sign(q)), k.zero_pos.pd());  // a zero comes out +0
+    return add(xor_(y, half_sign(q)), k.zero_pos);  // a zero comes out +0
   } else {
     // sin and cos of the argument, with their signs: the quotient then has
     // the sign of zero the rules give.
     const __m128d ns = half_sign(r.q), nc = half_sign(_mm_add_epi32(r.q, _mm_set1_epi32(1)));
-    const __m128d nh = add(xor_(select(odd, c.hi, s.hi), ns), k.zero_pos.pd());
+    const __m128d nh = add(xor_(select(odd, c.hi, s.hi), ns), k.zero_pos);
     __m128d dh = xor_(select(odd, s.hi, c.hi), nc);
     const __m128d vzero = cmpeq(r.v, _mm_setzero_pd());
     pole = and_(vzero, odd);
-    dh = select(pole, k.one.pd(), dh);  // no 0/0 in the lanes the scalar function takes
+    dh = select(pole, k.one, dh);  // no 0/0 in the lanes the scalar function takes
     __m128d y;
     if constexpr (pair) {
       // With w = 1/d rounded, y = n w (within 2 ulp of n/d), then one step
@@ -231,7 +231,7 @@ inline __m128d core(__m128d a, __m128d& pole) {
       // tenth of the heads), so they go into y and into d.
       const __m128d nl = xor_(select(odd, c.lo, s.lo), ns);
       const __m128d dl = xor_(select(odd, s.lo, c.lo), nc);
-      const __m128d w = _mm_div_pd(k.one.pd(), add(dh, dl));
+      const __m128d w = _mm_div_pd(k.one, add(dh, dl));
       y = mul(add(nh, nl), w);
       const DD p = two_prod(y, dh);
       const __m128d corr = mul(add(sub(sub(nh, p.hi), p.lo), sub(nl, mul(y, dl))), w);
@@ -240,8 +240,8 @@ inline __m128d core(__m128d a, __m128d& pole) {
       y = _mm_div_pd(nh, dh);
     }
     // +-1 at |v| = quarter, with the sign of the quotient.
-    const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign.pd(), r.v), k.quarter.pd());
-    const __m128d unit = or_(and_(xor_(nh, dh), k.sign.pd()), k.one.pd());
+    const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign, r.v), k.quarter);
+    const __m128d unit = or_(and_(xor_(nh, dh), k.sign), k.one);
     return select(at1, unit, y);
   }
 }
@@ -308,7 +308,7 @@ struct DPolicy : Blocks<double, 8> {
   static __m128d eval(__m128d x, __m128d& special) {
     // Tiny, infinite and NaN lanes; degrees also from 2^46 on.
     static constexpr Range32 kOrdinary = range32(0x01700000u, std::is_same_v<U, HalfTurn> ? 0x7FEFFFFFu : 0x42CFFFFFu);
-    const __m128d sgn = and_(x, kK<U>.sign.pd());
+    const __m128d sgn = and_(x, kK<U>.sign);
     __m128d pole = _mm_setzero_pd();
     __m128d y = core<F, U, double, L>(xor_(x, sgn), pole);
     if constexpr (F != Fn::Cos) y = xor_(y, sgn);
