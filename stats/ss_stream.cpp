@@ -47,6 +47,7 @@ struct Summary {
 // comparison. A cell of more tuples (a cluster, ties) is marked by a
 // negative entry and stepped through.
 struct GapTable {
+  static constexpr int32_t kMaxCells = 16384;
   int32_t cells = 0, cap = 0;
   double lo = 0, scale = 0;
   int32_t* first = nullptr;
@@ -58,7 +59,7 @@ struct GapTable {
   }
   bool build(const Summary& s) {
     int64_t want = 1024;
-    while (want < 4 * s.size && want < 16384) want *= 2;
+    while (want < 4 * s.size && want < kMaxCells) want *= 2;
     if (want > cap) {
       release(first), release(split);
       first = alloc<int32_t>(want);
@@ -297,10 +298,12 @@ int run_group(const Job<T>& job, int64_t g) {
       Summary& s = job.st->sums[j];
       const T* c = x.var_major ? x.x + static_cast<int64_t>(j) * x.n + i0 : x.x + i0 * x.p + j;
       const int64_t stride = x.var_major ? 1 : x.p;
-      // A summary of a few tuples, or of one value, takes the chunk sorted;
-      // otherwise the data are read where they stand.
-      if (s.size < 64 || !(s.v[s.size - 1] - s.v[0] > 0) ||
-          !(16384 / (s.v[s.size - 1] - s.v[0]) < INFINITY)) {
+      // A summary of a few tuples, or of one value, or whose range is too
+      // narrow or too wide to cut into cells (a difference beyond the largest
+      // double), takes the chunk sorted; otherwise the data are read where
+      // they stand.
+      const double range = s.size ? s.v[s.size - 1] - s.v[0] : 0;
+      if (s.size < 64 || !(range > 0 && range < INFINITY && GapTable::kMaxCells / range < INFINITY)) {
         for (int64_t i = 0; i < k; ++i) buf[i] = double(c[i * stride]);
         std::sort(buf.p, buf.p + k);
         if (!reserve(s, s.size + k)) status = ZEV_SS_ERROR_MEM_FAILURE;

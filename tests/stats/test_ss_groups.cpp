@@ -546,7 +546,8 @@ std::vector<T> stream_series(const std::vector<std::vector<double>>& blocks, int
 }
 
 TEST(SsStreamQuantiles, AdversarialStreamsInBothPrecisionsLayoutsAndThreads) {
-  const int32_t p = 7, nq = 101;
+  const int32_t p = 8, nq = 101;
+  const double kInf = std::numeric_limits<double>::infinity();
   const int64_t sizes[] = {70000, 5, 130000};
   std::mt19937_64 g(17);
   std::normal_distribution<double> z;
@@ -568,6 +569,7 @@ TEST(SsStreamQuantiles, AdversarialStreamsInBothPrecisionsLayoutsAndThreads) {
           double(g() % 10),                            // ten tied values
           i % 2 ? double(i) : -double(i),              // zigzag: a new extreme every time
           i % 100 ? f(1 + 1e-6 * (i % 997)) : f(1e6 * z(g)),  // a dense cluster in a wide range
+          i % 50 ? f(z(g)) : (i % 100 ? kInf : -kInf),        // a range without a finite width
       };
       for (int j = 0; j < p; ++j) x[size_t(j) * n + o] = v[j], so_far[j].push_back(v[j]);
     }
