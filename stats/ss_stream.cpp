@@ -79,16 +79,6 @@ struct GapTable {
     }
     return true;
   }
-  int32_t gap(const double* sv, double v) const {
-    const int32_t q = cell(v);
-    int32_t u = first[q];
-    if (u < 0) [[unlikely]] {
-      u = ~u;
-      while (sv[u] < v) ++u;  // stops at the last tuple at the latest (v <= v_last)
-      return u;
-    }
-    return u + (split[q] < v);
-  }
 };
 
 struct StreamState {
@@ -201,19 +191,20 @@ bool add_chunk(Summary& s, const T* c, int64_t stride, int64_t k, int64_t b, dou
   int64_t m = 0;
   // One value of the range whose cell is q: into its gap, or to the spill
   // when the gap is full.
-  auto count = [&](int32_t q, double v) {
-    int32_t u = first[q];
-    if (u < 0) [[unlikely]] {
-      u = ~u;
+  auto count = [&](uint32_t q, double v) {
+    const int32_t f = first[q];
+    uint32_t u;
+    if (f < 0) [[unlikely]] {
+      u = static_cast<uint32_t>(~f);
       while (sv[u] < v) ++u;  // stops at the last tuple at the latest (v <= v_last)
     } else {
-      u += split[q] < v;
+      u = static_cast<uint32_t>(f) + (split[q] < v);
     }
     if (--room_left[u] < 0) [[unlikely]] spill[m++] = v;
   };
   auto one = [&](double v) {
     if (!(v > lo && v <= hi)) spill[m++] = v;  // outside the range, or a NaN: merged as a tuple
-    else count(table.cell(v), v);
+    else count(static_cast<uint32_t>(table.cell(v)), v);
   };
   // A value costs about a dozen instructions, so the processor itself reads
   // only a few lines ahead: the data are asked for 1 KiB in advance (a
@@ -222,24 +213,34 @@ bool add_chunk(Summary& s, const T* c, int64_t stride, int64_t k, int64_t b, dou
   // operations as table.cell.
   const auto at = reinterpret_cast<uintptr_t>(c);
   const int64_t step = stride * int64_t{sizeof(T)}, ahead = 1024 / int64_t{sizeof(T)};
+  auto prefetch = [&](int64_t i) {
+    _mm_prefetch(reinterpret_cast<const char*>(at + (i + ahead) * step), _MM_HINT_T0);
+  };
   const __m128d vlo = _mm_set1_pd(lo), vhi = _mm_set1_pd(hi), vscale = _mm_set1_pd(table.scale),
                 vtop = _mm_set1_pd(double(table.cells - 1));
-  int64_t i = 0;
-  for (; i + 2 <= k; i += 2) {
-    if (stride != 1 || i % 8 == 0) {
-      _mm_prefetch(reinterpret_cast<const char*>(at + (i + ahead) * step), _MM_HINT_T0);
-      if (stride != 1) _mm_prefetch(reinterpret_cast<const char*>(at + (i + 1 + ahead) * step), _MM_HINT_T0);
-    }
-    const double v0 = double(c[i * stride]), v1 = double(c[(i + 1) * stride]);
+  auto pair = [&](double v0, double v1) {
     const __m128d v = _mm_set_pd(v1, v0);
     const __m128d in = _mm_and_pd(_mm_cmpgt_pd(v, vlo), _mm_cmple_pd(v, vhi));
     if (_mm_movemask_pd(in) != 3) [[unlikely]] {
       one(v0), one(v1);
-      continue;
+      return;
     }
     const __m128i q = _mm_cvttpd_epi32(_mm_min_pd(_mm_mul_pd(_mm_sub_pd(v, vlo), vscale), vtop));
-    count(_mm_cvtsi128_si32(q), v0);
-    count(_mm_cvtsi128_si32(_mm_shuffle_epi32(q, 1)), v1);
+    count(static_cast<uint32_t>(_mm_cvtsi128_si32(q)), v0);
+    count(static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_shuffle_epi32(q, 1))), v1);
+  };
+  int64_t i = 0;
+  if (stride == 1) {
+    constexpr int64_t kLine = 64 / sizeof(T);  // values of a cache line
+    for (; i + kLine <= k; i += kLine) {
+      prefetch(i);
+      for (int64_t o = 0; o < kLine; o += 2) pair(double(c[i + o]), double(c[i + o + 1]));
+    }
+  } else {
+    for (; i + 2 <= k; i += 2) {
+      prefetch(i), prefetch(i + 1);
+      pair(double(c[i * stride]), double(c[(i + 1) * stride]));
+    }
   }
   for (; i < k; ++i) one(double(c[i * stride]));
   for (int64_t u = 1; u < s.size; ++u) s.g[u] += room(u) - std::max(left[u], 0);
