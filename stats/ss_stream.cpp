@@ -6,12 +6,18 @@
 // summaries", SIGMOD 2001): tuples (v, g, d) in ascending v, where the rank of
 // v among the n observations lies in [rmin, rmin + d], rmin the sum of g up to
 // and including the tuple. The invariant g + d <= 2 eps n keeps every answer
-// within eps n ranks. A block is added a sorted chunk at a time: the chunk is
-// merged into the summary in one linear pass (an element inserted before
-// tuple i gets g = 1, d = g_i + d_i - 1, which bounds its rank however many
-// elements land in the same gap; one before the first or after the last tuple
-// gets d = 0, its rank being exact), then adjacent tuples are merged while
-// the invariant allows. The summary holds O(log(eps n)/eps) tuples.
+// within eps n ranks. Sorted values are merged into the summary in one
+// linear pass (an element inserted before tuple i gets g = 1,
+// d = g_i + d_i - 1, which bounds its rank however many elements land in the
+// same gap; one before the first or after the last tuple gets d = 0, its rank
+// being exact), then adjacent tuples are merged while the invariant allows.
+// The summary holds O(log(eps n)/eps) tuples.
+//
+// A block goes a chunk at a time. Most values of a chunk are not inserted
+// at all: a value in the gap below tuple t is counted into g_t (add_chunk),
+// which costs a cell look-up and a comparison; only what the gaps have no
+// room for is sorted and merged. The variables are independent and are
+// dealt out to the threads of the threading table.
 //
 // The state lives in the task between calls (stream_state) and is released by
 // __vqsSQuantilesFreeBuffers, which the task's deletion calls.
