@@ -548,7 +548,7 @@ std::vector<T> stream_series(const std::vector<std::vector<double>>& blocks, int
 TEST(SsStreamQuantiles, AdversarialStreamsInBothPrecisionsLayoutsAndThreads) {
   const int32_t p = 8, nq = 101;
   const double kInf = std::numeric_limits<double>::infinity();
-  const int64_t sizes[] = {70000, 5, 130000};
+  const int64_t sizes[] = {40000, 5, 60000};
   std::mt19937_64 g(17);
   std::normal_distribution<double> z;
   // Values exact in single precision, so that both precisions rank the same data.
