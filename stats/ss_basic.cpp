@@ -176,6 +176,7 @@ void one_pass_blocks(Args<T>& a, CrossBlock<T>& cb) {
   // The second central sums from the tiles' diagonal, where no higher sum
   // needs the squares on the way.
   constexpr bool kDiagonal = Cross && kS2 && !kS3;
+  constexpr bool kShift = kDiagonal && !Weighted;
   T* __restrict m = a.q[0];
   T* __restrict r2 = a.q[1];
   T* __restrict r3 = a.q[2];
@@ -238,6 +239,52 @@ void one_pass_blocks(Args<T>& a, CrossBlock<T>& cb) {
     }
     const T wa = W, r = T(1) / (wa + wb), q = wb * r, f = wa * q;
     const bool first = wa == T(0);
+    // Mean, variance and cross products alone, after the first block: one
+    // pass takes the deviations d from the running mean m (exact where x is
+    // within a factor of two of m) and their sum; the tiles give sum d d^T.
+    // With delta = mean(d), the block's centred sums are
+    // sum d d^T - nb delta delta^T, and the merge adds
+    // (W nb/(W + nb)) delta delta^T: together sum d d^T - (nb^2/(W + nb))
+    // delta delta^T, a rank-one term per block. This saves the pass that
+    // forms the block's mean first.
+    if constexpr (kShift) {
+      if (!first) {
+        each_variable([&](auto one, int32_t j) {
+          using N = decltype(one);
+          const N zero = splat<N>(T(0)), mj = load<N>(m + j);
+          N s1[4] = {zero, zero, zero, zero};
+          auto add_dev = [&](int u, int32_t o) {
+            const N d = load<N>(src + o * src_stride + j) - mj;
+            store(cb.row(o) + j, d);
+            s1[u] = s1[u] + d;
+          };
+          int32_t o = 0;
+          for (; o + 4 <= nb; o += 4)
+            for (int u = 0; u < 4; ++u) add_dev(u, o + u);
+          for (; o < nb; ++o) add_dev(0, o);
+          store(bm + j, ((s1[0] + s1[1]) + (s1[2] + s1[3])) / splat<N>(wb));
+        });
+        cb.count = nb;
+        cb.template flush_block<false>();
+        const T c = wb * q;  // nb^2/(W + nb)
+        rank_one(a.cross, p, bm, -c);
+        for (int32_t j = 0; j < p; ++j) b2[j] = cb.block_diagonal(j);
+        each_variable([&](auto one, int32_t j) {
+          using N = decltype(one);
+          const N delta = load<N>(bm + j), dd = load<N>(b2 + j), mj = load<N>(m + j);
+          store(s2 + j, load<N>(s2 + j) + (dd - splat<N>(c) * delta * delta));
+          if constexpr (kR2) {
+            const N mb = mj + delta, wbv = splat<N>(wb);
+            const N r2b = mb * mb + (dd - wbv * delta * delta) / wbv;
+            store(r2 + j, load<N>(r2 + j) + splat<N>(q) * (r2b - load<N>(r2 + j)));
+          }
+          store(m + j, mj + splat<N>(q) * delta);
+        });
+        W = wa + wb;
+        W2 += w2b;
+        continue;
+      }
+    }
     // Per vector of variables: the sums, then the deviations. Four
     // observations at a time go to separate accumulators, to keep the
     // additions' latency out of the way.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
+#include <type_traits>
 #include <vector>
 
 #include "tests/stats/ss_util.h"
@@ -499,6 +501,106 @@ TEST(SsStreamQuantiles, RankErrorOnOrderedAndShiftingStreams) {
         }
       }
     }
+}
+
+// Each variable a stream of its own kind, fed in blocks through both
+// precisions, both layouts, the serial table and the pool: every order in
+// steps of 0.01 within eps n after every block, and the pool's answers
+// those of the serial table (the chunks do not depend on the threads).
+template <class T>
+std::vector<T> stream_series(const std::vector<std::vector<double>>& blocks, int32_t p,
+                             int32_t layout, const zev_threading* th, T eps, const T* orders,
+                             int32_t nq) {
+  const int32_t one = 1;
+  std::vector<T> out(static_cast<size_t>(p) * nq), all;
+  Task t;
+  int32_t n = 1;
+  T dummy[1] = {0};
+  constexpr bool kDouble = std::is_same_v<T, double>;
+  if constexpr (kDouble) {
+    EXPECT_EQ(__vqsdSSNewTask(&t.t, &p, &n, &layout, dummy, nullptr, nullptr, 0), 0);
+    EXPECT_EQ(__vqsdSSEditStreamQuantiles(t, &nq, orders, out.data(), &one, &eps), 0);
+  } else {
+    EXPECT_EQ(__vqssSSNewTask(&t.t, &p, &n, &layout, dummy, nullptr, nullptr, 0), 0);
+    EXPECT_EQ(__vqssSSEditStreamQuantiles(t, &nq, orders, out.data(), &one, &eps), 0);
+  }
+  std::vector<T> x;
+  for (size_t b = 0; b < blocks.size(); ++b) {
+    n = static_cast<int32_t>(blocks[b].size() / p);  // blocks[b][j*n + i]
+    x.resize(blocks[b].size());
+    for (int32_t j = 0; j < p; ++j)
+      for (int32_t i = 0; i < n; ++i)
+        x[layout == kRows ? size_t(j) * n + i : size_t(i) * p + j] = T(blocks[b][size_t(j) * n + i]);
+    EXPECT_EQ(__vqsiSSEditTask(t, ZEV_SS_ED_OBSERV_N, &n), 0);
+    const int64_t method = b ? ZEV_SS_METHOD_STREAM : ZEV_SS_METHOD_STREAM_NEW;
+    if constexpr (kDouble) {
+      EXPECT_EQ(__vqsdSSEditTask(t, ZEV_SS_ED_OBSERV, x.data()), 0);
+      EXPECT_EQ(_vqsdSSStreamQuantiles(t, ZEV_SS_STREAM_QUANTS, method, th), 0);
+    } else {
+      EXPECT_EQ(__vqssSSEditTask(t, ZEV_SS_ED_OBSERV, x.data()), 0);
+      EXPECT_EQ(_vqssSSStreamQuantiles(t, ZEV_SS_STREAM_QUANTS, method, th), 0);
+    }
+    all.insert(all.end(), out.begin(), out.end());
+  }
+  return all;  // the answers after each block, one after the other
+}
+
+TEST(SsStreamQuantiles, AdversarialStreamsInBothPrecisionsLayoutsAndThreads) {
+  const int32_t p = 8, nq = 101;
+  const double kInf = std::numeric_limits<double>::infinity();
+  const int64_t sizes[] = {40000, 5, 60000};
+  std::mt19937_64 g(17);
+  std::normal_distribution<double> z;
+  // Values exact in single precision, so that both precisions rank the same data.
+  auto f = [](double v) { return double(float(v)); };
+  std::vector<std::vector<double>> blocks;
+  std::vector<std::vector<double>> sorted[3];  // per block: each variable's data so far, sorted
+  std::vector<std::vector<double>> so_far(p);
+  int64_t i = 0;
+  for (int b = 0; b < 3; ++b) {
+    const int64_t n = sizes[b];
+    std::vector<double> x(static_cast<size_t>(p) * n);
+    for (int64_t o = 0; o < n; ++o, ++i) {
+      const double v[p] = {
+          f(z(g)),                                     // Gaussian
+          double(i),                                   // rising
+          -double(i),                                  // falling
+          3.0,                                         // constant
+          double(g() % 10),                            // ten tied values
+          i % 2 ? double(i) : -double(i),              // zigzag: a new extreme every time
+          i % 100 ? f(1 + 1e-6 * (i % 997)) : f(1e6 * z(g)),  // a dense cluster in a wide range
+          i % 50 ? f(z(g)) : (i % 100 ? kInf : -kInf),        // a range without a finite width
+      };
+      for (int j = 0; j < p; ++j) x[size_t(j) * n + o] = v[j], so_far[j].push_back(v[j]);
+    }
+    blocks.push_back(std::move(x));
+    sorted[b] = so_far;
+    for (auto& s : sorted[b]) std::sort(s.begin(), s.end());
+  }
+  double orders_d[nq];
+  float orders_f[nq];
+  for (int m = 0; m < nq; ++m) orders_d[m] = m / 100.0, orders_f[m] = float(orders_d[m]);
+  auto check = [&](const auto& answers, double eps, const char* what) {
+    for (int b = 0; b < 3; ++b)
+      for (int j = 0; j < p; ++j)
+        for (int m = 0; m < nq; ++m) {
+          const double v = double(answers[(size_t(b) * p + j) * nq + m]);
+          ASSERT_LE(rank_error(sorted[b][j], v, orders_d[m]), eps * double(sorted[b][j].size()))
+              << what << " block " << b << " variable " << j << " order " << orders_d[m];
+        }
+  };
+  for (int32_t layout : {kRows, kCols}) {
+    const double eps = 0.003;
+    auto serial_d = stream_series<double>(blocks, p, layout, zev_threading_serial(), eps, orders_d, nq);
+    auto pool_d = stream_series<double>(blocks, p, layout, zev_threading_pool(), eps, orders_d, nq);
+    check(serial_d, eps, layout == kRows ? "double (p, n)" : "double (n, p)");
+    EXPECT_EQ(serial_d, pool_d);
+    const float eps_f = 0.003f;
+    auto serial_f = stream_series<float>(blocks, p, layout, zev_threading_serial(), eps_f, orders_f, nq);
+    auto pool_f = stream_series<float>(blocks, p, layout, zev_threading_pool(), eps_f, orders_f, nq);
+    check(serial_f, double(eps_f), layout == kRows ? "single (p, n)" : "single (n, p)");
+    EXPECT_EQ(serial_f, pool_f);
+  }
 }
 
 TEST(SsStreamQuantiles, Statuses) {
