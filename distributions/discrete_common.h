@@ -438,10 +438,9 @@ class Ptrs {
   double mu_, a_, b_, vr_, ln_inv_alpha_;
 };
 
-// Poisson(mu) for one variate, 0 <= mu < 2^31: below 10 by inversion from 0
-// (one uniform, e^-mu given), else PTRS. At least one uniform, whatever mu
-// is.
-inline double poisson_below10(Uniforms& u, double mu, double emu) {
+// Poisson(mu) for one variate by inversion from 0: one uniform, e^-mu given
+// (mu below 10, or below PoissonSeq's threshold).
+inline double poisson_from_zero(Uniforms& u, double mu, double emu) {
   double f = emu, v = u.next(), k = 0;
   while (v >= f && f > 0) {
     v -= f;
@@ -451,22 +450,27 @@ inline double poisson_below10(Uniforms& u, double mu, double emu) {
   return k;
 }
 
-// Poisson(mu) for a sequence of means, each as above, with the set-up of the
-// last mean kept: runs of equal means cost one exponential or one PTRS
-// set-up.
+// Poisson(mu) for a sequence of means, 0 <= mu < 2^31: below a threshold by
+// inversion from 0 (one uniform), else PTRS (two an attempt); the set-up of
+// the last mean is kept, so runs of equal means cost one exponential or one
+// PTRS set-up. The threshold is 10 (PoissonV); a caller whose means change
+// with every variate (Negbinomial) passes a higher one, up to which the walk
+// from 0 (about mu steps of a multiply and a subtraction) costs less than
+// the square root, the logarithms and the attempts of PTRS.
 class PoissonSeq {
  public:
+  explicit PoissonSeq(double invert_below = 10) : invert_below_(invert_below) {}
   double operator()(Uniforms& u, double mu) {
-    if (mu < 10) {
+    if (mu < invert_below_) {
       if (mu != small_mu_) small_mu_ = mu, emu_ = exp(-mu);
-      return poisson_below10(u, mu, emu_);
+      return poisson_from_zero(u, mu, emu_);
     }
     if (mu != ptrs_.mu()) ptrs_ = Ptrs(mu);
     return ptrs_(u);
   }
 
  private:
-  double small_mu_ = -1, emu_ = 0;
+  double invert_below_, small_mu_ = -1, emu_ = 0;
   Ptrs ptrs_{10};
 };
 

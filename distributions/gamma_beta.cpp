@@ -302,6 +302,9 @@ ZEV_API int _vqsdRngBeta(int, void* stream, int n, double* r, double a, double b
   return beta_dist<double>(stream, n, r, a, b, loc, scale);
 }
 
+// Means below this are drawn by inversion from 0 (see PoissonSeq).
+constexpr double kNegbinomialInvertBelow = 40;
+
 // Failures before the a-th success, success probability p: Poisson(lambda)
 // with lambda Gamma(a, (1 - p)/p). A block of means first, then their Poisson
 // draws.
@@ -318,7 +321,7 @@ ZEV_API int _vqsiRngNegbinomial(int, void* stream, int n, int32_t* r, double a, 
     int st = standard_gamma(stream, m, lam, a);
     if (st < 0) return st;
     Uniforms u(stream, 1);
-    PoissonSeq poisson;
+    PoissonSeq poisson(kNegbinomialInvertBelow);
     st = each_variate(u, m, [&](int i) {
       const double mu = lam[i] * scale;
       if (mu < 0x1p31) {
