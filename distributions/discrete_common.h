@@ -439,7 +439,8 @@ class Ptrs {
 };
 
 // Poisson(mu) for one variate by inversion from 0: one uniform, e^-mu given
-// (mu below 10, or below PoissonSeq's threshold).
+// (PoissonSeq below a mean of 10, Negbinomial below 40). Below 10, PTRS
+// otherwise: at least one uniform, whatever mu is.
 inline double poisson_from_zero(Uniforms& u, double mu, double emu) {
   double f = emu, v = u.next(), k = 0;
   while (v >= f && f > 0) {
@@ -450,18 +451,13 @@ inline double poisson_from_zero(Uniforms& u, double mu, double emu) {
   return k;
 }
 
-// Poisson(mu) for a sequence of means, 0 <= mu < 2^31: below a threshold by
-// inversion from 0 (one uniform), else PTRS (two an attempt); the set-up of
-// the last mean is kept, so runs of equal means cost one exponential or one
-// PTRS set-up. The threshold is 10 (PoissonV); a caller whose means change
-// with every variate (Negbinomial) passes a higher one, up to which the walk
-// from 0 (about mu steps of a multiply and a subtraction) costs less than
-// the square root, the logarithms and the attempts of PTRS.
+// Poisson(mu) for a sequence of means, each as above, with the set-up of the
+// last mean kept: runs of equal means cost one exponential or one PTRS
+// set-up.
 class PoissonSeq {
  public:
-  explicit PoissonSeq(double invert_below = 10) : invert_below_(invert_below) {}
   double operator()(Uniforms& u, double mu) {
-    if (mu < invert_below_) {
+    if (mu < 10) {
       if (mu != small_mu_) small_mu_ = mu, emu_ = exp(-mu);
       return poisson_from_zero(u, mu, emu_);
     }
@@ -470,7 +466,7 @@ class PoissonSeq {
   }
 
  private:
-  double invert_below_, small_mu_ = -1, emu_ = 0;
+  double small_mu_ = -1, emu_ = 0;
   Ptrs ptrs_{10};
 };
 
