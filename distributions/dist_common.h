@@ -2,6 +2,8 @@
 // the block size of stack buffers, and the guard round vector-kernel calls.
 #pragma once
 
+#include <xmmintrin.h>
+
 #include <cstdint>
 
 #include "streams/stream.h"
@@ -49,6 +51,24 @@ class QuietKernels {
   ~QuietKernels() { zev_vqm_kernel_SetMode(old_); }
   QuietKernels(const QuietKernels&) = delete;
   QuietKernels& operator=(const QuietKernels&) = delete;
+
+ private:
+  unsigned old_;
+};
+
+// Arithmetic done inline (not through a vector row) runs as a kernel would:
+// round to nearest, exceptions masked, no flushing of denormals, whatever the
+// caller's MXCSR holds; the caller's control bits come back at the end, with
+// the flags raised meanwhile.
+class NearestCsr {
+ public:
+  NearestCsr() : old_(_mm_getcsr()) {
+    const unsigned want = (old_ & ~0xE040u) | 0x1F80u;  // FZ, RC, DAZ cleared; masks set
+    if (want != old_) _mm_setcsr(want);
+  }
+  ~NearestCsr() { _mm_setcsr(old_ | (_mm_getcsr() & 0x3Fu)); }
+  NearestCsr(const NearestCsr&) = delete;
+  NearestCsr& operator=(const NearestCsr&) = delete;
 
  private:
   unsigned old_;

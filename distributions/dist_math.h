@@ -3,8 +3,8 @@
 // arithmetic: an accept or reject decision must come out the same on every
 // processor, which the C library's functions (FMA or not, chosen at run time)
 // do not promise. The logarithm is the double logarithm core of the vector
-// family (within 0.51 ulp); the exponential is a Cody-Waite reduction and a
-// Taylor polynomial (within about 1 ulp). Neither touches errno or the
+// family (within 0.51 ulp), the exponential the scalar core of the
+// exponential family (within 0.52 ulp). Neither touches errno or the
 // exception flags' meaning for the caller: the generators run with
 // exceptions masked.
 #pragma once
@@ -12,9 +12,9 @@
 #include <emmintrin.h>
 
 #include <cstdint>
-#include <cstring>
 #include <limits>
 
+#include "vector/exp/exp_common.h"
 #include "vector/log/log_constants.h"
 #include "vector/log/log_core.h"
 
@@ -37,6 +37,30 @@ inline double ln(double x) {
     return detail::log_normal_pos(x * 0x1p54) - 54 * vk::logpow::kLn2_hi - 54 * vk::logpow::kLn2_lo;
   if (x == 0) return -std::numeric_limits<double>::infinity();
   return x > 0 ? x : std::numeric_limits<double>::quiet_NaN();
+}
+
+// ln x on two lanes of positive normal numbers, within 1.3 ulp (measured
+// 1.22 over 2e7 arguments, the generators' lattices among them): the
+// reduction, table and polynomial of the logarithm core above, but r = z/c - 1
+// rounded once (its error, below 2^-61, is not carried) and the sum taken in
+// plain double. The fast forms of the inverse transforms use it in place of
+// the 0.51-ulp core; their accurate forms keep log1p at full precision.
+inline __m128d ln_la(__m128d x) {
+  using namespace vk::logpow;
+  const LogRow w = log_row(x);
+  const __m128d zh = as_d(_mm_and_si128(as_i(w.z), i64(0xFFFFFFFFF8000000ull)));
+  const __m128d r =
+      _mm_add_pd(_mm_sub_pd(_mm_mul_pd(zh, w.invc), d1(1.0)), _mm_mul_pd(_mm_sub_pd(w.z, zh), w.invc));
+  // log1p(r) - r: Taylor to r^7 in Estrin's scheme; |r| < 2^-8.
+  const __m128d r2 = _mm_mul_pd(r, r);
+  const __m128d q01 = _mm_add_pd(d1(-0.5), _mm_mul_pd(r, d1(1.0 / 3.0)));
+  const __m128d q23 = _mm_add_pd(d1(-0.25), _mm_mul_pd(r, d1(0.2)));
+  const __m128d q45 = _mm_add_pd(d1(-1.0 / 6.0), _mm_mul_pd(r, d1(1.0 / 7.0)));
+  const __m128d p =
+      _mm_mul_pd(r2, _mm_add_pd(_mm_add_pd(q01, _mm_mul_pd(r2, q23)), _mm_mul_pd(_mm_mul_pd(r2, r2), q45)));
+  const __m128d hi = _mm_add_pd(_mm_mul_pd(w.kf, d1(kLn2_hi)), w.lchi);  // exact
+  const __m128d lo = _mm_add_pd(_mm_add_pd(_mm_mul_pd(w.kf, d1(kLn2_lo)), w.lclo), p);
+  return _mm_add_pd(_mm_add_pd(hi, r), lo);
 }
 
 // ln x and ln y in one vector evaluation, for x and y positive normal
@@ -65,47 +89,13 @@ inline double log1p(double x) {
   return corr == 0 ? detail::log_normal_pos(u) : detail::log_normal_pos(u, corr);
 }
 
-// e^x for any double: below -745.2 it is 0, above 709.79 +inf.
+// e^x for any double: below -745.2 it is 0, above 709.79 +inf. Between, the
+// scalar core of the exponential family (within 0.52 ulp, denormal results
+// rounded once).
 inline double exp(double x) {
   if (!(x > -745.2)) return x == x ? 0.0 : x;
   if (x > 709.79) return std::numeric_limits<double>::infinity();
-  constexpr double kShift = 0x1.8p52;
-  // k = round(x / ln 2) from the low bits of the shifted sum.
-  const double t = x * vk::logpow::kInvLn2_hi + kShift;
-  int64_t tb;
-  std::memcpy(&tb, &t, 8);
-  const int k = int(int32_t(uint32_t(tb)));
-  const double kf = t - kShift;
-  // ln2_hi has 42 significant bits: kf ln2_hi is exact for |k| < 2^11.
-  const double r = (x - kf * vk::logpow::kLn2_hi) - kf * vk::logpow::kLn2_lo;
-  // e^r for |r| <= 0.3466 by Taylor to r^13: the tail is below 2^-57.
-  constexpr double c[14] = {1.0,
-                            1.0,
-                            1.0 / 2,
-                            1.0 / 6,
-                            1.0 / 24,
-                            1.0 / 120,
-                            1.0 / 720,
-                            1.0 / 5040,
-                            1.0 / 40320,
-                            1.0 / 362880,
-                            1.0 / 3628800,
-                            1.0 / 39916800,
-                            1.0 / 479001600,
-                            1.0 / 6227020800.0};
-  double p = c[13];
-  for (int i = 12; i >= 2; --i) p = p * r + c[i];
-  p = 1 + (r + r * (r * p));
-  // 2^k in one or two factors (subnormal results round twice, harmlessly).
-  auto pow2 = [](int e) {
-    const uint64_t b = uint64_t(e + 1023) << 52;
-    double d;
-    std::memcpy(&d, &b, 8);
-    return d;
-  };
-  if (k >= -1021 && k <= 1023) return p * pow2(k);
-  const int h = k / 2;
-  return p * pow2(h) * pow2(k - h);
+  return vk::expk::exp_core<double>(x);
 }
 
 }  // namespace zev::dist

@@ -29,6 +29,9 @@ namespace {
 using namespace zev::dist;
 
 constexpr int kRound = 256;  // attempts a round: the buffers stay in L1
+// Negbinomial: Poisson means below this go by inversion from 0, whose walk
+// of about mu steps costs less than the set-up and attempts of PTRS.
+constexpr double kInvertBelow = 40;
 constexpr double kSqrt2 = 1.4142135623730951;
 
 // Uniforms in (0, 1), on the half-step-shifted lattice of the continuous
@@ -302,9 +305,10 @@ ZEV_API int _vqsdRngBeta(int, void* stream, int n, double* r, double a, double b
   return beta_dist<double>(stream, n, r, a, b, loc, scale);
 }
 
-// Failures before the a-th success, success probability p: Poisson(lambda)
-// with lambda Gamma(a, (1 - p)/p). A block of means first, then their Poisson
-// draws.
+// Failures before the a-th success, success probability p: Poisson(mu)
+// with mu Gamma(a, (1 - p)/p). A block of means first, then their Poisson
+// draws: below kInvertBelow by inversion from 0, with e^-mu of the whole
+// block from the Exp row; above, by PTRS.
 ZEV_API int _vqsiRngNegbinomial(int, void* stream, int n, int32_t* r, double a, double p) {
   KeepErrno keep;
   if (!(a > 0 && a < std::numeric_limits<double>::infinity() && p > 0 && p <= 1)) {
@@ -312,17 +316,23 @@ ZEV_API int _vqsiRngNegbinomial(int, void* stream, int n, int32_t* r, double a, 
     return 0;
   }
   const double scale = (1 - p) / p;
-  double lam[kBlock];
+  double mu[kBlock], emu[kBlock];
   for (int done = 0; done < n;) {
     const int m = n - done < kBlock ? n - done : kBlock;
-    int st = standard_gamma(stream, m, lam, a);
+    int st = standard_gamma(stream, m, mu, a);
     if (st < 0) return st;
+    for (int i = 0; i < m; ++i) mu[i] *= scale, emu[i] = -mu[i];
+    {
+      QuietKernels quiet;
+      _vqmdExp_HA(m, emu, emu);
+    }
     Uniforms u(stream, 1);
     PoissonSeq poisson;
     st = each_variate(u, m, [&](int i) {
-      const double mu = lam[i] * scale;
-      if (mu < 0x1p31) {
-        r[done + i] = saturate(poisson(u, mu));
+      if (mu[i] < kInvertBelow) {
+        r[done + i] = saturate(poisson_from_zero(u, mu[i], emu[i]));
+      } else if (mu[i] < 0x1p31) {
+        r[done + i] = saturate(poisson(u, mu[i]));
       } else {
         u.next();
         r[done + i] = kMarker;

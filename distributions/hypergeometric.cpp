@@ -1,4 +1,6 @@
 // Hypergeometric by ratio of uniforms (HRUA) or by inversion.
+#include <emmintrin.h>
+
 #include <cmath>
 #include <cstdint>
 
@@ -55,19 +57,32 @@ class Hrua {
     end_ = std::fmin(std::fmin(m, g) + 1, std::floor(c_ + 16 * sd));
   }
   // One attempt from the uniforms x and y: true with the variate z. ln P(z) -
-  // ln P(mode) is kept in memo for the values of z about the mode: most
-  // attempts then cost no logarithm.
-  bool attempt(double x, double y, double& z, Memo* memo) const {
+  // ln P(mode) is kept in the table for the values of z about the mode: most
+  // attempts then cost no logarithm. The table's recurrence holds on the
+  // whole support, [0, top()].
+  bool attempt(double x, double y, double& z, SegmentTable<Hrua>* table) const {
     const double w = c_ + h_ * (y - 0.5) / x;
     if (!(w >= 0 && w < end_)) return false;
     z = std::floor(w);
-    const double tz = (*memo)(z, [&](double j) { return ln_part(j) - ln_pmode_; });
+    const double tz = (*table)(z, *this);
     if (x * (4 - x) - 3 <= tz) return true;
     if (x * (x - tz) >= 1) return false;
     return 2 * zev::dist::ln(x) <= tz;
   }
   double fallback() const { return mode_; }
   double mode() const { return mode_; }
+  double bottom() const { return 0; }
+  double top() const { return std::fmin(g_, m_); }
+  // ln P(z) - ln P(mode) by the saddle-point form.
+  double log_ratio(double z) const { return ln_part(z) - ln_pmode_; }
+  // P(z + 1) / P(z) for z in [0, top()).
+  __m128d step(__m128d z) const {
+    const __m128d one = _mm_set1_pd(1.0);
+    const __m128d num = _mm_mul_pd(_mm_sub_pd(_mm_set1_pd(g_), z), _mm_sub_pd(_mm_set1_pd(m_), z));
+    const __m128d den =
+        _mm_mul_pd(_mm_add_pd(z, one), _mm_add_pd(_mm_add_pd(_mm_set1_pd(f_ - m_), z), one));
+    return _mm_div_pd(num, den);
+  }
 
  private:
   // ln P(z) but for its term that does not depend on z: the binomial
@@ -105,8 +120,8 @@ ZEV_API int _vqsiRngHypergeometric(int method, void* stream, int n, int32_t* r, 
     return hypergeometric_inverse(stream, n, r, pop, s, d);
   const double g = std::fmin(s, pop - s);
   const Hrua hrua(pop, g, m);
-  Memo memo(hrua.mode());
-  return two_uniform_rounds(stream, n, hrua, &memo, [&](int i, double z) {
+  SegmentTable<Hrua> table(hrua.mode());
+  return two_uniform_rounds(stream, n, hrua, &table, [&](int i, double z) {
     if (s > pop - s) z = m - z;
     if (m < d) z = s - z;
     r[i] = int32_t(z);

@@ -4,6 +4,7 @@
 // in the far tail against a long-double reference; and parameters at and
 // beyond the ends of their domains.
 #include <gtest/gtest.h>
+#include <xmmintrin.h>
 
 #include <cerrno>
 #include <cmath>
@@ -269,6 +270,28 @@ TEST(Continuous, FastFormsFollowTheirFormulaOnTheWords) {
       }
     }
     EXPECT_EQ(bad, 0) << c.name;
+  }
+}
+
+// The fast forms of Exponential and Rayleigh in double do their arithmetic
+// at round to nearest without flushing, whatever the caller's MXCSR holds,
+// and give the caller's control bits back.
+TEST(Continuous, FastFormsIgnoreTheCallersRoundingAndFlushing) {
+  const int n = 2000;
+  using LS = int (*)(int, void*, int, double*, double, double);
+  for (LS call : {LS(_vqsdRngExponential), LS(_vqsdRngRayleigh)}) {
+    Stream a(ZEV_BRNG_MT19937, {3}), b(ZEV_BRNG_MT19937, {3});
+    std::vector<double> x(n), y(n);
+    ASSERT_EQ(call(0, a, n, x.data(), 0.5, 2.0), 0);
+    const unsigned csr = _mm_getcsr();
+    const unsigned odd = (csr & ~0x3Fu) | 0xE040u;  // toward zero, flush to zero, denormals are zero
+    _mm_setcsr(odd);
+    const int st = call(0, b, n, y.data(), 0.5, 2.0);
+    const unsigned after = _mm_getcsr();
+    _mm_setcsr(csr);
+    ASSERT_EQ(st, 0);
+    EXPECT_EQ(after & ~0x3Fu, odd);
+    EXPECT_EQ(std::memcmp(x.data(), y.data(), n * sizeof(double)), 0);
   }
 }
 

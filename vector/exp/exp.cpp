@@ -133,23 +133,6 @@ int sexp_scalar_single(const float* a, float* r) {
   return 0;
 }
 
-// The double Exp of the scalar functions: 64 pairs {hi, lo}, degree-6
-// polynomial, one rounding at the end, denormal results included.
-template <class F>
-double exp_core(double x) {
-  const F s = 6755399441055744.0;
-  const F t = F(x) * F(92.33248261689366) + s;
-  const F kf = t - s;
-  const long long k = static_cast<long long>(kf);
-  const F r = (F(x) - kf * F(0.010830424696223417)) - kf * F(2.572804622327669e-14);
-  const F c3 = 0.1666666666665788, c4 = 0.04166666666677052, c5 = 0.008333341995140497,
-          c6 = 0.0013888870459233254;
-  const F q = ((((c6 * r + c5) * r + c4) * r + c3) * r + F(0.5)) * r * r + r;
-  const int j = static_cast<int>(k & 63);
-  const F hi = expdata::kD64[j][0], lo = expdata::kD64[j][1];
-  return scale_once<F>(hi, lo + hi * q, static_cast<int>(k >> 6));
-}
-
 // Scalar function of sExp at HA: the double computation, rounded once to single.
 int sexp_scalar_ha(const float* a, float* r) {
   const float x = *a;
