@@ -47,6 +47,7 @@ inline double ln(double x) {
 // the 0.51-ulp core; their accurate forms keep log1p at full precision.
 inline __m128d ln_la(__m128d x) {
   using namespace vk::logpow;
+  using vk::d1;
   const LogRow w = log_row(x);
   const __m128d zh = as_d(_mm_and_si128(as_i(w.z), i64(0xFFFFFFFFF8000000ull)));
   const __m128d r =
