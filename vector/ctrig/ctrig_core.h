@@ -2,18 +2,12 @@
 // cosh of one part and sin, cos of the other, each as a sum of two doubles,
 // and the products that round once.
 //
-// e^a and e^-a from one reduction a = k ln2/128 + r (ln2/128 in three parts
-// of which k times the first two is exact for k < 2^19), the rows 2^(j/128)
-// of the exponential family's table as pairs, and e^(+-r) = 1 +- r + q with
-// q = +-(rl + odd part) + even part (degree 6, truncation below 2^-70):
-//   e^a = 2^m T[j] e^r,  e^-a = 2^-mq T[-k mod 128] e^-r,
-// with m = k >> 7 and mq = ceil(k/128). sinh a = (e^a - e^-a)/2 above 1/4,
-// below it the odd series a + a z P(z) to degree 15; cosh a = (e^a + e^-a)/2.
-// Every factor is within about 2^-62 of its value, so a part, the product of
-// two factors rounded once, is within 0.5 ulp + 2^-8 ulp.
-//
-// sin t and cos t: the circle table of the circular family (one reduction by
-// pi/256, rows j and j + 128), kept as the unrounded pair.
+// e^a and e^-a from one reduction by the exponential family's double-double
+// core (vector/exp/exp_dd.h), each within about 2^-60 of its value:
+// sinh a = (e^a - e^-a)/2 above 1/4, below it the odd series a + a z P(z) to
+// degree 15; cosh a = (e^a + e^-a)/2. sin t and cos t: the circular family's
+// pair core (vector/trig/sincos_dd.h), normalised. A part, the product of two
+// factors rounded once, is within 0.5 ulp + 2^-6 ulp.
 #pragma once
 
 #include <emmintrin.h>
@@ -23,34 +17,22 @@
 #include "vector/common/consts.h"
 #include "vector/common/exact.h"
 #include "vector/common/range.h"
-#include "vector/exp/exp_data.h"
-#include "vector/trig/trig_common.h"
+#include "vector/exp/exp_dd.h"
+#include "vector/trig/sincos_dd.h"
 #include "vector/vops.h"
 
 namespace zev::vk::ctrig {
 
 struct CoreConst {
-  C2 inv, shifter, l1, l2, l3, one, quarter, sign, abs;
-  C2 e2, e3, e4, e5, e6;        // e^r - 1 - r: the even terms r^2/2, r^4/24, r^6/720 and odd r^3/6, r^5/120
+  C2 one, quarter, sign, abs;
   C2 s3, s5, s7, s9, s11, s13;  // sinh a = a + a z (s3 + z (s5 + ... + z s13)), a below 1/4
   C2 bias_p, bias_m;            // exponent fields of 2^(m-1) and 2^(-mq-1): 1022 + m, 1022 - mq
-  C2 r127;
 };
 alignas(16) inline constexpr CoreConst kCore = {
-    .inv = q2(0x40671547652B82FEull),      // 128/ln2
-    .shifter = d2(6755399441055744.0),     // 1.5 * 2^52: k in the low bits of the sum
-    .l1 = q2(0x3F762E42FEF80000ull),       // ln2/128 in three parts, the first two of 34 bits
-    .l2 = q2(0x3D41CF79ABC80000ull),       //
-    .l3 = q2(0x3B0E3B39803F2F6Bull),       //
     .one = d2(1.0),
     .quarter = d2(0.25),                   // below it sinh by its series
     .sign = q2(0x8000000000000000ull),
     .abs = q2(0x7FFFFFFFFFFFFFFFull),
-    .e2 = d2(0.5),
-    .e3 = d2(1.0 / 6),
-    .e4 = d2(1.0 / 24),
-    .e5 = d2(1.0 / 120),
-    .e6 = d2(1.0 / 720),
     .s3 = d2(1.0 / 6),
     .s5 = d2(1.0 / 120),
     .s7 = d2(1.0 / 5040),
@@ -59,61 +41,15 @@ alignas(16) inline constexpr CoreConst kCore = {
     .s13 = d2(1.0 / 6227020800),
     .bias_p = q2(1022),
     .bias_m = q2(1022),
-    .r127 = q2(127),
 };
-
-// e^a and e^-a without their powers of two: e^a = 2^m p, e^-a = 2^-mq n.
-struct ExpPair {
-  DD p, n;
-  __m128i m, mq;
-};
-
-inline DD row_pair(__m128i idx) {
-  const unsigned j0 = static_cast<unsigned>(_mm_cvtsi128_si32(idx)) & 127;
-  const unsigned j1 = static_cast<unsigned>(_mm_cvtsi128_si32(_mm_unpackhi_epi64(idx, idx))) & 127;
-  const __m128d a = _mm_load_pd(expdata::kD128[j0]), b = _mm_load_pd(expdata::kD128[j1]);
-  return {_mm_unpacklo_pd(a, b), _mm_unpackhi_pd(a, b)};
-}
-
-// T (1 + h + q), h = +-r, as a pair: T h exact, the rest low to high.
-inline DD times_exp(const DD& t, __m128d h, __m128d q) {
-  const DD p = two_prod(t.hi, h);
-  const DD s = fast_two_sum(t.hi, p.hi);
-  const __m128d lo = _mm_add_pd(_mm_add_pd(s.lo, p.lo),
-                                _mm_add_pd(_mm_add_pd(t.lo, _mm_mul_pd(t.lo, h)), _mm_mul_pd(t.hi, q)));
-  return {s.hi, lo};
-}
-
-// 0 <= a < 2839 (k below 2^19).
-inline ExpPair exp_pair(__m128d a) {
-  const CoreConst& c = kCore;
-  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.inv.pd()), c.shifter.pd());
-  const __m128d k = _mm_sub_pd(t, c.shifter.pd());
-  const __m128i ki = _mm_sub_epi64(_mm_castpd_si128(t), _mm_castpd_si128(c.shifter.pd()));
-  const __m128d u = _mm_sub_pd(a, _mm_mul_pd(k, c.l1.pd()));  // exact
-  const DD r = two_sum(u, _mm_xor_pd(_mm_mul_pd(k, c.l2.pd()), c.sign.pd()));
-  const __m128d rh = r.hi, rl = _mm_sub_pd(r.lo, _mm_mul_pd(k, c.l3.pd()));
-  const __m128d z = _mm_mul_pd(rh, rh);
-  const __m128d od = _mm_add_pd(rl, _mm_mul_pd(_mm_mul_pd(rh, z), _mm_add_pd(c.e3.pd(), _mm_mul_pd(z, c.e5.pd()))));
-  const __m128d ev =
-      _mm_mul_pd(z, _mm_add_pd(c.e2.pd(), _mm_mul_pd(z, _mm_add_pd(c.e4.pd(), _mm_mul_pd(z, c.e6.pd())))));
-  const DD tp = row_pair(ki);
-  const DD tn = row_pair(_mm_sub_epi64(_mm_setzero_si128(), ki));
-  ExpPair e;
-  e.p = times_exp(tp, rh, _mm_add_pd(ev, od));
-  e.n = times_exp(tn, _mm_xor_pd(rh, c.sign.pd()), _mm_sub_pd(ev, od));
-  e.m = _mm_srli_epi64(ki, 7);
-  e.mq = _mm_srli_epi64(_mm_add_epi64(ki, c.r127.i()), 7);
-  return e;
-}
 
 inline DD scale(const DD& x, __m128d s) { return {_mm_mul_pd(x.hi, s), _mm_mul_pd(x.lo, s)}; }
 
-// sinh a and cosh a as normalised pairs, 0 <= a < 708 (so that 2^(m-1) is a
+// sinh a and cosh a as normalised pairs, 0 <= a <= 708 (so that 2^(m-1) is a
 // normal number; 2^(-mq-1) may come out zero, where e^-a no longer counts).
 inline void sinh_cosh(__m128d a, DD& sh, DD& ch) {
   const CoreConst& c = kCore;
-  const ExpPair e = exp_pair(a);
+  const expk::ExpPm e = expk::exp_pm(a);
   const __m128d up = _mm_castsi128_pd(_mm_slli_epi64(_mm_add_epi64(e.m, c.bias_p.i()), 52));
   const __m128d dn = _mm_castsi128_pd(_mm_slli_epi64(_mm_sub_epi64(c.bias_m.i(), e.mq), 52));
   const DD p = scale(e.p, up), n = scale(e.n, dn);
@@ -134,15 +70,20 @@ inline void sinh_cosh(__m128d a, DD& sh, DD& ch) {
   sh = {select(lt, small.hi, big.hi), select(lt, small.lo, big.lo)};
 }
 
-// sin t and cos t as pairs, t finite (the large reduction inside).
+// sin t and cos t as normalised pairs, t finite (the large reduction inside).
 inline void sin_cos(__m128d t, DD& s, DD& co) {
-  const CoreConst& c = kCore;
-  const trig::Reduced red = trig::reduce_any(_mm_and_pd(t, c.abs.pd()));
-  const DD sp = trig::table_sin_pair(red, 0), cp = trig::table_sin_pair(red, 128);
-  const __m128d sg = _mm_and_pd(t, c.sign.pd());
-  const DD sn = fast_two_sum(sp.hi, sp.lo);
-  s = {_mm_xor_pd(sn.hi, sg), _mm_xor_pd(sn.lo, sg)};
-  co = fast_two_sum(cp.hi, cp.lo);
+  const trig::CosSin p = trig::cos_sin(t);
+  s = fast_two_sum(p.s.hi, p.s.lo);
+  co = fast_two_sum(p.c.hi, p.c.lo);
+}
+
+// The four factors of the parts at h (the hyperbolic argument) and t (the
+// circular one): sinh h with h's sign, cosh |h|, sin t and cos t, normalised.
+inline void factors(__m128d h, __m128d t, DD& sh, DD& ch, DD& sn, DD& cs) {
+  const __m128d sg = _mm_and_pd(h, kCore.sign.pd());
+  sinh_cosh(_mm_and_pd(h, kCore.abs.pd()), sh, ch);
+  sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
+  sin_cos(t, sn, cs);
 }
 
 // f g rounded once; an exact zero keeps the sign of the leading product.
@@ -165,11 +106,8 @@ inline DD mul_pair(const DD& f, const DD& g) {
 // overflow); Full false: the single rows' double arithmetic.
 template <bool Full>
 inline void tanh_parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
-  const __m128d sg = _mm_and_pd(h, kCore.sign.pd());
   DD sh, ch, sn, cs;
-  sinh_cosh(_mm_and_pd(h, kCore.abs.pd()), sh, ch);
-  sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
-  sin_cos(t, sn, cs);
+  factors(h, t, sh, ch, sn, cs);
   if constexpr (!Full) {
     const __m128d s = _mm_add_pd(sh.hi, sh.lo), c = _mm_add_pd(ch.hi, ch.lo);
     const __m128d sy = _mm_add_pd(sn.hi, sn.lo), cy = _mm_add_pd(cs.hi, cs.lo);
