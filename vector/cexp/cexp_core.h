@@ -1,10 +1,10 @@
 // The block arithmetic of the complex exponential, logarithms and powers, on
 // two double lanes with the real and imaginary parts in separate vectors.
 //
-// exp(x + iy) = e^x (cos y + i sin y): e^x as 2^n (hi + lo) from the power
-// kernels' exponential (vector/pow/pow_exp.h), cos y and sin y as pairs from
-// the circle table of the sine family (one reduction, rows j and j + 128),
-// and each part the product of two pairs, rounded once and scaled by 2^n.
+// exp(x + iy) = e^x (cos y + i sin y): e^x as 2^n (hi + lo) from the
+// exponential family's double-double core (vector/exp/exp_dd.h), cos y and
+// sin y as pairs from the circular family's (vector/trig/sincos_dd.h), and
+// each part the product of two pairs, rounded once and scaled by 2^n.
 //
 // log(x + iy) = log|z| + i arg z: |z|^2 = x^2 + y^2 as a pair from exact
 // squares, so that near |z| = 1 the difference |z|^2 - 1 keeps its bits; log
@@ -25,8 +25,8 @@
 #include "vector/estimate.h"
 #include "vector/invtrig/invtrig_core.h"
 #include "vector/log/log_core.h"
-#include "vector/pow/pow_exp.h"
-#include "vector/trig/trig_common.h"
+#include "vector/exp/exp_dd.h"
+#include "vector/trig/sincos_dd.h"
 
 namespace zev::vk::cexp {
 
@@ -65,37 +65,6 @@ inline DD mul_pair(DD a, DD b) {
 
 // ---- exponential ---------------------------------------------------------------
 
-// cos t and sin t of t = y (Pair false) or t = y + yl, a pair (the powers),
-// any finite y: the large reduction runs for lanes beyond 65536. A pair is
-// first reduced by 2 pi in three parts (n 2pi_1 and n 2pi_2 exact for |n| <
-// 2^26), so that its low part enters the circle reduction as a small
-// correction; beyond |y| = 2^28 the low part is dropped, as the pair's own
-// accuracy (about 2^-60 |t| in the powers) bounds that of the angle anyway.
-struct CosSin {
-  DD c, s;
-};
-template <bool Pair = false>
-inline CosSin cos_sin(__m128d y, __m128d yl = _mm_setzero_pd()) {
-  if constexpr (Pair) {
-    const DD t = two_sum(y, yl);  // the pair normalised: the reduction takes yl to first order
-    y = t.hi, yl = t.lo;
-    const __m128d shifter = d1(6755399441055744.0);
-    const __m128d n = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(y, d1(0x1.45f306dc9c883p-3)), shifter), shifter);
-    const __m128d small = _mm_cmplt_pd(abs_of(y), d1(0x1p28));
-    const __m128d k = _mm_and_pd(n, small);
-    const __m128d y1 = _mm_sub_pd(y, _mm_mul_pd(k, d1(0x1.921fb54p+2)));  // exact
-    const DD y2 = two_sum(y1, _mm_mul_pd(k, d1(-0x1.10b461p-28)));       // the product exact
-    y = y2.hi;
-    // Beyond 2^28 the low part is dropped: the angle is known to no better.
-    yl = _mm_and_pd(_mm_add_pd(y2.lo, _mm_sub_pd(yl, _mm_mul_pd(k, d1(0x1.a62633145c06ep-56)))), small);
-  }
-  const __m128d sg = sign_of(y);
-  trig::Reduced red = trig::reduce_any(abs_of(y));
-  if constexpr (Pair) red.e = _mm_add_pd(red.e, _mm_xor_pd(yl, sg));
-  const DD s = trig::table_sin_pair(red, 0);
-  return {trig::table_sin_pair(red, 128), {_mm_xor_pd(s.hi, sg), _mm_xor_pd(s.lo, sg)}};
-}
-
 // e^(x + xl) (cos + i sin)(y + yl) for x in [-708, 708]: the parts before the
 // scale 2^n (`m_re`, `m_im`) and 2^n itself.
 // Exact: the products of pairs rounded once (z rows); otherwise one double
@@ -105,8 +74,8 @@ struct ExpCis {
 };
 template <bool Exact, bool Pair = false>
 inline ExpCis exp_cis(__m128d x, __m128d xl, __m128d y, __m128d yl) {
-  const logpow::ExpParts e = logpow::exp_parts<5>(x, xl);
-  const CosSin cs = cos_sin<Pair>(y, yl);
+  const expk::ExpParts e = expk::exp_parts<5>(x, xl);
+  const trig::CosSin cs = trig::cos_sin<Pair>(y, yl);
   ExpCis o;
   if constexpr (Exact) {
     const DD ex{e.hi, e.lo};
@@ -178,7 +147,7 @@ inline void ln_pair(__m128d x, __m128d y, DD& re, DD& im) {
 }
 
 inline DD refine_arg(__m128d x, __m128d y, DD t) {
-  const CosSin cs = cos_sin<true>(t.hi, t.lo);
+  const trig::CosSin cs = trig::cos_sin<true>(t.hi, t.lo);
   const DD a = two_prod(y, cs.c.hi), b = two_prod(x, cs.s.hi);
   const __m128d r = _mm_add_pd(_mm_add_pd(_mm_sub_pd(a.hi, b.hi), _mm_sub_pd(a.lo, b.lo)),
                                _mm_sub_pd(_mm_mul_pd(y, cs.c.lo), _mm_mul_pd(x, cs.s.lo)));

@@ -82,7 +82,7 @@ int exp_special(double x, double y, double& re, double& im) {
     im = y;
     return 0;
   }
-  const CosSin cs = cos_sin(lane(y));
+  const trig::CosSin cs = trig::cos_sin(lane(y));
   const double mag = x > 0 ? inf : 0.0;
   re = std::copysign(mag, first(_mm_add_pd(cs.c.hi, cs.c.lo)));
   im = std::copysign(mag, first(_mm_add_pd(cs.s.hi, cs.s.lo)));
@@ -99,8 +99,8 @@ void exp_finite(double x, double xl, double y, double yl, double& re, double& im
   const double h = xc - ph;  // exact: ph is within a factor 2 of xc, or m = 0
   const double l = (xc == x ? xl : 0.0) - (pl + m * kLn2.lo);
   const DD hl = fast_two_sum(lane(h), lane(l));
-  const logpow::ExpParts e = logpow::exp_parts<5>(hl.hi, hl.lo);
-  const CosSin cs = cos_sin<true>(lane(y), lane(yl));
+  const expk::ExpParts e = expk::exp_parts<5>(hl.hi, hl.lo);
+  const trig::CosSin cs = trig::cos_sin<true>(lane(y), lane(yl));
   const DD ex{e.hi, e.lo};
   const DD pr = mul_pair(ex, cs.c), pi = mul_pair(ex, cs.s);
   // e^h = 2^k (hi + lo), k in {-1, 0, 1}: the exponent of the scale of 1.0.

@@ -2,18 +2,12 @@
 // cosh of one part and sin, cos of the other, each as a sum of two doubles,
 // and the products that round once.
 //
-// e^a and e^-a from one reduction a = k ln2/128 + r (ln2/128 in three parts
-// of which k times the first two is exact for k < 2^19), the rows 2^(j/128)
-// of the exponential family's table as pairs, and e^(+-r) = 1 +- r + q with
-// q = +-(rl + odd part) + even part (degree 6, truncation below 2^-70):
-//   e^a = 2^m T[j] e^r,  e^-a = 2^-mq T[-k mod 128] e^-r,
-// with m = k >> 7 and mq = ceil(k/128). sinh a = (e^a - e^-a)/2 above 1/4,
-// below it the odd series a + a z P(z) to degree 15; cosh a = (e^a + e^-a)/2.
-// Every factor is within about 2^-62 of its value, so a part, the product of
-// two factors rounded once, is within 0.5 ulp + 2^-8 ulp.
-//
-// sin t and cos t: the circle table of the circular family (one reduction by
-// pi/256, rows j and j + 128), kept as the unrounded pair.
+// e^a and e^-a from one reduction by the exponential family's double-double
+// core (vector/exp/exp_dd.h), each within about 2^-60 of its value:
+// sinh a = (e^a - e^-a)/2 above 1/4, below it the odd series a + a z P(z) to
+// degree 15; cosh a = (e^a + e^-a)/2. sin t and cos t: the circular family's
+// pair core (vector/trig/sincos_dd.h), normalised. A part, the product of two
+// factors rounded once, is within 0.5 ulp + 2^-6 ulp.
 #pragma once
 
 #include <emmintrin.h>
@@ -23,8 +17,8 @@
 #include "vector/common/consts.h"
 #include "vector/common/exact.h"
 #include "vector/common/range.h"
-#include "vector/exp/exp_data.h"
-#include "vector/trig/trig_common.h"
+#include "vector/exp/exp_dd.h"
+#include "vector/trig/sincos_dd.h"
 #include "vector/vops.h"
 
 namespace zev::vk::ctrig {
@@ -35,22 +29,15 @@ struct CoreConst {
   __m128d s3, s5, s7, s9, s11, s13;  // sinh a = a + a z (s3 + z (s5 + ... + z s13)), a below 1/4
   __m128d bias_p, bias_m;            // exponent fields of 2^(m-1) and 2^(-mq-1): 1022 + m, 1022 - mq
   __m128d r127;
+  C2 one, quarter, sign, abs;
+  C2 s3, s5, s7, s9, s11, s13;  // sinh a = a + a z (s3 + z (s5 + ... + z s13)), a below 1/4
+  C2 bias_p, bias_m;            // exponent fields of 2^(m-1) and 2^(-mq-1): 1022 + m, 1022 - mq
 };
 alignas(16) inline constexpr CoreConst kCore = {
-    .inv = q2(0x40671547652B82FEull),      // 128/ln2
-    .shifter = d2(6755399441055744.0),     // 1.5 * 2^52: k in the low bits of the sum
-    .l1 = q2(0x3F762E42FEF80000ull),       // ln2/128 in three parts, the first two of 34 bits
-    .l2 = q2(0x3D41CF79ABC80000ull),       //
-    .l3 = q2(0x3B0E3B39803F2F6Bull),       //
     .one = d2(1.0),
     .quarter = d2(0.25),                   // below it sinh by its series
     .sign = q2(0x8000000000000000ull),
     .abs = q2(0x7FFFFFFFFFFFFFFFull),
-    .e2 = d2(0.5),
-    .e3 = d2(1.0 / 6),
-    .e4 = d2(1.0 / 24),
-    .e5 = d2(1.0 / 120),
-    .e6 = d2(1.0 / 720),
     .s3 = d2(1.0 / 6),
     .s5 = d2(1.0 / 120),
     .s7 = d2(1.0 / 5040),
@@ -59,13 +46,6 @@ alignas(16) inline constexpr CoreConst kCore = {
     .s13 = d2(1.0 / 6227020800),
     .bias_p = q2(1022),
     .bias_m = q2(1022),
-    .r127 = q2(127),
-};
-
-// e^a and e^-a without their powers of two: e^a = 2^m p, e^-a = 2^-mq n.
-struct ExpPair {
-  DD p, n;
-  __m128i m, mq;
 };
 
 inline DD row_pair(__m128i idx) {
@@ -109,13 +89,16 @@ inline ExpPair exp_pair(__m128d a) {
 
 inline DD scale(const DD& x, __m128d s) { return {_mm_mul_pd(x.hi, s), _mm_mul_pd(x.lo, s)}; }
 
-// sinh a and cosh a as normalised pairs, 0 <= a < 708 (so that 2^(m-1) is a
+// sinh a and cosh a as normalised pairs, 0 <= a <= 708 (so that 2^(m-1) is a
 // normal number; 2^(-mq-1) may come out zero, where e^-a no longer counts).
 inline void sinh_cosh(__m128d a, DD& sh, DD& ch) {
   const CoreConst& c = kCore;
   const ExpPair e = exp_pair(a);
   const __m128d up = _mm_castsi128_pd(_mm_slli_epi64(_mm_add_epi64(e.m, bits(c.bias_p)), 52));
   const __m128d dn = _mm_castsi128_pd(_mm_slli_epi64(_mm_sub_epi64(bits(c.bias_m), e.mq), 52));
+  const expk::ExpPm e = expk::exp_pm(a);
+  const __m128d up = _mm_castsi128_pd(_mm_slli_epi64(_mm_add_epi64(e.m, c.bias_p.i()), 52));
+  const __m128d dn = _mm_castsi128_pd(_mm_slli_epi64(_mm_sub_epi64(c.bias_m.i(), e.mq), 52));
   const DD p = scale(e.p, up), n = scale(e.n, dn);
   const DD cs = fast_two_sum(p.hi, n.hi);
   ch = fast_two_sum(cs.hi, _mm_add_pd(cs.lo, _mm_add_pd(p.lo, n.lo)));
@@ -134,7 +117,7 @@ inline void sinh_cosh(__m128d a, DD& sh, DD& ch) {
   sh = {select(lt, small.hi, big.hi), select(lt, small.lo, big.lo)};
 }
 
-// sin t and cos t as pairs, t finite (the large reduction inside).
+// sin t and cos t as normalised pairs, t finite (the large reduction inside).
 inline void sin_cos(__m128d t, DD& s, DD& co) {
   const CoreConst& c = kCore;
   const trig::Reduced red = trig::reduce_any(_mm_and_pd(t, c.abs));
@@ -143,6 +126,18 @@ inline void sin_cos(__m128d t, DD& s, DD& co) {
   const DD sn = fast_two_sum(sp.hi, sp.lo);
   s = {_mm_xor_pd(sn.hi, sg), _mm_xor_pd(sn.lo, sg)};
   co = fast_two_sum(cp.hi, cp.lo);
+  const trig::CosSin p = trig::cos_sin(t);
+  s = fast_two_sum(p.s.hi, p.s.lo);
+  co = fast_two_sum(p.c.hi, p.c.lo);
+}
+
+// The four factors of the parts at h (the hyperbolic argument) and t (the
+// circular one): sinh h with h's sign, cosh |h|, sin t and cos t, normalised.
+inline void factors(__m128d h, __m128d t, DD& sh, DD& ch, DD& sn, DD& cs) {
+  const __m128d sg = _mm_and_pd(h, kCore.sign.pd());
+  sinh_cosh(_mm_and_pd(h, kCore.abs.pd()), sh, ch);
+  sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
+  sin_cos(t, sn, cs);
 }
 
 // f g rounded once; an exact zero keeps the sign of the leading product.
@@ -170,6 +165,8 @@ inline void tanh_parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
   sinh_cosh(_mm_and_pd(h, kCore.abs), sh, ch);
   sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
   sin_cos(t, sn, cs);
+  DD sh, ch, sn, cs;
+  factors(h, t, sh, ch, sn, cs);
   if constexpr (!Full) {
     const __m128d s = _mm_add_pd(sh.hi, sh.lo), c = _mm_add_pd(ch.hi, ch.lo);
     const __m128d sy = _mm_add_pd(sn.hi, sn.lo), cy = _mm_add_pd(cs.hi, cs.lo);

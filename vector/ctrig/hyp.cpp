@@ -43,6 +43,8 @@ inline void parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
   sinh_cosh(_mm_and_pd(h, kCore.abs), sh, ch);
   sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
   sin_cos(t, sn, cs);
+  DD sh, ch, sn, cs;
+  factors(h, t, sh, ch, sn, cs);
   auto mul = [](const DD& f, const DD& g) {
     return Full ? mul_round(f, g) : _mm_mul_pd(_mm_add_pd(f.hi, f.lo), _mm_add_pd(g.hi, g.lo));
   };

@@ -18,8 +18,7 @@
 #include "vector/common/level.h"
 #include "vector/common/nan_status.h"
 #include "vector/log/log_core.h"
-#include "vector/pow/pow_data.h"
-#include "vector/pow/pow_exp.h"
+#include "vector/exp/exp_dd.h"
 #include "vector/pow/spow.h"
 #include "vector/shape.h"
 
@@ -27,6 +26,8 @@ namespace zev::vk {
 namespace {
 
 using namespace logpow;
+using expk::ExpParts;
+using expk::exp_parts;
 
 template <int Degree>
 inline __m128d exp_scaled(__m128d h, __m128d l) {

@@ -13,6 +13,7 @@
 
 #include "tools/ulp/complex_ref.h"
 #include "estimate_model.h"
+#include "complex_check.h"
 #include "fp.h"
 #include "guarded.h"
 #include "vector/complex/abs_core.h"
@@ -22,10 +23,12 @@
 namespace {
 
 using zevtest::bits;
-using zev::ulp::CError;
 using zev::ulp::CExact;
 using zev::ulp::COp;
 using zevtest::ModeScope;
+using zevtest::g_answer;
+using zevtest::g_seen;
+using zevtest::record;
 using C8 = zev_complex8;
 using C16 = zev_complex16;
 
@@ -140,7 +143,6 @@ std::vector<C> make_plane(std::mt19937_64& g, size_t n, std::vector<C>* second) 
 template <class C>
 void check_accuracy(const Row<C>& row, int level, size_t npts, uint64_t seed) {
   using R = decltype(C::re);
-  constexpr bool single = sizeof(R) == 4;
   SCOPED_TRACE(std::string(row.name) + " level " + std::to_string(level));
   std::mt19937_64 g(seed);
   std::vector<C> b;
@@ -167,20 +169,8 @@ void check_accuracy(const Row<C>& row, int level, size_t npts, uint64_t seed) {
       if (std::isinf(wi) && !std::isinf(gi) && !std::isnan(wr)) ++fails, ADD_FAILURE() << where();
       continue;
     }
-    const CError e = zev::ulp::cerror<R>(x, gr, gi);
-    if (level == 2) {
-      const double bound = single ? 0x1p-11 : 0x1p-26;
-      // Below the normal range EP is judged in absolute terms at the least normal.
-      const double least = single ? 0x1p-126 : 0x1p-1022;
-      const double mag = std::hypot(wr, wi);
-      const double ok = mag == 0 ? bound : bound * std::max(1.0, least / mag);
-      if (!(e.rel <= ok) && !(e.norm <= 1.0)) ++fails, ADD_FAILURE() << where() << " rel " << e.rel;
-    } else {
-      const double nb = level == 1 ? 1.0 : 4.0;
-      if (!(e.norm <= nb)) ++fails, ADD_FAILURE() << where() << " normwise " << e.norm;
-      if (level == 1 && ((!e.re_small && !(e.re <= 2.0)) || (!e.im_small && !(e.im <= 2.0))))
-        ++fails, ADD_FAILURE() << where() << " parts " << e.re << " " << e.im;
-    }
+    const std::string miss = zevtest::level_miss<R>(level, zev::ulp::cerror<R>(x, gr, gi), wr, wi);
+    if (!miss.empty()) ++fails, ADD_FAILURE() << where() << miss;
   }
 }
 
@@ -372,20 +362,6 @@ TEST(Complex, SpecialValues) {
 
 // ---- callout: names, indices, the callback's value, the other modes -------------------
 
-struct Seen {
-  int status, index;
-  std::string name;
-  double r1, r1_im;
-};
-std::vector<Seen> g_seen;
-int g_answer = 0;
-int record(zev_vqm_error_record* rec) {
-  g_seen.push_back({rec->status, rec->index, std::string(rec->name, rec->name_length), rec->r1, rec->r1_im});
-  rec->r1 = 7.0;
-  rec->r1_im = -7.0;
-  return g_answer;
-}
-
 TEST(Complex, CalloutNamesIndicesAndCallback) {
   // Elements 1 and 5 overflow: the products with b = 1e10 (1e-10 for Div).
   const std::vector<C16> a{{1, 1}, {1e300, 1e300}, {1, 1}, {1, 1}, {1, 1}, {1e300, -1e300}, {1, 1}};
@@ -397,33 +373,9 @@ TEST(Complex, CalloutNamesIndicesAndCallback) {
   for (const Case& c : {Case{_vqmzMulI, "vzMul", 1e10, 0.0}, Case{_vqmzMulI_26, "vzMul", 1e10, 0.0},
                         Case{_vqmzDivI_50, "vzDiv", 1e-10, 1.0}, Case{_vqmzMulByConjI, "vzMulByConj", 1e10, 2.0}}) {
     const std::vector<C16> b{{1, 1}, {c.big, c.big}, {1, 1}, {1, 1}, {1, 1}, {c.big, c.big}, {1, 1}};
-    for (int answer : {0, 1}) {
-      for (int inc : {1, 2}) {
-        SCOPED_TRACE(std::string(c.name) + " inc " + std::to_string(inc) + " answer " + std::to_string(answer));
-        ModeScope mode(VQM_ERRMODE_CALLBACK);
-        zev_vqm_kernel_SetErrorCallBack(record);
-        g_seen.clear();
-        g_answer = answer;
-        std::vector<C16> r(14, C16{-1, -1});
-        c.fn(7, a.data(), 1, b.data(), 1, r.data(), inc);
-        zev_vqm_kernel_ClearErrorCallBack();
-        ASSERT_EQ(g_seen.size(), 2u);
-        EXPECT_EQ(g_seen[0].index, 1);
-        EXPECT_EQ(g_seen[1].index, 5);
-        EXPECT_EQ(g_seen[0].status, 3);
-        EXPECT_EQ(g_seen[0].name, c.name);
-        EXPECT_TRUE(std::isinf(g_seen[0].r1) || std::isinf(g_seen[0].r1_im));
-        // Zero from the callback: its value is written; non-zero: the
-        // scalar function's result stands.
-        if (answer == 0) {
-          EXPECT_EQ(r[inc].re, 7.0);
-          EXPECT_EQ(r[inc].im, -7.0);
-        } else {
-          EXPECT_TRUE(std::isinf(r[inc].re) || std::isinf(r[inc].im));
-        }
-        EXPECT_EQ(r[0].re, c.first_re);
-      }
-    }
+    zevtest::expect_reports_1_and_5<C16>(
+        c.name, 3, [&](C16* r, int inc) { c.fn(7, a.data(), 1, b.data(), 1, r, inc); },
+        [&](const std::vector<C16>& r, int) { EXPECT_EQ(r[0].re, c.first_re); });
   }
   // Abs reports through a complex record, and writes back the real part only.
   ModeScope mode(VQM_ERRMODE_CALLBACK);
@@ -485,31 +437,19 @@ void check_bounds(const Row<C>& row) {
           run(f, n, a.data(), bb.data(), r.data());
         }
         EXPECT_TRUE(r.lead_intact());
-        // Strided: inputs at stride 3, results at stride 2 between canaries
-        // that stay untouched.
-        const int ia = 3, ir = 2;
-        const int span_a = n ? (n - 1) * ia + 1 : 0, span_r = n ? (n - 1) * ir + 1 : 0;
-        zevtest::Guarded<C> sa(span_a), sb(span_a), sr(span_r);
-        for (int i = 0; i < span_r; ++i) sr[i] = C{R(-9), R(-9)};
-        for (int i = 0; i < n; ++i) sa[i * ia] = a0[i], sb[i * ia] = b[i];
-        std::vector<R> tr(span_r, R(-9));
-        if (real_result(row.op)) {
-          zevtest::Guarded<R> t(span_r);
-          for (int i = 0; i < span_r; ++i) t[i] = R(-9);
-          f.absI(n, sa.data(), ia, t.data(), ir);
-          for (int i = 0; i < span_r; ++i) sr[i] = {t[i], i % ir ? R(-9) : R(0)};
-        } else if (f.binI) {
-          f.binI(n, sa.data(), ia, sb.data(), ia, sr.data(), ir);
-        } else {
-          f.unI(n, sa.data(), ia, sr.data(), ir);
-        }
-        for (int i = 0; i < span_r; ++i) {
-          if (i % ir) {
-            EXPECT_EQ(sr[i].re, R(-9)) << i;
+        constexpr int ia = zevtest::kStrideIn, ir = zevtest::kStrideOut;
+        zevtest::expect_strided_as_plain(n, a0.data(), b.data(), r.data(), [&](C* sa, C* sb, C* sr, int span_r) {
+          if (real_result(row.op)) {
+            zevtest::Guarded<R> t(span_r);
+            for (int i = 0; i < span_r; ++i) t[i] = R(-9);
+            f.absI(n, sa, ia, t.data(), ir);
+            for (int i = 0; i < span_r; ++i) sr[i] = {t[i], i % ir ? R(-9) : R(0)};
+          } else if (f.binI) {
+            f.binI(n, sa, ia, sb, ia, sr, ir);
           } else {
-            EXPECT_TRUE(zevtest::same(sr[i].re, r[i / ir].re) && zevtest::same(sr[i].im, r[i / ir].im)) << i;
+            f.unI(n, sa, ia, sr, ir);
           }
-        }
+        });
       }
       // A negative count writes nothing.
       C guard{R(-9), R(-9)};

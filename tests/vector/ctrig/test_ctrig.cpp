@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "fp.h"
+#include "complex_check.h"
 #include "guarded.h"
 #include "tools/ulp/complex_ref.h"
 #include "zev/zev_vqm.h"
@@ -20,7 +21,6 @@
 
 namespace {
 
-using zev::ulp::CError;
 using zev::ulp::CExact;
 using zevtest::bits;
 using zevtest::ModeScope;
@@ -172,7 +172,6 @@ std::vector<C> make_inputs(Kind kind, std::mt19937_64& g, size_t n) {
 template <class C>
 void check_accuracy(const Row<C>& row, int level, size_t npts, uint64_t seed) {
   using R = decltype(C::re);
-  constexpr bool single = sizeof(R) == 4;
   SCOPED_TRACE(std::string(row.name) + " level " + std::to_string(level));
   std::mt19937_64 g(seed);
   const std::vector<C> a = make_inputs<C>(row.kind, g, npts);
@@ -197,18 +196,8 @@ void check_accuracy(const Row<C>& row, int level, size_t npts, uint64_t seed) {
       if ((std::isinf(wr) && gr != wr) || (std::isinf(wi) && gi != wi)) ++fails, ADD_FAILURE() << where();
       continue;
     }
-    const CError e = zev::ulp::cerror<R>(x, gr, gi);
-    if (level == 2) {
-      const double bound = single ? 0x1p-11 : 0x1p-26;
-      const double least = single ? 0x1p-126 : 0x1p-1022;
-      const double mag = std::hypot(wr, wi);
-      const double ok = mag == 0 ? bound : bound * std::max(1.0, least / mag);
-      if (!(e.rel <= ok) && !(e.norm <= 1.0)) ++fails, ADD_FAILURE() << where() << " rel " << e.rel;
-    } else {
-      if (!(e.norm <= (level == 1 ? 1.0 : 4.0))) ++fails, ADD_FAILURE() << where() << " normwise " << e.norm;
-      if (level == 1 && ((!e.re_small && !(e.re <= 2.0)) || (!e.im_small && !(e.im <= 2.0))))
-        ++fails, ADD_FAILURE() << where() << " parts " << e.re << " " << e.im;
-    }
+    const std::string miss = zevtest::level_miss<R>(level, zev::ulp::cerror<R>(x, gr, gi), wr, wi);
+    if (!miss.empty()) ++fails, ADD_FAILURE() << where() << miss;
   }
 }
 
@@ -440,20 +429,6 @@ TEST(ComplexTrig, SpecialValues) {
 
 // ---- callout: names, indices, the callback's value -----------------------------------
 
-struct Seen {
-  int status, index;
-  std::string name;
-  double r1, r1_im;
-};
-std::vector<Seen> g_seen;
-int g_answer = 0;
-int record(zev_vqm_error_record* rec) {
-  g_seen.push_back({rec->status, rec->index, std::string(rec->name, rec->name_length), rec->r1, rec->r1_im});
-  rec->r1 = 7.0;
-  rec->r1_im = -7.0;
-  return g_answer;
-}
-
 // Elements 1 and 5 overflow; the callback sees them in order with the row's
 // name, and its value is written back only when it returns zero.
 template <class C>
@@ -464,33 +439,14 @@ void check_callout(const Row<C>& row, const char* name) {
   std::vector<C> in = a;
   if (circ)  // Sin: the hyperbolic part is the imaginary one
     for (auto& e : in) std::swap(e.re, e.im);
-  for (int answer : {0, 1})
-    for (int inc : {1, 2}) {
-      SCOPED_TRACE(std::string(name) + " inc " + std::to_string(inc) + " answer " + std::to_string(answer));
-      ModeScope mode(VQM_ERRMODE_CALLBACK);
-      zev_vqm_kernel_SetErrorCallBack(record);
-      g_seen.clear();
-      g_answer = answer;
-      std::vector<C> r(14, C{-1, -1});
-      row.call(1, 7, in.data(), 1, r.data(), inc, inc != 1);
-      zev_vqm_kernel_ClearErrorCallBack();
-      ASSERT_EQ(g_seen.size(), 2u);
-      EXPECT_EQ(g_seen[0].index, 1);
-      EXPECT_EQ(g_seen[1].index, 5);
-      EXPECT_EQ(g_seen[0].status, 3);
-      EXPECT_EQ(g_seen[0].name, name);
-      EXPECT_TRUE(std::isinf(g_seen[0].r1) || std::isinf(g_seen[0].r1_im));
-      if (answer == 0) {
-        EXPECT_EQ(r[inc].re, R(7));
-        EXPECT_EQ(r[inc].im, R(-7));
-      } else {
-        EXPECT_TRUE(std::isinf(r[inc].re) || std::isinf(r[inc].im));
-      }
-      C want;
-      row.call(1, 1, &in[2], 1, &want, 1);
-      EXPECT_EQ(bits(r[2 * inc].re), bits(want.re));
-      EXPECT_EQ(bits(r[2 * inc].im), bits(want.im));
-    }
+  zevtest::expect_reports_1_and_5<C>(
+      name, 3, [&](C* r, int inc) { row.call(1, 7, in.data(), 1, r, inc, inc != 1); },
+      [&](const std::vector<C>& r, int inc) {
+        C want;
+        row.call(1, 1, &in[2], 1, &want, 1);
+        EXPECT_EQ(bits(r[2 * inc].re), bits(want.re));
+        EXPECT_EQ(bits(r[2 * inc].im), bits(want.im));
+      });
 }
 
 TEST(ComplexTrig, CalloutNamesIndicesAndCallback) {
