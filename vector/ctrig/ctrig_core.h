@@ -24,14 +24,9 @@
 namespace zev::vk::ctrig {
 
 struct CoreConst {
-  __m128d inv, shifter, l1, l2, l3, one, quarter, sign, abs;
-  __m128d e2, e3, e4, e5, e6;        // e^r - 1 - r: the even terms r^2/2, r^4/24, r^6/720 and odd r^3/6, r^5/120
+  __m128d one, quarter, sign, abs;
   __m128d s3, s5, s7, s9, s11, s13;  // sinh a = a + a z (s3 + z (s5 + ... + z s13)), a below 1/4
   __m128d bias_p, bias_m;            // exponent fields of 2^(m-1) and 2^(-mq-1): 1022 + m, 1022 - mq
-  __m128d r127;
-  C2 one, quarter, sign, abs;
-  C2 s3, s5, s7, s9, s11, s13;  // sinh a = a + a z (s3 + z (s5 + ... + z s13)), a below 1/4
-  C2 bias_p, bias_m;            // exponent fields of 2^(m-1) and 2^(-mq-1): 1022 + m, 1022 - mq
 };
 alignas(16) inline constexpr CoreConst kCore = {
     .one = d2(1.0),
@@ -48,57 +43,15 @@ alignas(16) inline constexpr CoreConst kCore = {
     .bias_m = q2(1022),
 };
 
-inline DD row_pair(__m128i idx) {
-  const unsigned j0 = static_cast<unsigned>(_mm_cvtsi128_si32(idx)) & 127;
-  const unsigned j1 = static_cast<unsigned>(_mm_cvtsi128_si32(_mm_unpackhi_epi64(idx, idx))) & 127;
-  const __m128d a = _mm_load_pd(expdata::kD128[j0]), b = _mm_load_pd(expdata::kD128[j1]);
-  return {_mm_unpacklo_pd(a, b), _mm_unpackhi_pd(a, b)};
-}
-
-// T (1 + h + q), h = +-r, as a pair: T h exact, the rest low to high.
-inline DD times_exp(const DD& t, __m128d h, __m128d q) {
-  const DD p = two_prod(t.hi, h);
-  const DD s = fast_two_sum(t.hi, p.hi);
-  const __m128d lo = _mm_add_pd(_mm_add_pd(s.lo, p.lo),
-                                _mm_add_pd(_mm_add_pd(t.lo, _mm_mul_pd(t.lo, h)), _mm_mul_pd(t.hi, q)));
-  return {s.hi, lo};
-}
-
-// 0 <= a < 2839 (k below 2^19).
-inline ExpPair exp_pair(__m128d a) {
-  const CoreConst& c = kCore;
-  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.inv), c.shifter);
-  const __m128d k = _mm_sub_pd(t, c.shifter);
-  const __m128i ki = _mm_sub_epi64(_mm_castpd_si128(t), _mm_castpd_si128(c.shifter));
-  const __m128d u = _mm_sub_pd(a, _mm_mul_pd(k, c.l1));  // exact
-  const DD r = two_sum(u, _mm_xor_pd(_mm_mul_pd(k, c.l2), c.sign));
-  const __m128d rh = r.hi, rl = _mm_sub_pd(r.lo, _mm_mul_pd(k, c.l3));
-  const __m128d z = _mm_mul_pd(rh, rh);
-  const __m128d od = _mm_add_pd(rl, _mm_mul_pd(_mm_mul_pd(rh, z), _mm_add_pd(c.e3, _mm_mul_pd(z, c.e5))));
-  const __m128d ev =
-      _mm_mul_pd(z, _mm_add_pd(c.e2, _mm_mul_pd(z, _mm_add_pd(c.e4, _mm_mul_pd(z, c.e6)))));
-  const DD tp = row_pair(ki);
-  const DD tn = row_pair(_mm_sub_epi64(_mm_setzero_si128(), ki));
-  ExpPair e;
-  e.p = times_exp(tp, rh, _mm_add_pd(ev, od));
-  e.n = times_exp(tn, _mm_xor_pd(rh, c.sign), _mm_sub_pd(ev, od));
-  e.m = _mm_srli_epi64(ki, 7);
-  e.mq = _mm_srli_epi64(_mm_add_epi64(ki, bits(c.r127)), 7);
-  return e;
-}
-
 inline DD scale(const DD& x, __m128d s) { return {_mm_mul_pd(x.hi, s), _mm_mul_pd(x.lo, s)}; }
 
 // sinh a and cosh a as normalised pairs, 0 <= a <= 708 (so that 2^(m-1) is a
 // normal number; 2^(-mq-1) may come out zero, where e^-a no longer counts).
 inline void sinh_cosh(__m128d a, DD& sh, DD& ch) {
   const CoreConst& c = kCore;
-  const ExpPair e = exp_pair(a);
+  const expk::ExpPm e = expk::exp_pm(a);
   const __m128d up = _mm_castsi128_pd(_mm_slli_epi64(_mm_add_epi64(e.m, bits(c.bias_p)), 52));
   const __m128d dn = _mm_castsi128_pd(_mm_slli_epi64(_mm_sub_epi64(bits(c.bias_m), e.mq), 52));
-  const expk::ExpPm e = expk::exp_pm(a);
-  const __m128d up = _mm_castsi128_pd(_mm_slli_epi64(_mm_add_epi64(e.m, c.bias_p.i()), 52));
-  const __m128d dn = _mm_castsi128_pd(_mm_slli_epi64(_mm_sub_epi64(c.bias_m.i(), e.mq), 52));
   const DD p = scale(e.p, up), n = scale(e.n, dn);
   const DD cs = fast_two_sum(p.hi, n.hi);
   ch = fast_two_sum(cs.hi, _mm_add_pd(cs.lo, _mm_add_pd(p.lo, n.lo)));
@@ -119,13 +72,6 @@ inline void sinh_cosh(__m128d a, DD& sh, DD& ch) {
 
 // sin t and cos t as normalised pairs, t finite (the large reduction inside).
 inline void sin_cos(__m128d t, DD& s, DD& co) {
-  const CoreConst& c = kCore;
-  const trig::Reduced red = trig::reduce_any(_mm_and_pd(t, c.abs));
-  const DD sp = trig::table_sin_pair(red, 0), cp = trig::table_sin_pair(red, 128);
-  const __m128d sg = _mm_and_pd(t, c.sign);
-  const DD sn = fast_two_sum(sp.hi, sp.lo);
-  s = {_mm_xor_pd(sn.hi, sg), _mm_xor_pd(sn.lo, sg)};
-  co = fast_two_sum(cp.hi, cp.lo);
   const trig::CosSin p = trig::cos_sin(t);
   s = fast_two_sum(p.s.hi, p.s.lo);
   co = fast_two_sum(p.c.hi, p.c.lo);
@@ -134,8 +80,8 @@ inline void sin_cos(__m128d t, DD& s, DD& co) {
 // The four factors of the parts at h (the hyperbolic argument) and t (the
 // circular one): sinh h with h's sign, cosh |h|, sin t and cos t, normalised.
 inline void factors(__m128d h, __m128d t, DD& sh, DD& ch, DD& sn, DD& cs) {
-  const __m128d sg = _mm_and_pd(h, kCore.sign.pd());
-  sinh_cosh(_mm_and_pd(h, kCore.abs.pd()), sh, ch);
+  const __m128d sg = _mm_and_pd(h, kCore.sign);
+  sinh_cosh(_mm_and_pd(h, kCore.abs), sh, ch);
   sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
   sin_cos(t, sn, cs);
 }
@@ -160,11 +106,6 @@ inline DD mul_pair(const DD& f, const DD& g) {
 // overflow); Full false: the single rows' double arithmetic.
 template <bool Full>
 inline void tanh_parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
-  const __m128d sg = _mm_and_pd(h, kCore.sign);
-  DD sh, ch, sn, cs;
-  sinh_cosh(_mm_and_pd(h, kCore.abs), sh, ch);
-  sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
-  sin_cos(t, sn, cs);
   DD sh, ch, sn, cs;
   factors(h, t, sh, ch, sn, cs);
   if constexpr (!Full) {

@@ -38,11 +38,6 @@ using namespace ctrig;
 // The two parts of F at h (the hyperbolic argument) and t (the circular one).
 template <Fn F, bool Full>
 inline void parts(__m128d h, __m128d t, __m128d& re, __m128d& im) {
-  const __m128d sg = _mm_and_pd(h, kCore.sign);
-  DD sh, ch, sn, cs;
-  sinh_cosh(_mm_and_pd(h, kCore.abs), sh, ch);
-  sh = {_mm_xor_pd(sh.hi, sg), _mm_xor_pd(sh.lo, sg)};
-  sin_cos(t, sn, cs);
   DD sh, ch, sn, cs;
   factors(h, t, sh, ch, sn, cs);
   auto mul = [](const DD& f, const DD& g) {

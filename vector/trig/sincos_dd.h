@@ -29,15 +29,15 @@ inline CosSin cos_sin(__m128d y, __m128d yl = _mm_setzero_pd()) {
     y = t.hi, yl = t.lo;
     const __m128d shifter = _mm_set1_pd(6755399441055744.0);
     const __m128d n = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(y, _mm_set1_pd(0x1.45f306dc9c883p-3)), shifter), shifter);
-    const __m128d small = _mm_cmplt_pd(_mm_and_pd(y, kTab.abs.pd()), _mm_set1_pd(0x1p28));
+    const __m128d small = _mm_cmplt_pd(_mm_and_pd(y, kTab.abs), _mm_set1_pd(0x1p28));
     const __m128d k = _mm_and_pd(n, small);
     const __m128d y1 = _mm_sub_pd(y, _mm_mul_pd(k, _mm_set1_pd(0x1.921fb54p+2)));  // exact
     const DD y2 = two_sum(y1, _mm_mul_pd(k, _mm_set1_pd(-0x1.10b461p-28)));       // the product exact
     y = y2.hi;
     yl = _mm_and_pd(_mm_add_pd(y2.lo, _mm_sub_pd(yl, _mm_mul_pd(k, _mm_set1_pd(0x1.a62633145c06ep-56)))), small);
   }
-  const __m128d sg = _mm_and_pd(y, kTab.sign.pd());
-  Reduced red = reduce_any(_mm_and_pd(y, kTab.abs.pd()));
+  const __m128d sg = _mm_and_pd(y, kTab.sign);
+  Reduced red = reduce_any(_mm_and_pd(y, kTab.abs));
   if constexpr (Pair) red.e = _mm_add_pd(red.e, _mm_xor_pd(yl, sg));
   const DD s = table_sin_pair(red, 0);
   return {table_sin_pair(red, 128), {_mm_xor_pd(s.hi, sg), _mm_xor_pd(s.lo, sg)}};
