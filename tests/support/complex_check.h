@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "fp.h"
+#include "callout_record.h"
 #include "guarded.h"
 #include "tools/ulp/complex_ref.h"
 #include "zev/zev_vqm.h"
@@ -58,22 +59,6 @@ std::string level_miss(int level, const zev::ulp::CError& e, double wr, double w
 
 // ---- the callout --------------------------------------------------------------------------
 
-// What the callback saw of one record.
-struct Seen {
-  int status, index;
-  std::string name;
-  double a2, a2_im, r1, r1_im;
-};
-inline std::vector<Seen> g_seen;
-inline int g_answer = 0;  // what the callback returns: 0 has its value 7 - 7i written
-
-inline int record(zev_vqm_error_record* rec) {
-  g_seen.push_back(
-      {rec->status, rec->index, std::string(rec->name, rec->name_length), rec->a2, rec->a2_im, rec->r1, rec->r1_im});
-  rec->r1 = 7.0;
-  rec->r1_im = -7.0;
-  return g_answer;
-}
 
 // Under the callback mode, for the callback's answers 0 and 1 and result
 // increments 1 and 2: call(r, inc) runs a row on seven elements of which 1
@@ -87,7 +72,7 @@ void expect_reports_1_and_5(const char* name, int status, Call call, Then then) 
     for (int inc : {1, 2}) {
       SCOPED_TRACE(std::string(name) + " inc " + std::to_string(inc) + " answer " + std::to_string(answer));
       ModeScope mode(VQM_ERRMODE_CALLBACK);
-      zev_vqm_kernel_SetErrorCallBack(record);
+      zev_vqm_kernel_SetErrorCallBack(record_writing);
       g_seen.clear();
       g_answer = answer;
       std::vector<C> r(14, C{R(-1), R(-1)});

@@ -322,11 +322,11 @@ TEST(Cexp, ExpBeyondTheRangeOfEToTheX) {
 // ---- the callout -----------------------------------------------------------------------------
 
 using zevtest::g_seen;
-using zevtest::record;
+using zevtest::record_writing;
 
 TEST(Cexp, CalloutNamesIndicesAndTheOneB) {
   ModeScope mode(VQM_ERRMODE_CALLBACK);
-  zev_vqm_kernel_SetErrorCallBack(record);
+  zev_vqm_kernel_SetErrorCallBack(record_writing);
   const C16 a[7] = {{1, 1}, {800, 1}, {1, 1}, {1, 1}, {1, 1}, {0, 0}, {1, 1}};
   for (int inc : {1, 2}) {
     g_seen.clear();

@@ -28,7 +28,7 @@ using zev::ulp::COp;
 using zevtest::ModeScope;
 using zevtest::g_answer;
 using zevtest::g_seen;
-using zevtest::record;
+using zevtest::record_writing;
 using C8 = zev_complex8;
 using C16 = zev_complex16;
 
@@ -379,7 +379,7 @@ TEST(Complex, CalloutNamesIndicesAndCallback) {
   }
   // Abs reports through a complex record, and writes back the real part only.
   ModeScope mode(VQM_ERRMODE_CALLBACK);
-  zev_vqm_kernel_SetErrorCallBack(record);
+  zev_vqm_kernel_SetErrorCallBack(record_writing);
   g_seen.clear();
   g_answer = 0;
   const C16 big[3] = {{3, 4}, {kMax, kMax}, {6, 8}};

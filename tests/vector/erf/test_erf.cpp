@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "fp.h"
+#include "callout_record.h"
 #include "guarded.h"
 #include "one_call.h"
 #include "mpfr_ulp.h"
@@ -383,15 +384,8 @@ TEST(ErfFamily, SpecialLanesAndStrides) {
   }
 }
 
-struct Seen {
-  int status, index;
-  std::string name;
-};
-std::vector<Seen> g_seen;
-int record(zev_vqm_error_record* rec) {
-  g_seen.push_back({rec->status, rec->index, std::string(rec->name, rec->name_length)});
-  return 0;
-}
+using zevtest::g_seen;
+using zevtest::record;
 
 // The callback sees each failing lane in order, with the row's report name
 // (the strided form reports under the same name).

@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "callout_record.h"
 #include "guarded.h"
 #include "one_call.h"
 #include "zev/zev_vqm.h"
@@ -327,15 +328,8 @@ TEST(ExpFamily, StridedEqualsPlain) {
 
 // ---- reports: names, indices, order --------------------------------------------------
 
-struct Seen {
-  int status, index;
-  std::string name;
-};
-std::vector<Seen> g_seen;
-int record(zev_vqm_error_record* rec) {
-  g_seen.push_back({rec->status, rec->index, std::string(rec->name, rec->name_length)});
-  return 0;
-}
+using zevtest::g_seen;
+using zevtest::record;
 
 TEST(ExpFamily, ReportNamesAndIndices) {
   struct Case {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "fp.h"
+#include "callout_record.h"
 #include "guarded.h"
 #include "mpfr_ulp.h"
 #include "zev/zev_vqm.h"
@@ -194,15 +195,8 @@ TEST(Hyperbolic, SpecialCaseTable) {
 
 // ---- callout: report names, indices, statuses ------------------------------------------
 
-struct Seen {
-  int status, index;
-  std::string name;
-};
-std::vector<Seen> g_seen;
-int record(zev_vqm_error_record* rec) {
-  g_seen.push_back({rec->status, rec->index, std::string(rec->name, rec->name_length)});
-  return 0;
-}
+using zevtest::g_seen;
+using zevtest::record;
 
 // Two bad lanes among 24 reach the callback in ascending order with the row's
 // name; the NaN and infinity between them report only where the table says so

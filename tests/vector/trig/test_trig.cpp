@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "fp.h"
+#include "callout_record.h"
 #include "guarded.h"
 #include "one_call.h"
 #include "mpfr_ulp.h"
@@ -338,15 +339,8 @@ TEST(Trig, EveryCountAndSpecialLanes) {
   for (const auto& e : kD) check_counts_and_lanes(e);
 }
 
-struct Seen {
-  int status, index;
-  std::string name;
-};
-std::vector<Seen> g_seen;
-int record(zev_vqm_error_record* rec) {
-  g_seen.push_back({rec->status, rec->index, std::string(rec->name, rec->name_length)});
-  return 0;
-}
+using zevtest::g_seen;
+using zevtest::record;
 
 // Infinite lanes are reported with status 1 under the row's name (the strided
 // form's too), in lane order; NaN lanes and large finite lanes are not.

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "fp.h"
+#include "callout_record.h"
 #include "guarded.h"
 #include "one_call.h"
 #include "mpfr_ulp.h"
@@ -194,17 +195,8 @@ TEST(TrigPi, AccuracySpots) {
 
 // ---- callout, counts, strides ------------------------------------------------------
 
-struct Seen {
-  int status, index;
-  std::string name;
-  double a1;
-};
-std::vector<Seen> g_seen;
-int record(zev_vqm_error_record* rec) {
-  g_seen.push_back({rec->status, rec->index, std::string(rec->name, rec->name_length), rec->a1});
-  rec->r1 = 7.0;  // written back, as the callback returns 0
-  return 0;
-}
+using zevtest::g_seen;
+using zevtest::record_writing;
 
 // One infinity and one pole (tangents) in a block of ordinary lanes: reports in
 // element order with the row's name; the callback's result lands in the array
@@ -220,7 +212,7 @@ void check_callout(const Entry<T>& e, bool strided) {
   a[4] = static_cast<T>(-INFINITY);
   if (e.fn == kTan) a[13] = static_cast<T>(3 * quarter);
   ModeScope mode(VQM_ERRMODE_CALLBACK);
-  zev_vqm_kernel_SetErrorCallBack(record);
+  zev_vqm_kernel_SetErrorCallBack(record_writing);
   g_seen.clear();
   if (strided)
     e.fi(n, a.data(), 1, r.data(), 2);
