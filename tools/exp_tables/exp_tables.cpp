@@ -113,7 +113,7 @@ void double_cut(const char* name, int n) {
     memcpy(&cut, &b, 8);
     mpfr_sub_d(h, v, cut, MPFR_RNDN);
     const double lo = mpfr_get_d(h, MPFR_RNDN);
-    printf("    {0x%016" PRIX64 "ull, %a},\n", b & 0x000FFFFFFFFFFFFFull, lo);
+    printf("    {0x%016" PRIX64 "ull, %a},\n", static_cast<uint64_t>(b & 0x000FFFFFFFFFFFFFull), lo);
   }
   printf("};\n\n");
   mpfr_clears(v, h, (mpfr_ptr)0);
