@@ -629,7 +629,7 @@ class Btrs {
   // attempt(): the same uniforms, the same decisions. The candidates of a
   // round go two at a time through the vector unit (for x in [0, n + 1),
   // below 2^31, floor is the truncation), the squeeze is a mask, and only
-  // the attempts it leaves open go through full_test, after the pass; the
+  // the attempts it leaves open go through test(), after the pass; the
   // accepted values are then gathered in order without a branch on the
   // outcome. Every value is the same, rounded the same, as attempt() gives.
   template <class Put>
