@@ -43,8 +43,8 @@ ZEV_API int _vqsiRngBinomial(int method, void* stream, int n, int32_t* r, int32_
     return binomial_inverse(stream, n, r, trials, pm, flip);
   const Btrs btrs(trials, pm);
   Memo memo(btrs.mode());
-  return two_uniform_rounds(stream, n, btrs, &memo,
-                            [&](int i, double k) { r[i] = int32_t(flip ? trials - k : k); });
+  return btrs.rounds(stream, n, &memo,
+                     [&](int i, double k) { r[i] = int32_t(flip ? trials - k : k); });
 }
 
 ZEV_API int _vqsiRngMultinomial(int, void* stream, int n, int32_t* r, int32_t ntrial, int32_t k,

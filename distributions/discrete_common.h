@@ -376,7 +376,7 @@ int invert(void* stream, int n, int32_t* r, const Table& table) {
 // it once a value of k in a call, and gives the same decisions as without.
 class Memo {
  public:
-  static constexpr int kSize = 2048;
+  static constexpr int kSize = 4096;
   // Only the bits that mark kept values are cleared: a call that needs few
   // values pays little for the table.
   explicit Memo(double centre) : lo_(centre - kSize / 2) {
@@ -598,12 +598,8 @@ class Btrs {
     k = std::floor((2 * a_ / us + b_) * U + c_);
     if (k < 0 || k > n_) return false;
     if (us >= 0.07 && V <= vr_) return true;
-    const double q = V / (a_ / (us * us) + b_);
-    if (k == 0 || k == n_) return ln(q) + ln_alpha_ <= binomial_log_pmf(k, n_, p_, q_) - ln_pmode_;
-    if (memo != nullptr) {
-      const double lr = (*memo)(k, [&](double j) { return log_ratio(j, ln(j * ((n_ - j) / n_))); });
-      return ln(q) + ln_alpha_ <= lr;
-    }
+    const double q = hat(us, V);
+    if (memo != nullptr || k == 0 || k == n_) return test(ln(q), k, memo);
     // ln(V / (a / us^2 + b)) and ln(k (n - k) / n) in one evaluation.
     double lq, lk;
     ln2(q, k * ((n_ - k) / n_), lq, lk);
@@ -620,6 +616,81 @@ class Btrs {
     return fallback();
   }
   double mode() const { return mode_; }
+
+  // The q of an attempt's acceptance test, ln q + ln alpha <= ln P(k) - ln P(mode).
+  double hat(double us, double V) const { return V / (a_ / (us * us) + b_); }
+  // That test, for k in [0, n], with ln q given and a memo unless k is 0 or n.
+  bool test(double lq, double k, Memo* memo) const {
+    if (k == 0 || k == n_) return lq + ln_alpha_ <= binomial_log_pmf(k, n_, p_, q_) - ln_pmode_;
+    return lq + ln_alpha_ <= (*memo)(k, [&](double j) { return log_ratio(j, ln(j * ((n_ - j) / n_))); });
+  }
+
+  // n variates into put(i, k), as two_uniform_rounds would give them with
+  // attempt(): the same uniforms, the same decisions. The candidates of a
+  // round go two at a time through the vector unit (for x in [0, n + 1),
+  // below 2^31, floor is the truncation), the squeeze is a mask, and only
+  // the attempts it leaves open go through test(), after the pass; the
+  // accepted values are then gathered in order without a branch on the
+  // outcome. Every value is the same, rounded the same, as attempt() gives.
+  template <class Put>
+  int rounds(void* stream, int n, Memo* memo, Put&& put) const {
+    constexpr int kHalf = kBlock / 2;
+    alignas(16) double u[kBlock + 2], ks[kHalf + 1];
+    alignas(16) unsigned char acc[kHalf + 1];
+    double kept[kHalf];
+    int open[kHalf + 2];
+    const __m128d half = _mm_set1_pd(0.5), zero = _mm_setzero_pd(), sign = _mm_set1_pd(-0.0);
+    const __m128d two_a = _mm_set1_pd(2 * a_), b = _mm_set1_pd(b_), c = _mm_set1_pd(c_);
+    const __m128d end = _mm_set1_pd(n_ + 1), vr = _mm_set1_pd(vr_), sq = _mm_set1_pd(0.07);
+    int fails = 0;
+    for (int done = 0; done < n;) {
+      const int m = n - done < kHalf ? n - done : kHalf;
+      const int st = draw(stream, 2 * m, u, 0.0, 1.0);
+      if (st < 0) return st;
+      clamp_unit(u, 2 * m);
+      u[2 * m] = 0.5, u[2 * m + 1] = 0;  // an odd m's partner lane: squeezed, not used
+      int nopen = 0;
+      for (int i = 0; i < m; i += 2) {
+        const __m128d p0 = _mm_load_pd(u + 2 * i), p1 = _mm_load_pd(u + 2 * i + 2);
+        const __m128d U = _mm_sub_pd(_mm_unpacklo_pd(p0, p1), half);
+        const __m128d V = _mm_unpackhi_pd(p0, p1);
+        const __m128d us = _mm_sub_pd(half, _mm_andnot_pd(sign, U));
+        const __m128d x = _mm_add_pd(_mm_mul_pd(_mm_add_pd(_mm_div_pd(two_a, us), b), U), c);
+        const __m128d in = _mm_and_pd(_mm_cmpgt_pd(us, zero),
+                                      _mm_and_pd(_mm_cmpge_pd(x, zero), _mm_cmplt_pd(x, end)));
+        const __m128d squeezed = _mm_and_pd(_mm_cmpge_pd(us, sq), _mm_cmple_pd(V, vr));
+        _mm_store_pd(ks + i, _mm_cvtepi32_pd(_mm_cvttpd_epi32(x)));
+        const int yes = _mm_movemask_pd(_mm_and_pd(in, squeezed));
+        const int maybe = _mm_movemask_pd(_mm_andnot_pd(squeezed, in));
+        acc[i] = yes & 1, acc[i + 1] = yes >> 1;
+        open[nopen] = i, nopen += maybe & 1;
+        open[nopen] = i + 1, nopen += maybe >> 1;
+      }
+      // ln q of two open attempts in one evaluation (an odd one out pairs with itself).
+      if (nopen & 1) open[nopen] = open[nopen - 1];
+      for (int j = 0; j < nopen; j += 2) {
+        const int i0 = open[j], i1 = open[j + 1];
+        double l0, l1;
+        ln2(hat(0.5 - std::fabs(u[2 * i0] - 0.5), u[2 * i0 + 1]),
+            hat(0.5 - std::fabs(u[2 * i1] - 0.5), u[2 * i1 + 1]), l0, l1);
+        acc[i0] = test(l0, ks[i0], memo);
+        acc[i1] = test(l1, ks[i1], memo);
+      }
+      int got = 0;
+      for (int i = 0; i < m; ++i) {
+        kept[got] = ks[i];
+        got += acc[i];
+        fails = acc[i] ? 0 : fails + 1;
+        if (fails == kMaxAttempts) [[unlikely]] {
+          kept[got++] = fallback();
+          fails = 0;
+        }
+      }
+      for (int j = 0; j < got; ++j) put(done + j, kept[j]);
+      done += got;
+    }
+    return 0;
+  }
 
  private:
   // ln P(k) - ln P(mode), 0 < k < n, lk = ln(k (n - k) / n).

@@ -17,6 +17,8 @@
 // attempt is the inverse form of the Gaussian generator,
 // z = sqrt(2) erfinv(2 u - 1), over the round by the ErfInv row; the
 // logarithm of the second test and of U' are the module's own.
+#include <emmintrin.h>
+
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
@@ -73,6 +75,31 @@ struct Shape {
     if (U < 1 - 0.0331 * (z2 * z2)) return true;
     return zev::dist::ln(U) < three_d * h_tail(t);
   }
+  // attempt() over a round of m attempts, normals z[i] and uniforms
+  // U(i) = u[k i + 1], two at a time: the candidates into x, acc[i] = 1
+  // where the squeeze accepts, and the attempts it leaves open (a candidate,
+  // not squeezed) listed in open, their count returned. The same arithmetic
+  // as attempt(), so the same values; an odd m's partner lane is padded.
+  int squeeze(int m, double* z, double* u, int k, double* x, unsigned char* acc, int* open) const {
+    if (m & 1) z[m] = 0, u[k * m + 1] = 0.5;
+    const __m128d one = _mm_set1_pd(1.0), vc = _mm_set1_pd(c), vd = _mm_set1_pd(d);
+    const __m128d minus1 = _mm_set1_pd(-1.0), k4 = _mm_set1_pd(0.0331);
+    int nopen = 0;
+    for (int i = 0; i < m; i += 2) {
+      const __m128d zz = _mm_loadu_pd(z + i), U = _mm_set_pd(u[k * (i + 1) + 1], u[k * i + 1]);
+      const __m128d t = _mm_mul_pd(vc, zz), s = _mm_add_pd(one, t), z2 = _mm_mul_pd(zz, zz);
+      _mm_storeu_pd(x + i, _mm_mul_pd(vd, _mm_mul_pd(_mm_mul_pd(s, s), s)));
+      const __m128d ok = _mm_cmpgt_pd(t, minus1);
+      const __m128d sq = _mm_cmplt_pd(U, _mm_sub_pd(one, _mm_mul_pd(k4, _mm_mul_pd(z2, z2))));
+      const int yes = _mm_movemask_pd(_mm_and_pd(ok, sq)), maybe = _mm_movemask_pd(_mm_andnot_pd(sq, ok));
+      acc[i] = yes & 1, acc[i + 1] = yes >> 1;
+      open[nopen] = i, nopen += maybe & 1;
+      open[nopen] = i + 1, nopen += maybe >> 1;
+    }
+    return nopen;
+  }
+  // The test of an open attempt.
+  bool full_test(double z, double U) const { return zev::dist::ln(U) < three_d * h_tail(c * z); }
   bool boost;
   double inv_a, d, c, three_d;
 };
@@ -107,19 +134,25 @@ int standard_gamma(void* stream, int n, double* out, double a) {
   Round rd;
   rd.k = sh.boost ? 3 : 2;
   double e[kRound];  // L / a of the accepted attempts of a round
+  double x[kRound + 1];
+  unsigned char acc[kRound + 1];
+  int open[kRound + 2];
   int fails = 0;
   for (int done = 0; done < n;) {
     const int m = n - done < kRound ? n - done : kRound;
     const int st = rd.draw(stream, m);
     if (st < 0) return st;
     const int first = done;
+    const int nopen = sh.squeeze(m, rd.z, rd.u, rd.k, x, acc, open);
+    for (int j = 0; j < nopen; ++j) acc[open[j]] = sh.full_test(rd.z[open[j]], rd.U(open[j]));
+    // The accepted candidates in order; a rejected one is written and then
+    // written over (attempt i writes at most at first + i < n).
     for (int i = 0; i < m; ++i) {
-      double x;
-      if (sh.attempt(rd.z[i], rd.U(i), x)) {
-        if (sh.boost) e[done - first] = rd.L[i] * sh.inv_a;
-        out[done++] = x;
-        fails = 0;
-      } else if (++fails == kMaxAttempts) {
+      if (sh.boost) e[done - first] = rd.L[i] * sh.inv_a;
+      out[done] = x[i];
+      done += acc[i];
+      fails = acc[i] ? 0 : fails + 1;
+      if (fails == kMaxAttempts) [[unlikely]] {
         if (sh.boost) e[done - first] = 0;
         out[done++] = a;
         fails = 0;

@@ -14,6 +14,7 @@
 
 #include "distributions/discrete_common.h"
 #include "distributions/dist_math.h"
+#include "stream_scope.h"
 
 namespace {
 
@@ -138,6 +139,36 @@ TEST(DistMath, TwoAtOnceEqualOneByOne) {
       EXPECT_EQ(bp, zev::dist::bd0(p[0], p[1])) << p[0] << " " << p[1];
       EXPECT_EQ(bq, zev::dist::bd0(q[0], q[1])) << q[0] << " " << q[1];
     }
+}
+
+// BTRS's rounds, whose candidates go two at a time through the vector unit,
+// against its attempts one by one over the same uniforms: the same variates
+// and the same uniforms used, for odd and even counts, lengths that end
+// inside a round or on its end, and values of k near 0 and 2^31.
+TEST(DistMath, BtrsRoundsGiveTheAttemptByAttemptVariates) {
+  using zev::dist::Btrs;
+  using zev::dist::Memo;
+  const struct {
+    double n, p;
+    int count;
+  } cases[] = {{20, 0.5, 3001},       {100, 0.3, 1},      {1e6, 0.3, 2001},  {1e6, 0.3, 512},
+               {1e6, 1e-5, 999},      {2147483647.0, 0.5, 1025},          {2e9, 0.4, 7},
+               {45, 0.45, 20000}};
+  for (const auto& c : cases) {
+    const Btrs btrs(c.n, c.p);
+    zevtest::Stream s1(ZEV_BRNG_MT19937, {7}), s2(ZEV_BRNG_MT19937, {7});
+    std::vector<double> got(c.count, -1), want(c.count, -1);
+    Memo m1(btrs.mode()), m2(btrs.mode());
+    ASSERT_EQ(btrs.rounds(s1, c.count, &m1, [&](int i, double k) { got[i] = k; }), 0);
+    ASSERT_EQ(zev::dist::two_uniform_rounds(s2, c.count, btrs, &m2, [&](int i, double k) { want[i] = k; }), 0);
+    for (int i = 0; i < c.count; ++i)
+      ASSERT_EQ(std::memcmp(&got[i], &want[i], sizeof(double)), 0)
+          << c.n << " " << c.p << " variate " << i << ": " << got[i] << " " << want[i];
+    double next1, next2;
+    zev::dist::draw(s1, 1, &next1, 0.0, 1.0);
+    zev::dist::draw(s2, 1, &next2, 0.0, 1.0);
+    EXPECT_EQ(next1, next2) << c.n << " " << c.p;
+  }
 }
 
 // A method on the Poisson distribution of mean mu: the table fills from its
