@@ -8,6 +8,7 @@
 // same operation). bench/ratios.py reads the JSON output and prints ratios.
 #pragma once
 
+#include <dlfcn.h>
 #include <emmintrin.h>
 
 #include <cstdint>
@@ -119,6 +120,16 @@ void vec2_s(int n, const float* a, const float* b, float* r) {
     _mm_store_ps(t, F(_mm_load_ps(t), _mm_load_ps(u)));
     for (int k = 0; i + k < n; ++k) r[i + k] = t[k];
   }
+}
+
+// The LA, HA and EP entries of a complex row, each handed to add(impl, fn)
+// under its benchmark name; fn is null where the module has no such entry.
+template <class Add>
+void complex_levels(const std::string& row, Add add) {
+  const bool single = row[0] == 'c';
+  const char* sfx[3] = {single ? "_21" : "_50", "", single ? "_11" : "_26"};
+  const char* impl[3] = {"zev_LA", "zev_HA", "zev_EP"};
+  for (int lv = 0; lv < 3; ++lv) add(impl[lv], dlsym(RTLD_DEFAULT, ("_vqm" + row + sfx[lv]).c_str()));
 }
 
 }  // namespace zevbench

@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_common.h"
+
 extern "C" {
 int dll_cpu_version(void);
 // glibc's, declared here: C++ has no <complex.h> of C.
@@ -68,15 +70,12 @@ void add(const std::string& row, const char* impl, void* fn, Shape shape) {
 }
 
 void add_ours(const std::string& row, Shape shape) {
-  const bool single = row[0] == 'c';
-  const char* sfx[3] = {single ? "_21" : "_50", "", single ? "_11" : "_26"};
-  const char* impl[3] = {"zev_LA", "zev_HA", "zev_EP"};
-  for (int lv = 0; lv < 3; ++lv) add(row, impl[lv], dlsym(RTLD_DEFAULT, ("_vqm" + row + sfx[lv]).c_str()), shape);
+  zevbench::complex_levels(row, [&](const char* impl, void* f) { add(row, impl, f, shape); });
 }
 
-#define ZEV_LOOP1(R, expr) \
+#define ZEV_CLOOP1(R, expr) \
   reinterpret_cast<void*>(+[](int n, const std::complex<R>* a, std::complex<R>* r) { for (int i = 0; i < n; ++i) r[i] = (expr); })
-#define ZEV_LOOP2(R, expr)                                                                                      \
+#define ZEV_CLOOP2(R, expr)                                                                                      \
   reinterpret_cast<void*>(+[](int n, const std::complex<R>* a, const std::complex<R>* b, std::complex<R>* r) { \
     for (int i = 0; i < n; ++i) r[i] = (expr);                                                                 \
   })
@@ -93,25 +92,25 @@ void register_type(char p) {
   for (const char* f : {"Exp", "Ln", "Log10"}) add_ours(P + f, kUn);
   add_ours(P + "Pow", kBin);
   add_ours(P + "Powx", kScalar);
-  add(P + "Exp", "std_complex", ZEV_LOOP1(R, std::exp(a[i])), kUn);
-  add(P + "Ln", "std_complex", ZEV_LOOP1(R, std::log(a[i])), kUn);
-  add(P + "Log10", "std_complex", ZEV_LOOP1(R, std::log10(a[i])), kUn);
-  add(P + "Pow", "std_complex", ZEV_LOOP2(R, std::pow(a[i], b[i])), kBin);
+  add(P + "Exp", "std_complex", ZEV_CLOOP1(R, std::exp(a[i])), kUn);
+  add(P + "Ln", "std_complex", ZEV_CLOOP1(R, std::log(a[i])), kUn);
+  add(P + "Log10", "std_complex", ZEV_CLOOP1(R, std::log10(a[i])), kUn);
+  add(P + "Pow", "std_complex", ZEV_CLOOP2(R, std::pow(a[i], b[i])), kBin);
   add(P + "Powx", "std_complex", ZEV_LOOPX(R, std::pow(a[i], b)), kScalar);
   if constexpr (sizeof(R) == 8) {
-    add(P + "Exp", "glibc_cexp", ZEV_LOOP1(R, std::bit_cast<C>(cexp(reinterpret_cast<const G*>(a)[i]))), kUn);
-    add(P + "Ln", "glibc_clog", ZEV_LOOP1(R, std::bit_cast<C>(clog(reinterpret_cast<const G*>(a)[i]))), kUn);
-    add(P + "Log10", "glibc_clog10", ZEV_LOOP1(R, std::bit_cast<C>(clog10(reinterpret_cast<const G*>(a)[i]))), kUn);
+    add(P + "Exp", "glibc_cexp", ZEV_CLOOP1(R, std::bit_cast<C>(cexp(reinterpret_cast<const G*>(a)[i]))), kUn);
+    add(P + "Ln", "glibc_clog", ZEV_CLOOP1(R, std::bit_cast<C>(clog(reinterpret_cast<const G*>(a)[i]))), kUn);
+    add(P + "Log10", "glibc_clog10", ZEV_CLOOP1(R, std::bit_cast<C>(clog10(reinterpret_cast<const G*>(a)[i]))), kUn);
     add(P + "Pow", "glibc_cpow",
-        ZEV_LOOP2(R, std::bit_cast<C>(cpow(reinterpret_cast<const G*>(a)[i], reinterpret_cast<const G*>(b)[i]))), kBin);
+        ZEV_CLOOP2(R, std::bit_cast<C>(cpow(reinterpret_cast<const G*>(a)[i], reinterpret_cast<const G*>(b)[i]))), kBin);
     add(P + "Powx", "glibc_cpow",
         ZEV_LOOPX(R, std::bit_cast<C>(cpow(reinterpret_cast<const G*>(a)[i], std::bit_cast<G>(b)))), kScalar);
   } else {
-    add(P + "Exp", "glibc_cexp", ZEV_LOOP1(R, std::bit_cast<C>(cexpf(reinterpret_cast<const G*>(a)[i]))), kUn);
-    add(P + "Ln", "glibc_clog", ZEV_LOOP1(R, std::bit_cast<C>(clogf(reinterpret_cast<const G*>(a)[i]))), kUn);
-    add(P + "Log10", "glibc_clog10", ZEV_LOOP1(R, std::bit_cast<C>(clog10f(reinterpret_cast<const G*>(a)[i]))), kUn);
+    add(P + "Exp", "glibc_cexp", ZEV_CLOOP1(R, std::bit_cast<C>(cexpf(reinterpret_cast<const G*>(a)[i]))), kUn);
+    add(P + "Ln", "glibc_clog", ZEV_CLOOP1(R, std::bit_cast<C>(clogf(reinterpret_cast<const G*>(a)[i]))), kUn);
+    add(P + "Log10", "glibc_clog10", ZEV_CLOOP1(R, std::bit_cast<C>(clog10f(reinterpret_cast<const G*>(a)[i]))), kUn);
     add(P + "Pow", "glibc_cpow",
-        ZEV_LOOP2(R, std::bit_cast<C>(cpowf(reinterpret_cast<const G*>(a)[i], reinterpret_cast<const G*>(b)[i]))), kBin);
+        ZEV_CLOOP2(R, std::bit_cast<C>(cpowf(reinterpret_cast<const G*>(a)[i], reinterpret_cast<const G*>(b)[i]))), kBin);
     add(P + "Powx", "glibc_cpow",
         ZEV_LOOPX(R, std::bit_cast<C>(cpowf(reinterpret_cast<const G*>(a)[i], std::bit_cast<G>(b)))), kScalar);
   }

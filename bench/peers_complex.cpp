@@ -18,6 +18,8 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_common.h"
+
 extern "C" {
 int dll_cpu_version(void);
 // glibc's, declared here: C++ has no <complex.h> of C.
@@ -66,10 +68,7 @@ void add_c(const std::string& row, const char* impl, void* fn, Shape shape) {
 }
 
 void add_ours_c(const std::string& row, Shape shape) {
-  const bool single = row[0] == 'c';
-  const char* sfx[3] = {single ? "_21" : "_50", "", single ? "_11" : "_26"};
-  const char* impl[3] = {"zev_LA", "zev_HA", "zev_EP"};
-  for (int lv = 0; lv < 3; ++lv) add_c(row, impl[lv], dlsym(RTLD_DEFAULT, ("_vqm" + row + sfx[lv]).c_str()), shape);
+  zevbench::complex_levels(row, [&](const char* impl, void* f) { add_c(row, impl, f, shape); });
 }
 
 // Loops over arrays of std::complex<R> (the layout of the module's elements).

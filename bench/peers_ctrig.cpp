@@ -18,6 +18,8 @@
 
 #if defined(ZEV_HAVE_SLEEF)
 #include <sleef.h>
+
+#include "bench/bench_common.h"
 #endif
 
 extern "C" {
@@ -76,10 +78,7 @@ void add(const std::string& row, const char* impl, void* fn, Shape shape) {
 }
 
 void add_ours(const std::string& row, Shape shape) {
-  const bool single = row[0] == 'c';
-  const char* sfx[3] = {single ? "_21" : "_50", "", single ? "_11" : "_26"};
-  const char* impl[3] = {"zev_LA", "zev_HA", "zev_EP"};
-  for (int lv = 0; lv < 3; ++lv) add(row, impl[lv], dlsym(RTLD_DEFAULT, ("_vqm" + row + sfx[lv]).c_str()), shape);
+  zevbench::complex_levels(row, [&](const char* impl, void* f) { add(row, impl, f, shape); });
 }
 
 #define ZEV_CLOOP(R, expr)                                                          \
