@@ -464,72 +464,83 @@ int run_group(const Job<T>& job, int64_t g) {
   Buffer<double> buf(2 * job.chunk);  // a chunk to sort, and the values that spill
   if (buf.failed()) return ZEV_SS_ERROR_MEM_FAILURE;
   double* spill = buf.p + job.chunk;
-  int32_t* counts = nullptr;  // two per tuple of the largest summary
+  int32_t* counts = nullptr;  // three per tuple of the largest summary
   int64_t counts_cap = 0;
   int status = 0;
-  int64_t n = job.st->n;
-  // A new series starts with a short sorted chunk, so that the summary has
-  // gaps to count into as early as possible.
-  for (int64_t i0 = 0, k = 0; i0 < x.n && status == 0; i0 += k) {
-    k = std::min(n < 1024 ? std::min<int64_t>(job.chunk, 1024) : job.chunk, x.n - i0);
-    n += k;
-    const int64_t b = static_cast<int64_t>(std::floor(2 * job.eps * double(n)));
+  // One chunk of variable j, observations i0..i0+k, with the bound b.
+  auto chunk = [&](int32_t j, int64_t i0, int64_t k, int64_t b) {
+    Summary& s = job.st->sums[j];
+    const T* c = x.var_major ? x.x + static_cast<int64_t>(j) * x.n + i0 : x.x + i0 * x.p + j;
+    const int64_t stride = x.var_major ? 1 : x.p;
+    // A summary of a few tuples, or of one value, or whose range is too
+    // narrow or too wide to cut into cells (a difference beyond the largest
+    // double), takes the chunk sorted; otherwise the data are read where
+    // they stand.
+    const double range = s.size ? s.v[s.size - 1] - s.v[0] : 0;
+    if (s.size < 64 || !(range > 0 && range < INFINITY && Grid::kMaxCells / range < INFINITY)) {
+      for (int64_t i = 0; i < k; ++i) buf[i] = double(c[i * stride]);
+      std::sort(buf.p, buf.p + k);
+      if (!reserve(s, s.size + k)) return ZEV_SS_ERROR_MEM_FAILURE;
+      merge(s, buf.p, k, b);
+      return 0;
+    }
+    if (s.grid == nullptr) {
+      if ((s.grid = alloc<Grid>(1)) == nullptr) return ZEV_SS_ERROR_MEM_FAILURE;
+      new (s.grid) Grid;
+    }
+    if (!s.grid_ok) {
+      if (!s.grid->fit(s)) return ZEV_SS_ERROR_MEM_FAILURE;
+      s.grid_ok = true;
+    }
+    if (3 * s.size > counts_cap) {
+      release(counts);
+      counts_cap = 6 * s.size;
+      if ((counts = alloc<int32_t>(counts_cap)) == nullptr) {
+        counts_cap = 0;
+        return ZEV_SS_ERROR_MEM_FAILURE;
+      }
+    }
+    const bool unit = stride == 1;
+    bool ok;
+    if (s.wait == 0) {
+      const int64_t spilled = unit ? add_chunk_counted<true>(s, c, stride, k, b, spill, counts)
+                                   : add_chunk_counted<false>(s, c, stride, k, b, spill, counts);
+      ok = spilled >= 0;
+      if (spilled > k / 8) s.backoff = std::min(2 * s.backoff + 1, 64), s.wait = s.backoff;
+      else s.backoff = 0;
+    } else {
+      --s.wait;
+      if (!s.index_ok) s.grid->index(s), s.index_ok = true;
+      ok = unit ? add_chunk_exact<true>(s, c, stride, k, b, spill, counts)
+                : add_chunk_exact<false>(s, c, stride, k, b, spill, counts);
+    }
+    return ok ? 0 : ZEV_SS_ERROR_MEM_FAILURE;
+  };
+  // The chunks of the block: a new series starts with a short sorted
+  // chunk, so that the summary has gaps to count into as early as
+  // possible. Each chunk's bound follows from the count after it.
+  auto next = [&](int64_t n, int64_t i0) {
+    return std::min(n < 1024 ? std::min<int64_t>(job.chunk, 1024) : job.chunk, x.n - i0);
+  };
+  auto bound = [&](int64_t n) { return static_cast<int64_t>(std::floor(2 * job.eps * double(n))); };
+  if (x.var_major) {
+    // A variable's values lie together: each takes its whole block in
+    // turn, and its cells stay in the cache from one chunk to the next.
     for (int64_t a = g; a < job.count && status == 0; a += job.groups) {
-      const int32_t j = job.vars[a];
-      Summary& s = job.st->sums[j];
-      const T* c = x.var_major ? x.x + static_cast<int64_t>(j) * x.n + i0 : x.x + i0 * x.p + j;
-      const int64_t stride = x.var_major ? 1 : x.p;
-      // A summary of a few tuples, or of one value, or whose range is too
-      // narrow or too wide to cut into cells (a difference beyond the largest
-      // double), takes the chunk sorted; otherwise the data are read where
-      // they stand.
-      const double range = s.size ? s.v[s.size - 1] - s.v[0] : 0;
-      if (s.size < 64 || !(range > 0 && range < INFINITY && Grid::kMaxCells / range < INFINITY)) {
-        for (int64_t i = 0; i < k; ++i) buf[i] = double(c[i * stride]);
-        std::sort(buf.p, buf.p + k);
-        if (!reserve(s, s.size + k)) status = ZEV_SS_ERROR_MEM_FAILURE;
-        else merge(s, buf.p, k, b);
-        continue;
+      int64_t n = job.st->n;
+      for (int64_t i0 = 0, k = 0; i0 < x.n && status == 0; i0 += k) {
+        k = next(n, i0), n += k;
+        status = chunk(job.vars[a], i0, k, bound(n));
       }
-      if (s.grid == nullptr) {
-        if ((s.grid = alloc<Grid>(1)) == nullptr) {
-          status = ZEV_SS_ERROR_MEM_FAILURE;
-          continue;
-        }
-        new (s.grid) Grid;
-      }
-      if (!s.grid_ok) {
-        if (!s.grid->fit(s)) {
-          status = ZEV_SS_ERROR_MEM_FAILURE;
-          continue;
-        }
-        s.grid_ok = true;
-      }
-      if (3 * s.size > counts_cap) {
-        release(counts);
-        counts_cap = 6 * s.size;
-        counts = alloc<int32_t>(counts_cap);
-        if (counts == nullptr) {
-          counts_cap = 0;
-          status = ZEV_SS_ERROR_MEM_FAILURE;
-          continue;
-        }
-      }
-      const bool unit = stride == 1;
-      bool ok;
-      if (s.wait == 0) {
-        const int64_t spilled = unit ? add_chunk_counted<true>(s, c, stride, k, b, spill, counts)
-                                     : add_chunk_counted<false>(s, c, stride, k, b, spill, counts);
-        ok = spilled >= 0;
-        if (spilled > k / 8) s.backoff = std::min(2 * s.backoff + 1, 64), s.wait = s.backoff;
-        else s.backoff = 0;
-      } else {
-        --s.wait;
-        if (!s.index_ok) s.grid->index(s), s.index_ok = true;
-        ok = unit ? add_chunk_exact<true>(s, c, stride, k, b, spill, counts)
-                  : add_chunk_exact<false>(s, c, stride, k, b, spill, counts);
-      }
-      if (!ok) status = ZEV_SS_ERROR_MEM_FAILURE;
+    }
+  } else {
+    // The variables of an observation lie together: each chunk goes to
+    // all of them while its lines are in the cache.
+    int64_t n = job.st->n;
+    for (int64_t i0 = 0, k = 0; i0 < x.n && status == 0; i0 += k) {
+      k = next(n, i0), n += k;
+      for (int64_t a = g; a < job.count && status == 0; a += job.groups)
+        status = chunk(job.vars[a], i0, k, bound(n));
     }
   }
   release(counts);
