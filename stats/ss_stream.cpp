@@ -24,6 +24,7 @@
 #include <emmintrin.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <type_traits>
 
@@ -74,8 +75,11 @@ struct Grid {
   uint16_t* pos = nullptr;
 
   ~Grid() { release(first), release(split), release(hist), release(take), release(pos); }
+  // The shifter 1.5*2^52 rounds the cell's position to the nearest integer
+  // and leaves it in the low bits.
+  static constexpr double kShifter = 0x1.8p52;
   int32_t cell(double v) const {
-    return static_cast<int32_t>(std::min((v - lo) * scale, double(cells - 1)));
+    return static_cast<int32_t>(std::bit_cast<uint64_t>(std::min((v - lo) * scale, double(cells - 1)) + kShifter));
   }
   // Fits the cells to the summary's tuples and range; the counts stay zero.
   bool fit(const Summary& s) {
@@ -223,7 +227,7 @@ inline void walk(const Summary& s, const T* c, int64_t stride, int64_t k, In in_
   const Grid& grid = *s.grid;
   const double lo = s.v[0], hi = s.v[s.size - 1];
   const __m128d vlo = _mm_set1_pd(lo), vhi = _mm_set1_pd(hi), vscale = _mm_set1_pd(grid.scale),
-                vtop = _mm_set1_pd(double(grid.cells - 1));
+                vtop = _mm_set1_pd(double(grid.cells - 1)), vshift = _mm_set1_pd(Grid::kShifter);
   auto one = [&](double v, int64_t i) {
     if (v >= lo && v <= hi) in_range(static_cast<uint32_t>(grid.cell(v)), v, i);
     else out(v);
@@ -244,14 +248,14 @@ inline void walk(const Summary& s, const T* c, int64_t stride, int64_t k, In in_
       one(w[0], i), one(w[1], i + 1), one(w[2], i + 2), one(w[3], i + 3);
       return;
     }
-    const __m128i qa = _mm_cvttpd_epi32(_mm_min_pd(_mm_mul_pd(_mm_sub_pd(a, vlo), vscale), vtop));
-    const __m128i qb = _mm_cvttpd_epi32(_mm_min_pd(_mm_mul_pd(_mm_sub_pd(b, vlo), vscale), vtop));
-    alignas(16) int32_t q[4];
+    const __m128d qa = _mm_add_pd(_mm_min_pd(_mm_mul_pd(_mm_sub_pd(a, vlo), vscale), vtop), vshift);
+    const __m128d qb = _mm_add_pd(_mm_min_pd(_mm_mul_pd(_mm_sub_pd(b, vlo), vscale), vtop), vshift);
+    alignas(16) uint32_t q[8];
     alignas(16) double w[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(q), _mm_unpacklo_epi64(qa, qb));
+    _mm_store_pd(reinterpret_cast<double*>(q), qa), _mm_store_pd(reinterpret_cast<double*>(q + 4), qb);
     _mm_store_pd(w, a), _mm_store_pd(w + 2, b);
-    in_range(static_cast<uint32_t>(q[0]), w[0], i), in_range(static_cast<uint32_t>(q[1]), w[1], i + 1);
-    in_range(static_cast<uint32_t>(q[2]), w[2], i + 2), in_range(static_cast<uint32_t>(q[3]), w[3], i + 3);
+    in_range(q[0], w[0], i), in_range(q[2], w[1], i + 1);
+    in_range(q[4], w[2], i + 2), in_range(q[6], w[3], i + 3);
   };
   int64_t i = 0;
   if constexpr (kUnit) {
@@ -621,7 +625,7 @@ int stream(Rec* t, uint64_t mask, uint64_t method, const zev_threading* th) {
   // Chunks of 16/eps observations (at least 4096, at most 65536): most of a
   // chunk is counted into the summary's gaps, and what spills is merged.
   Job<T> job{x, st, vars, count, groups,
-             std::min<int64_t>(x.n, std::clamp<int64_t>(int64_t(16 / eps), 4096, 65535)), eps,
+             std::min<int64_t>(x.n, std::clamp<int64_t>(int64_t(32 / eps), 4096, 65535)), eps,
              statuses.p};
   for_variables(th, groups, groups, &job, group_body<T>);
   int status = 0;
