@@ -290,7 +290,7 @@ bool merge_spill(Summary& s, double* spill, int64_t m, int64_t b) {
 // (ties are ordered as it suits). The values beyond that room, and values
 // outside the range, are sorted and merged as tuples (an inserted value's
 // g + d is its successor's, within b), so the guarantee is the summary's
-// own whatever the order of the stream. left has room for every tuple.
+// own whatever the order of the stream. left has room for two per tuple.
 // Returns false when memory runs out.
 template <bool kUnit, class T>
 bool add_chunk_exact(Summary& s, const T* c, int64_t stride, int64_t k, int64_t b, double* spill,
@@ -304,21 +304,48 @@ bool add_chunk_exact(Summary& s, const T* c, int64_t stride, int64_t k, int64_t 
   // The room of each gap, at most the chunk.
   auto room = [&](int64_t u) { return static_cast<int32_t>(std::clamp<int64_t>(b - s.g[u] - s.d[u], 0, k)); };
   for (int64_t u = 1; u <= last; ++u) left[u] = room(u);
+  // The first tuple from u on whose gap has room (last + 1 if none): full
+  // tuples stay full, so each remembers where the search from it ended.
+  int32_t* __restrict skip = left + s.size;
+  std::fill(skip, skip + s.size, 0);
+  auto open = [&](int64_t u) {
+    int64_t r = u;
+    while (r <= last && room_left[r] <= 0) r = std::max<int64_t>(skip[r], r + 1);
+    for (int64_t w = u; w < r;) {
+      const int64_t next = std::max<int64_t>(skip[w], w + 1);
+      skip[w] = static_cast<int32_t>(r), w = next;
+    }
+    return r;
+  };
   int64_t m = 0;
   walk<kUnit>(
       s, c, stride, k,
       [&](uint32_t q, double v, int64_t) {
         const int32_t f = first[q];
         int64_t u;
-        if (f < 0) [[unlikely]] u = std::lower_bound(sv + ~f, sv + last, v) - sv;
-        else u = f + (split[q] < v);
+        if (f < 0 && split[q] < v) [[unlikely]] {
+          // the first tuple at or above v, at the latest the first of a later cell
+          const int32_t g = q + 1 < static_cast<uint32_t>(grid.cells) ? first[q + 1] : static_cast<int32_t>(last);
+          const double* at = sv + ~f;
+          for (int64_t len = (g < 0 ? ~g : g) - ~f + 1; len > 1;) {  // without branches
+            const int64_t half = len / 2;
+            at = at[half] < v ? at + half : at;
+            len -= half;
+          }
+          u = (at - sv) + (*at < v);
+        } else {
+          u = f < 0 ? ~f : f + (split[q] < v);
+        }
         if (--room_left[u] >= 0) [[likely]] return;
         ++room_left[u];
-        while (u < last && sv[u] == v)
-          if (room_left[++u] > 0) {
-            --room_left[u];
+        // v after the full tuples of its own value, before the next with room
+        if (sv[u] == v && u < last) {
+          const int64_t r = open(u + 1);
+          if (r <= last && sv[r - 1] == v) {
+            --room_left[r];
             return;
           }
+        }
         spill[m++] = v;
       },
       [&](double v) { spill[m++] = v; });
