@@ -14,10 +14,12 @@
 // The summary holds O(log(eps n)/eps) tuples.
 //
 // A block goes a chunk at a time. Most values of a chunk are not inserted
-// at all: a value in the gap below tuple t is counted into g_t (add_chunk),
-// which costs a cell look-up and a comparison; only what the gaps have no
-// room for is sorted and merged. The variables are independent and are
-// dealt out to the threads of the threading table.
+// at all: a value in the gap below tuple t is counted into g_t. Most chunks
+// are only counted by cells finer than the tuples, and the counts are given
+// to the gaps after the chunk (add_chunk_counted); the others find each
+// value's gap (add_chunk_exact). Only what the gaps have no room for is
+// sorted and merged. The variables are independent and are dealt out to
+// the threads of the threading table.
 //
 // The state lives in the task between calls (stream_state) and is released by
 // __vqsSQuantilesFreeBuffers, which the task's deletion calls.
@@ -42,18 +44,18 @@ struct Summary {
   Grid* grid;    // the cells, made at the first chunk that uses them
   bool grid_ok;   // false once a merge has changed the tuples
   bool index_ok;  // likewise for the look-up of the exact way
-  // After a chunk whose counts did not fit, the next `wait` chunks go the
-  // exact way; the wait doubles while the counts keep failing (up to 64
-  // chunks) and ends with the first that fits.
+  // After a counted chunk that spilled more than an eighth of its values,
+  // the next `wait` chunks go the exact way; the wait grows (1, 3, 7, ...,
+  // 64 chunks) while counted chunks keep spilling that much.
   int32_t wait, backoff;
 };
 
 // The cells of a summary of at least two tuples, for values v with
-// v_0 < v <= v_last. The summary's range is cut into `cells` equal cells,
-// many per tuple; the cell of a value is non-decreasing in it (cell() and
-// the vector form in add_chunk do the same operations), so the tuples
-// whose cell lies below v's are below v and those whose cell lies above it
-// are above.
+// v_0 <= v <= v_last. The summary's range is cut into `cells` equal cells,
+// about sixteen per tuple; the cell of a value is non-decreasing in it
+// (cell() and the vector form in walk do the same operations), so the
+// tuples whose cell lies below v's are below v and those whose cell lies
+// above it are above.
 //
 // The exact way (add_chunk_exact) finds each value's gap, its successor:
 // first[q] names the first tuple (from 1) whose cell is at or above q, and
@@ -63,7 +65,8 @@ struct Summary {
 // searched.
 //
 // The quick way (add_chunk_counted) only counts the values of each cell in
-// hist, which is all zero between chunks.
+// hist, which is all zero between chunks, and keeps in pos the place of
+// each cell's last value; take serves it when values must be taken back.
 struct Grid {
   static constexpr int32_t kPerTuple = 16, kMinCells = 1024, kMaxCells = 32768;
   int32_t cells = 0, cap = 0;
@@ -79,7 +82,8 @@ struct Grid {
   // and leaves it in the low bits.
   static constexpr double kShifter = 0x1.8p52;
   int32_t cell(double v) const {
-    return static_cast<int32_t>(std::bit_cast<uint64_t>(std::min((v - lo) * scale, double(cells - 1)) + kShifter));
+    const double at = std::min((v - lo) * scale, double(cells - 1)) + kShifter;
+    return static_cast<int32_t>(std::bit_cast<uint64_t>(at));
   }
   // Fits the cells to the summary's tuples and range; the counts stay zero.
   bool fit(const Summary& s) {
@@ -216,8 +220,8 @@ inline void load4(const T* c, int64_t i, int64_t stride, __m128d& a, __m128d& b)
 }
 
 // Walks the chunk c[0..k) four values at a time: in_range(q, v, i) for each
-// value v = c[i stride] with v_0 <= v <= v_last, whose cell is q, and out(v) for the
-// others (NaNs among them). Two pairs go through the range test and the
+// value v = c[i stride] with v_0 <= v <= v_last, whose cell is q, and
+// out(v) for the others (NaNs among them). Two pairs go through the range test and the
 // cell arithmetic side by side, the same operations as Grid::cell. A value
 // costs a few instructions, so the processor itself reads only a few lines
 // ahead: the data are asked for 4 KiB in advance (1 KiB in a strided walk;
@@ -286,8 +290,9 @@ bool merge_spill(Summary& s, double* spill, int64_t m, int64_t b) {
 // with a positive, finite range, the exact way: c values in the gap below
 // tuple t raise the ranks of t and of every tuple after it by c, so they
 // are counted into g_t as long as g_t + d_t stays within b. A value equal
-// to the value of a full tuple may go after it instead, into the next gap
-// (ties are ordered as it suits). The values beyond that room, and values
+// to the value of a full tuple may go after it instead, into the gap of the
+// next tuple with room past full tuples of that same value (ties are
+// ordered as it suits). The values beyond that room, and values
 // outside the range, are sorted and merged as tuples (an inserted value's
 // g + d is its successor's, within b), so the guarantee is the summary's
 // own whatever the order of the stream. left has room for two per tuple.
@@ -430,7 +435,8 @@ int64_t add_chunk_counted(Summary& s, const T* c, int64_t stride, int64_t k, int
     int64_t a = t;
     while (a > 1 && tc[a - 1] == tc[t]) --a;
     const int64_t e = group_end(t);
-    for (int64_t most = 1; over > 0; most = over) {  // one from each cell, then all that is needed
+    for (int pass = 0; pass < 2 && over > 0; ++pass) {
+      const int64_t most = pass ? over : 1;  // one from each cell, then all that is needed
       // t's own cell, where t is a possible successor (t before the
       // group's `to`, or t the last tuple)
       if (t < std::min(e, last) || t == last) over -= grab_group(a, e, std::min(over, most));
