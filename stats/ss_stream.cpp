@@ -221,11 +221,12 @@ inline void load4(const T* c, int64_t i, int64_t stride, __m128d& a, __m128d& b)
 
 // Walks the chunk c[0..k) four values at a time: in_range(q, v, i) for each
 // value v = c[i stride] with v_0 <= v <= v_last, whose cell is q, and
-// out(v) for the others (NaNs among them). Two pairs go through the range test and the
-// cell arithmetic side by side, the same operations as Grid::cell. A value
-// costs a few instructions, so the processor itself reads only a few lines
-// ahead: the data are asked for 4 KiB in advance (1 KiB in a strided walk;
-// a prefetch does not fault, even past the end of the array).
+// out(v) for the others (NaNs among them). Two pairs go through the range
+// test and the cell arithmetic side by side, the same operations as
+// Grid::cell. A value costs a few instructions, so the processor itself
+// reads only a few lines ahead: the data are asked for 4 KiB in advance
+// (1 KiB in a strided walk; a prefetch does not fault, even past the end of
+// the array).
 template <bool kUnit, class T, class In, class Out>
 inline void walk(const Summary& s, const T* c, int64_t stride, int64_t k, In in_range, Out out) {
   const Grid& grid = *s.grid;
@@ -237,7 +238,8 @@ inline void walk(const Summary& s, const T* c, int64_t stride, int64_t k, In in_
     else out(v);
   };
   const auto at = reinterpret_cast<uintptr_t>(c);
-  const int64_t step = stride * int64_t{sizeof(T)}, ahead = (kUnit ? 4096 : 1024) / int64_t{sizeof(T)};
+  const int64_t step = stride * int64_t{sizeof(T)};
+  const int64_t ahead = (kUnit ? 4096 : 1024) / int64_t{sizeof(T)};
   auto prefetch = [&](int64_t i) {
     _mm_prefetch(reinterpret_cast<const char*>(at + (i + ahead) * step), _MM_HINT_T0);
   };
@@ -256,7 +258,8 @@ inline void walk(const Summary& s, const T* c, int64_t stride, int64_t k, In in_
     const __m128d qb = _mm_add_pd(_mm_min_pd(_mm_mul_pd(_mm_sub_pd(b, vlo), vscale), vtop), vshift);
     alignas(16) uint32_t q[8];
     alignas(16) double w[4];
-    _mm_store_pd(reinterpret_cast<double*>(q), qa), _mm_store_pd(reinterpret_cast<double*>(q + 4), qb);
+    _mm_store_pd(reinterpret_cast<double*>(q), qa);
+    _mm_store_pd(reinterpret_cast<double*>(q + 4), qb);
     _mm_store_pd(w, a), _mm_store_pd(w + 2, b);
     in_range(q[0], w[0], i), in_range(q[2], w[1], i + 1);
     in_range(q[4], w[2], i + 2), in_range(q[6], w[3], i + 3);
@@ -330,7 +333,8 @@ bool add_chunk_exact(Summary& s, const T* c, int64_t stride, int64_t k, int64_t 
         int64_t u;
         if (f < 0 && split[q] < v) [[unlikely]] {
           // the first tuple at or above v, at the latest the first of a later cell
-          const int32_t g = q + 1 < static_cast<uint32_t>(grid.cells) ? first[q + 1] : static_cast<int32_t>(last);
+          const int32_t g =
+              q + 1 < static_cast<uint32_t>(grid.cells) ? first[q + 1] : static_cast<int32_t>(last);
           const double* at = sv + ~f;
           for (int64_t len = (g < 0 ? ~g : g) - ~f + 1; len > 1;) {  // without branches
             const int64_t half = len / 2;
@@ -417,7 +421,8 @@ int64_t add_chunk_counted(Summary& s, const T* c, int64_t stride, int64_t k, int
     hist[p] = static_cast<uint16_t>(hist[p] - x);
     int64_t more = x;
     if (take[p] == 0) spill[m++] = double(c[pos[p] * stride]), --more;
-    take[p] = static_cast<uint16_t>(take[p] + more + (take[p] == 0));  // the kept place's value counts once
+    // the kept place's value counts once
+    take[p] = static_cast<uint16_t>(take[p] + more + (take[p] == 0));
     rest += more;
     return x;
   };
