@@ -449,8 +449,9 @@ TEST(SsStreamQuantiles, RankErrorWithinEpsilonOverBlocks) {
 
 // Streams whose order defeats a summary that counts values into the gaps
 // of what it has seen: rising, falling, a level shift, a narrow band inside
-// a wide one, a spike of one value; every order from 0 to 1 in steps of
-// 0.01 within eps n, after each block of a series.
+// a wide one, a spike of one value, a narrow spot inside the range, a heavy
+// tail; every order from 0 to 1 in steps of 0.01 within eps n, after each
+// block of a series.
 TEST(SsStreamQuantiles, RankErrorOnOrderedAndShiftingStreams) {
   // Two variables side by side (observation-contiguous): the stream and its
   // negation.
@@ -468,6 +469,11 @@ TEST(SsStreamQuantiles, RankErrorOnOrderedAndShiftingStreams) {
       {"level shift", [](int64_t i, double z) { return (i < 60000 ? 0 : 50) + z; }},
       {"band inside", [](int64_t i, double z) { return i < 30000 ? 1000 * z : 1e-6 * z; }},
       {"spike", [](int64_t i, double z) { return i % 4 ? 7.0 : z; }},
+      // Into one narrow spot inside the range: one gap takes whole chunks,
+      // from one or two cells, far beyond its room.
+      {"one spot", [](int64_t i, double z) { return i < 30000 ? z : 0.1 + 1e-9 * z; }},
+      // A heavy tail: the range is wide and most tuples share a few cells.
+      {"heavy tail", [](int64_t, double z) { return z * z * z * z * z; }},
   };
   for (const Case& c : cases)
     for (double eps : {0.01, 0.002}) {
