@@ -11,6 +11,8 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "distributions/discrete_common.h"
 #include "distributions/dist_math.h"
@@ -46,6 +48,8 @@ double ours_exp(double x) { return zev::dist::exp(x); }
 double ours_ln_la(double x) { return _mm_cvtsd_f64(zev::dist::ln_la(_mm_set1_pd(x))); }
 // The argument of the fast inverse transforms on a 32-bit lattice: 1 - 2^-33 - w 2^-32.
 double ours_ln_la_lattice(double x) { return ours_ln_la(1 - 0x1p-33 - std::floor(x * 0x1p32) * 0x1p-32); }
+double ours_ln_fast(double x) { return _mm_cvtsd_f64(zev::dist::ln_fast(_mm_set1_pd(x))); }
+double ours_ln_fast_lattice(double x) { return ours_ln_fast(1 - 0x1p-33 - std::floor(x * 0x1p32) * 0x1p-32); }
 long double ref_log_lattice(long double x) { return logl(1 - 0x1p-33L - floorl(x * 0x1p32L) * 0x1p-32L); }
 long double ref_log(long double x) { return logl(x); }
 long double ref_log1p(long double x) { return log1pl(x); }
@@ -63,6 +67,10 @@ TEST(DistMath, WithinOneUlpOfTheLongDoubleFunctions) {
       {"ln_la", ours_ln_la, ref_log, 0x1p-1022, 0x1p1023, true, 1.3},
       {"ln_la near 1", ours_ln_la, ref_log, 0.5, 2.0, false, 1.3},
       {"ln_la on the lattice", ours_ln_la_lattice, ref_log_lattice, 0.0, 1.0, false, 1.3},
+      {"ln_fast", ours_ln_fast, ref_log, 0x1p-1022, 1.0, true, 1.3},
+      {"ln_fast in [0.5, 1)", ours_ln_fast, ref_log, 0.5, 1.0, false, 1.3},
+      {"ln_fast near 1", ours_ln_fast, ref_log, 1 - 0x1p-7, 1.0, false, 1.3},
+      {"ln_fast on the lattice", ours_ln_fast_lattice, ref_log_lattice, 0.0, 1.0, false, 0.51},
   };
   std::mt19937_64 g(20261125);
   std::uniform_real_distribution<double> u(0.0, 1.0);
@@ -78,6 +86,38 @@ TEST(DistMath, WithinOneUlpOfTheLongDoubleFunctions) {
     }
     EXPECT_LE(worst, f.bound) << f.name << " worst at " << at;
   }
+}
+
+// The one-pass Exponential and Rayleigh take ln_fast's short form on the
+// 32-bit generators' t = 1 - 2^-33 - w 2^-32: it must equal the general form
+// bit for bit and keep the bound, at both ends of the lattice (t nearest 0
+// and 1, where the exponent and the row of c = 1 are at their extremes) and
+// over a million words between.
+TEST(DistMath, LnFastShortFormOnTheLattice) {
+  std::vector<uint32_t> words;
+  for (uint32_t w = 0; w < 8192; ++w) words.push_back(w), words.push_back(~w);
+  for (int e = 0; e < 32; ++e) {  // t at the binade edges 2^-e and either side
+    const uint64_t w0 = (uint64_t(1) << 32) - (uint64_t(1) << (32 - e));
+    for (int d = -2; d <= 2; ++d) words.push_back(uint32_t(w0 + d));
+  }
+  std::mt19937 g(7);
+  for (int i = 0; i < 1000000; ++i) words.push_back(g());
+  double worst = 0, at = 0;
+  for (size_t i = 0; i + 1 < words.size(); i += 2) {
+    const double t0 = 1 - 0x1p-33 - words[i] * 0x1p-32, t1 = 1 - 0x1p-33 - words[i + 1] * 0x1p-32;
+    const __m128d x = _mm_set_pd(t1, t0);
+    double s[2], gen[2];
+    _mm_storeu_pd(s, zev::dist::ln_fast<true>(x));
+    _mm_storeu_pd(gen, zev::dist::ln_fast<false>(x));
+    for (int j = 0; j < 2; ++j) {
+      const double t = j ? t1 : t0;
+      ASSERT_EQ(s[j], gen[j]) << "t = " << t;
+      const double e = ulps(s[j], logl((long double)t));
+      if (e > worst) worst = e, at = t;
+    }
+  }
+  EXPECT_LE(worst, 0.51) << "worst at " << at;
+  RecordProperty("worst_ulps", std::to_string(worst));
 }
 
 TEST(DistMath, SpecialArguments) {
