@@ -65,10 +65,18 @@ int log_tail(void* stream, int m, bool acc, float* L, double* work) {
     for (int i = 0; i < m; ++i) L[i] = float(work[i]);
     return st;
   }
-  const int st = draw_log_arg(stream, m, false, work);
+  // t = (1 - h) - u kept at FLT_MIN or above (NaN to FLT_MIN) and rounded,
+  // four lanes at a time (the clamp at DBL_MIN of the double form is implied).
+  const int st = draw(stream, m, work, 1.0 - kHalfStep, -kHalfStep);
   if (st < 0) return st;
-  const double lo = double(FLT_MIN);
-  for (int i = 0; i < m; ++i) L[i] = float(work[i] > lo ? work[i] : lo);
+  const __m128d lo = _mm_set1_pd(double(FLT_MIN));
+  int i = 0;
+  for (; i + 4 <= m; i += 4) {
+    const __m128 a = _mm_cvtpd_ps(_mm_max_pd(_mm_loadu_pd(work + i), lo));
+    const __m128 b = _mm_cvtpd_ps(_mm_max_pd(_mm_loadu_pd(work + i + 2), lo));
+    _mm_storeu_ps(L + i, _mm_movelh_ps(a, b));
+  }
+  for (; i < m; ++i) _mm_store_ss(L + i, _mm_cvtsd_ss(_mm_setzero_ps(), _mm_max_sd(_mm_load_sd(work + i), lo)));
   _vqmsLn_21(m, L, L);
   return st;
 }
