@@ -141,4 +141,29 @@ inline double exp(double x) {
   return vk::expk::exp_core<double>(x);
 }
 
+// log1p x and log1p y in one vector evaluation, each lane the arithmetic of
+// log1p above, where both lie in (-1, DBL_MAX] outside (-2^-54, 2^-54) and
+// both or neither of 1 + x and 1 + y are exact; others go one by one.
+inline void log1p2(double x, double y, double& lx, double& ly) {
+  constexpr double big = std::numeric_limits<double>::max();
+  const bool ok = x > -1 && y > -1 && x <= big && y <= big && !(x > -0x1p-54 && x < 0x1p-54) &&
+                  !(y > -0x1p-54 && y < 0x1p-54);
+  if (ok) {
+    const __m128d v = _mm_set_pd(y, x), u = _mm_add_pd(_mm_set1_pd(1.0), v);
+    const __m128d in1 = _mm_and_pd(_mm_cmplt_pd(v, _mm_set1_pd(1.0)), _mm_cmpgt_pd(v, _mm_set1_pd(-1.0)));
+    const __m128d c_in = _mm_add_pd(_mm_sub_pd(_mm_set1_pd(1.0), u), v);
+    const __m128d c_out = _mm_add_pd(_mm_sub_pd(v, u), _mm_set1_pd(1.0));
+    const __m128d corr = _mm_or_pd(_mm_and_pd(in1, c_in), _mm_andnot_pd(in1, c_out));
+    const int zero = _mm_movemask_pd(_mm_cmpeq_pd(corr, _mm_setzero_pd()));
+    if (zero == 0 || zero == 3) {
+      const vk::DD s = zero ? vk::logpow::log_ha(u) : vk::logpow::log_ha<true>(u, corr);
+      const __m128d r = _mm_add_pd(s.hi, s.lo);
+      lx = _mm_cvtsd_f64(r);
+      ly = _mm_cvtsd_f64(_mm_unpackhi_pd(r, r));
+      return;
+    }
+  }
+  lx = log1p(x), ly = log1p(y);
+}
+
 }  // namespace zev::dist

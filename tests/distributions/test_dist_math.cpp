@@ -158,6 +158,21 @@ TEST(DistMath, TwoLogarithmsAtOnceEqualOneByOne) {
     }
 }
 
+TEST(DistMath, TwoLog1pAtOnceEqualOneByOne) {
+  // Lanes whose 1 + x is exact (x <= -0.5, or few bits) and not, apart and
+  // together, and the arguments that go one by one.
+  const double xs[] = {-0.9, -0.5, -0.3, -0.125, 0.2, 0.375, 1.0, 1.7, 3e9, 1e300,
+                       0.1 + 0x1p-40, -1.0, 0x1p-60, 0.0, kInf, kNan};
+  for (double x : xs)
+    for (double y : xs) {
+      double lx, ly;
+      zev::dist::log1p2(x, y, lx, ly);
+      const double wx = zev::dist::log1p(x), wy = zev::dist::log1p(y);
+      EXPECT_TRUE(lx == wx || (std::isnan(lx) && std::isnan(wx))) << x << " " << y;
+      EXPECT_TRUE(ly == wy || (std::isnan(ly) && std::isnan(wy))) << x << " " << y;
+    }
+}
+
 TEST(DistMath, TwoAtOnceEqualOneByOne) {
   // Stirling remainders: the table below 16 and the series above.
   const double ks[] = {1, 15, 16, 17, 300000, 2147483647.0};
