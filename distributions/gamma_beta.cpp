@@ -196,10 +196,9 @@ int beta_no_boost(void* stream, int n, double* out, const Shape& sa, const Shape
 int standard_beta(void* stream, int n, double* out, double a, double b) {
   QuietKernels quiet;
   const Shape sa(a), sb(b);
-  const bool boost = sa.boost || sb.boost;
-  if (!boost) return beta_no_boost(stream, n, out, sa, sb, a, b);
+  if (!sa.boost && !sb.boost) return beta_no_boost(stream, n, out, sa, sb, a, b);
   Round rd;
-  rd.k = boost ? 3 : 2;
+  rd.k = 3;
   double q[kRound], E[kRound];  // y / x and E of the variates of a round
   double x = 0, lx = 0, Lx = 0;  // X's candidate, L_X / a and L_X, while Y is drawn
   bool second = false;          // drawing Y
@@ -228,10 +227,6 @@ int standard_beta(void* stream, int n, double* out, double a, double b) {
         continue;
       }
       second = false;
-      if (!boost) {
-        out[done++] = x / (x + v);
-        continue;
-      }
       q[done - first] = v / x;
       double ex = lv - lx;
       // Both boosts -inf (shapes near 0): the sign of L_Y a - L_X b decides.
@@ -239,13 +234,11 @@ int standard_beta(void* stream, int n, double* out, double a, double b) {
       E[done - first] = ex;
       ++done;
     }
-    if (boost) {
-      const int k = done - first;
-      _vqmdExp_50(k, E, E);
-      for (int j = 0; j < k; ++j) {
-        const double t = q[j] * E[j];
-        out[first + j] = 1 / (1 + t);
-      }
+    const int k = done - first;
+    _vqmdExp_50(k, E, E);
+    for (int j = 0; j < k; ++j) {
+      const double t = q[j] * E[j];
+      out[first + j] = 1 / (1 + t);
     }
   }
   return 0;
@@ -286,13 +279,15 @@ inline int quick_tests(double z, double lu, __m128d c, __m128d three_d) {
   return _mm_movemask_pd(_mm_cmplt_pd(diff, _mm_setzero_pd()));
 }
 
-// Both shapes at least 1: the attempts of standard_beta, in the same order
-// and arithmetic, in passes over a round. First, two attempts at a time, the
-// candidates of both shapes and the squeeze (which does not depend on the
-// shape); then the full tests of the attempts the squeeze leaves open, for
-// both shapes, ln U taken once; then the walk that decides which shape each
-// attempt is for, by a look-up of the outcome and no branch on it; last, the
-// ratios of the pairs two at a time. The same uniforms make the same variates.
+// Both shapes at least 1: the attempts one by one (X's until one is
+// accepted, then Y's, by Shape::attempt), in the same order and arithmetic,
+// in passes over a round. First, two attempts at a time, the candidates of
+// both shapes and the squeeze (which does not depend on the shape); then the
+// tests of the attempts the squeeze leaves open, for both shapes (quick_tests
+// where clear, else full_tests); then the walk that takes each attempt's
+// outcome for the shape it is for, with no branch on it; last,
+// loc + scale X / (X + Y) two at a time. The same uniforms make the same
+// variates.
 int beta_no_boost(void* stream, int n, double* out, const Shape& sa, const Shape& sb, double a, double b,
                   double loc, double scale) {
   double w[2 * kRound + 2], z[kRound + 1], U[kRound + 1];  // the uniforms, the normals, the U's
@@ -345,7 +340,7 @@ int beta_no_boost(void* stream, int n, double* out, const Shape& sa, const Shape
       open[nopen] = i + 1, nopen += !(q & 2) && e1;
     }
     // The open attempts, two at a time for ln U and both shapes at once for h.
-    open[nopen] = open[nopen > 0 ? nopen - 1 : 0];
+    if (nopen & 1) open[nopen] = open[nopen - 1];
     for (int j = 0; j < nopen; j += 2) {
       double lu[2];
       _mm_storeu_pd(lu, ln_fast(_mm_set_pd(U[open[j + 1]], U[open[j]])));
