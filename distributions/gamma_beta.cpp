@@ -331,13 +331,14 @@ int beta_no_boost(void* stream, int n, double* out, const Shape& sa, const Shape
       const __m128d sa1 = _mm_add_pd(one, ta), sb1 = _mm_add_pd(one, tb);
       _mm_storeu_pd(xc[0] + i, _mm_mul_pd(da, _mm_mul_pd(_mm_mul_pd(sa1, sa1), sa1)));
       _mm_storeu_pd(xc[1] + i, _mm_mul_pd(db, _mm_mul_pd(_mm_mul_pd(sb1, sb1), sb1)));
+      // Accepted: the candidate exists and the squeeze takes it; open: the
+      // squeeze leaves it and a candidate of either shape exists.
       const __m128d ea = _mm_cmpgt_pd(ta, minus1), eb = _mm_cmpgt_pd(tb, minus1);
-      // Lane j: the candidates that exist, then whether the squeeze took them.
-      const int e = _mm_movemask_pd(ea) | _mm_movemask_pd(eb) << 2, q = _mm_movemask_pd(sq);
-      const int e0 = (e & 1) | (e >> 1 & 2), e1 = (e >> 1 & 1) | (e >> 2 & 2);
-      acc[i] = (q & 1) ? e0 : 0, acc[i + 1] = (q & 2) ? e1 : 0;
-      open[nopen] = i, nopen += !(q & 1) && e0;
-      open[nopen] = i + 1, nopen += !(q & 2) && e1;
+      const int qa = _mm_movemask_pd(_mm_and_pd(ea, sq)), qb = _mm_movemask_pd(_mm_and_pd(eb, sq));
+      const int op = _mm_movemask_pd(_mm_andnot_pd(sq, _mm_or_pd(ea, eb)));
+      acc[i] = (qa & 1) | (qb & 1) << 1, acc[i + 1] = qa >> 1 | (qb & 2);
+      open[nopen] = i, nopen += op & 1;
+      open[nopen] = i + 1, nopen += op >> 1;
     }
     // The open attempts, two at a time for ln U and both shapes at once for h.
     if (nopen & 1) open[nopen] = open[nopen - 1];
