@@ -65,10 +65,18 @@ int log_tail(void* stream, int m, bool acc, float* L, double* work) {
     for (int i = 0; i < m; ++i) L[i] = float(work[i]);
     return st;
   }
-  const int st = draw_log_arg(stream, m, false, work);
+  // t = (1 - h) - u kept at FLT_MIN or above (NaN to FLT_MIN) and rounded,
+  // four lanes at a time (the clamp at DBL_MIN of the double form is implied).
+  const int st = draw(stream, m, work, 1.0 - kHalfStep, -kHalfStep);
   if (st < 0) return st;
-  const double lo = double(FLT_MIN);
-  for (int i = 0; i < m; ++i) L[i] = float(work[i] > lo ? work[i] : lo);
+  const __m128d lo = _mm_set1_pd(double(FLT_MIN));
+  int i = 0;
+  for (; i + 4 <= m; i += 4) {
+    const __m128 a = _mm_cvtpd_ps(_mm_max_pd(_mm_loadu_pd(work + i), lo));
+    const __m128 b = _mm_cvtpd_ps(_mm_max_pd(_mm_loadu_pd(work + i + 2), lo));
+    _mm_storeu_ps(L + i, _mm_movelh_ps(a, b));
+  }
+  for (; i < m; ++i) _mm_store_ss(L + i, _mm_cvtsd_ss(_mm_setzero_ps(), _mm_max_sd(_mm_load_sd(work + i), lo)));
   _vqmsLn_21(m, L, L);
   return st;
 }
@@ -110,14 +118,23 @@ int from_log_tail(int method, void* stream, int n, T* r, Map map) {
 }
 
 // Method 0 in double, in one pass: t = (1 - h) - u is drawn into a block,
-// and each pair of lanes is clamped into [DBL_MIN, DBL_MAX] (NaN to DBL_MIN),
-// its logarithm taken by ln_la (within 1.3 ulp) and mapped straight into r:
-// no call of a vector row, no special lanes, no second pass over the block.
-template <class Map>
+// and each pair of lanes has its logarithm taken by ln_fast (within 1.3 ulp)
+// and is mapped straight into r: no call of a vector row, no special lanes,
+// no second pass over the block. The 32-bit generators' t lies on the
+// lattice of multiples of 2^-33 in (0, 1), where ln_fast takes its short
+// form; any other generator's t is clamped into [DBL_MIN, DBL_MAX] (NaN to
+// DBL_MIN) and takes the general form, which agrees with the short one on
+// that lattice.
+template <bool Short, class Map>
 int neg_log_pass(void* stream, int n, double* r, Map map) {
   double t[kBlock];
   const __m128d lo = _mm_set1_pd(DBL_MIN), hi = _mm_set1_pd(DBL_MAX);
-  auto ln_t = [&](__m128d x) { return ln_la(_mm_min_pd(_mm_max_pd(x, lo), hi)); };
+  auto ln_t = [&](__m128d x) {
+    if constexpr (Short)
+      return ln_fast<true>(x);
+    else
+      return ln_fast<false>(_mm_min_pd(_mm_max_pd(x, lo), hi));
+  };
   return for_blocks(n, [&](int done, int m) {
     const int st = draw(stream, m, t, 1.0 - kHalfStep, -kHalfStep);
     if (st < 0) return st;
@@ -128,6 +145,11 @@ int neg_log_pass(void* stream, int n, double* r, Map map) {
     if (i < m) _mm_store_sd(out + i, map(ln_t(_mm_load_sd(t + i))));
     return 0;
   });
+}
+
+template <class Map>
+int neg_log_pass(void* stream, int n, double* r, Map map) {
+  return words32_lattice(stream) ? neg_log_pass<true>(stream, n, r, map) : neg_log_pass<false>(stream, n, r, map);
 }
 
 template <class T>

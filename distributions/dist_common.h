@@ -10,6 +10,7 @@
 #include "zev/zev_vqm.h"
 #include "zev/zev_vqs.h"
 #include "zev/zev_vqs_dist.h"
+#include "zev/zev_vqs_generators.h"
 
 namespace zev::dist {
 
@@ -26,6 +27,16 @@ inline const BrngRow& row_of(const void* stream, int* index_out = nullptr) {
   const BrngRow* table = __vqsGetBrngBaseOffset(zev::vqs::stream_id(stream), &index, &offset);
   if (index_out != nullptr) *index_out = index;
   return table[index];
+}
+
+// Whether the stream's double form is the affine map of its 32-bit words,
+// a + (b - a) w 2^-32 or the midpoint form (MT19937, MT2203, SFMT19937,
+// TRNG, ARS5, PHILOX4X32X10). With a = 1 - 2^-33 and b - a = -1 their values
+// are exactly the odd multiples of 2^-33 in (0, 1).
+inline bool words32_lattice(const void* stream) {
+  const auto g = row_of(stream).dGen;
+  return g == __vqsdBRngMT19937 || g == __vqsdBRngMT2203 || g == __vqsdBRngSFMT19937 ||
+         g == __vqsdBRngTRNG || g == __vqsdBRngARS5 || g == __vqsdBRngPHILOX4X32X10;
 }
 
 // Raw uniforms on [a, b) from the basic generator, with its own scaling.

@@ -41,10 +41,12 @@ constexpr double kSqrt2 = 1.4142135623730951;
 int draw_open(void* stream, int count, double* u) {
   const int st = draw(stream, count, u, 0x1p-33, 1.0 + 0x1p-33);
   if (st < 0) return st;
-  for (int i = 0; i < count; ++i) {
-    const double x = u[i] > 0x1p-60 ? u[i] : 0x1p-60;
-    u[i] = x < 1 - 0x1p-53 ? x : 1 - 0x1p-53;
-  }
+  // max(u, 2^-60) then min(., 1 - 2^-53), NaN to 2^-60: maxpd and minpd give
+  // their second operand unless the first is greater (less).
+  const __m128d lo = _mm_set1_pd(0x1p-60), hi = _mm_set1_pd(1 - 0x1p-53);
+  int i = 0;
+  for (; i + 2 <= count; i += 2) _mm_storeu_pd(u + i, _mm_min_pd(_mm_max_pd(_mm_loadu_pd(u + i), lo), hi));
+  if (i < count) _mm_store_sd(u + i, _mm_min_sd(_mm_max_sd(_mm_load_sd(u + i), lo), hi));
   return st;
 }
 
@@ -188,12 +190,15 @@ int gamma(void* stream, int n, T* r, double a, double loc, double scale) {
 // Y's. With a shape below 1 the boosts make the ratio
 // 1 / (1 + (y / x) e^E), E = L_Y / b - L_X / a, x and y the candidates: no
 // underflow of X or Y can make it 0 / 0.
+int beta_no_boost(void* stream, int n, double* out, const Shape& sa, const Shape& sb, double a, double b,
+                  double loc = 0, double scale = 1);
+
 int standard_beta(void* stream, int n, double* out, double a, double b) {
   QuietKernels quiet;
   const Shape sa(a), sb(b);
-  const bool boost = sa.boost || sb.boost;
+  if (!sa.boost && !sb.boost) return beta_no_boost(stream, n, out, sa, sb, a, b);
   Round rd;
-  rd.k = boost ? 3 : 2;
+  rd.k = 3;
   double q[kRound], E[kRound];  // y / x and E of the variates of a round
   double x = 0, lx = 0, Lx = 0;  // X's candidate, L_X / a and L_X, while Y is drawn
   bool second = false;          // drawing Y
@@ -222,10 +227,6 @@ int standard_beta(void* stream, int n, double* out, double a, double b) {
         continue;
       }
       second = false;
-      if (!boost) {
-        out[done++] = x / (x + v);
-        continue;
-      }
       q[done - first] = v / x;
       double ex = lv - lx;
       // Both boosts -inf (shapes near 0): the sign of L_Y a - L_X b decides.
@@ -233,14 +234,152 @@ int standard_beta(void* stream, int n, double* out, double a, double b) {
       E[done - first] = ex;
       ++done;
     }
-    if (boost) {
-      const int k = done - first;
-      _vqmdExp_50(k, E, E);
-      for (int j = 0; j < k; ++j) {
-        const double t = q[j] * E[j];
-        out[first + j] = 1 / (1 + t);
+    const int k = done - first;
+    _vqmdExp_50(k, E, E);
+    for (int j = 0; j < k; ++j) {
+      const double t = q[j] * E[j];
+      out[first + j] = 1 / (1 + t);
+    }
+  }
+  return 0;
+}
+
+// The full tests of one attempt for shapes a and b (bits 0 and 1 of the
+// result), exactly as Shape::full_test takes them.
+int full_tests(const Shape& sa, const Shape& sb, double z, double U) {
+  const double lu = zev::dist::ln(U), ta = sa.c * z, tb = sb.c * z;
+  return (ta > -1 && lu < sa.three_d * h_tail(ta)) | (tb > -1 && lu < sb.three_d * h_tail(tb)) << 1;
+}
+
+// The same decisions for both shapes at once where they are clear: ln U
+// (given, by ln_fast) against 3 d h(t) with h from ln_fast(1 + t), both
+// within a few ulps of what the full tests compute. A side that differs by
+// more than 2^-46 of the sizes involved (some 64 times the errors of both
+// evaluations, the rounding of 1 + t included) is decided as the full test
+// would decide it; -1 where either shape is not clear, or a candidate is
+// missing (t <= -1), or t lies where the full test takes its series
+// (|t| <= 1/8) or 1 + t is below 1/4.
+inline int quick_tests(double z, double lu, __m128d c, __m128d three_d) {
+  const __m128d t = _mm_mul_pd(c, _mm_set1_pd(z));
+  const __m128d one = _mm_set1_pd(1.0), abs = _mm_castsi128_pd(_mm_set1_epi64x(0x7FFFFFFFFFFFFFFF));
+  const __m128d at = _mm_and_pd(t, abs), u = _mm_add_pd(one, t);
+  if (_mm_movemask_pd(_mm_and_pd(_mm_cmpgt_pd(at, _mm_set1_pd(0.125)), _mm_cmpge_pd(u, _mm_set1_pd(0.25)))) != 3)
+    return -1;
+  const __m128d lp = ln_fast(u);
+  const __m128d t2 = _mm_mul_pd(t, t);
+  const __m128d cub = _mm_mul_pd(t2, _mm_sub_pd(_mm_set1_pd(0.5), _mm_mul_pd(t, _mm_set1_pd(1.0 / 3))));
+  const __m128d h = _mm_add_pd(_mm_sub_pd(lp, t), cub);
+  const __m128d l = _mm_set1_pd(lu), diff = _mm_sub_pd(l, _mm_mul_pd(three_d, h));
+  const __m128d size = _mm_add_pd(
+      _mm_and_pd(l, abs),
+      _mm_mul_pd(three_d, _mm_add_pd(_mm_add_pd(_mm_and_pd(lp, abs), _mm_add_pd(at, _mm_set1_pd(4.0))),
+                                     _mm_add_pd(_mm_and_pd(cub, abs), _mm_add_pd(_mm_and_pd(h, abs), t2)))));
+  const __m128d clear = _mm_cmpgt_pd(_mm_and_pd(diff, abs), _mm_mul_pd(size, _mm_set1_pd(0x1p-46)));
+  if (_mm_movemask_pd(clear) != 3) return -1;
+  return _mm_movemask_pd(_mm_cmplt_pd(diff, _mm_setzero_pd()));
+}
+
+// Both shapes at least 1: the attempts one by one (X's until one is
+// accepted, then Y's, by Shape::attempt), in the same order and arithmetic,
+// in passes over a round. First, two attempts at a time, the candidates of
+// both shapes and the squeeze (which does not depend on the shape); then the
+// tests of the attempts the squeeze leaves open, for both shapes (quick_tests
+// where clear, else full_tests); then the walk that takes each attempt's
+// outcome for the shape it is for, with no branch on it; last,
+// loc + scale X / (X + Y) two at a time. The same uniforms make the same
+// variates.
+int beta_no_boost(void* stream, int n, double* out, const Shape& sa, const Shape& sb, double a, double b,
+                  double loc, double scale) {
+  double w[2 * kRound + 2], z[kRound + 1], U[kRound + 1];  // the uniforms, the normals, the U's
+  double xc[2][kRound + 1];             // candidates of shapes a and b
+  unsigned char acc[kRound + 1];         // bit 0, 1: shape a, b accepts the attempt
+  int open[kRound + 2];
+  double X[kRound + 1], Y[kRound + 1];  // the pairs of a round
+  const double forced[2] = {a, b};
+  const __m128d one = _mm_set1_pd(1.0), minus1 = _mm_set1_pd(-1.0), k4 = _mm_set1_pd(0.0331);
+  const __m128d ca = _mm_set1_pd(sa.c), da = _mm_set1_pd(sa.d), cb = _mm_set1_pd(sb.c), db = _mm_set1_pd(sb.d);
+  const __m128d vc = _mm_set_pd(sb.c, sa.c), v3d = _mm_set_pd(sb.three_d, sa.three_d);
+  double x = 0;         // X's candidate, while Y is drawn
+  unsigned second = 0;  // drawing Y
+  int fails = 0;
+  for (int done = 0; done < n;) {
+    const int64_t least = 2 * int64_t(n - done) - second;
+    const int m = least < kRound ? int(least) : kRound;
+    // Round::draw for two uniforms an attempt, in one pass: the clamps of
+    // draw_open, 2 u - 1 of the even ones and the odd ones as they are.
+    const int st = draw(stream, 2 * m, w, 0x1p-33, 1.0 + 0x1p-33);
+    if (st < 0) return st;
+    if (m & 1) w[2 * m] = 0.5, w[2 * m + 1] = 0.5;
+    {
+      const __m128d lo = _mm_set1_pd(0x1p-60), hi = _mm_set1_pd(1 - 0x1p-53);
+      for (int i = 0; i < m; i += 2) {
+        const __m128d p = _mm_min_pd(_mm_max_pd(_mm_loadu_pd(w + 2 * i), lo), hi);
+        const __m128d q = _mm_min_pd(_mm_max_pd(_mm_loadu_pd(w + 2 * i + 2), lo), hi);
+        const __m128d even = _mm_unpacklo_pd(p, q);
+        _mm_storeu_pd(z + i, _mm_sub_pd(_mm_add_pd(even, even), _mm_set1_pd(1.0)));
+        _mm_storeu_pd(U + i, _mm_unpackhi_pd(p, q));
       }
     }
+    _vqmdErfInv_50(m, z, z);
+    int nopen = 0;
+    for (int i = 0; i < m; i += 2) {
+      const __m128d zz = _mm_mul_pd(_mm_loadu_pd(z + i), _mm_set1_pd(kSqrt2));
+      _mm_storeu_pd(z + i, zz);
+      const __m128d z2 = _mm_mul_pd(zz, zz);
+      const __m128d sq = _mm_cmplt_pd(_mm_loadu_pd(U + i), _mm_sub_pd(one, _mm_mul_pd(k4, _mm_mul_pd(z2, z2))));
+      const __m128d ta = _mm_mul_pd(ca, zz), tb = _mm_mul_pd(cb, zz);
+      const __m128d sa1 = _mm_add_pd(one, ta), sb1 = _mm_add_pd(one, tb);
+      _mm_storeu_pd(xc[0] + i, _mm_mul_pd(da, _mm_mul_pd(_mm_mul_pd(sa1, sa1), sa1)));
+      _mm_storeu_pd(xc[1] + i, _mm_mul_pd(db, _mm_mul_pd(_mm_mul_pd(sb1, sb1), sb1)));
+      // Accepted: the candidate exists and the squeeze takes it; open: the
+      // squeeze leaves it and a candidate of either shape exists.
+      const __m128d ea = _mm_cmpgt_pd(ta, minus1), eb = _mm_cmpgt_pd(tb, minus1);
+      const int qa = _mm_movemask_pd(_mm_and_pd(ea, sq)), qb = _mm_movemask_pd(_mm_and_pd(eb, sq));
+      const int op = _mm_movemask_pd(_mm_andnot_pd(sq, _mm_or_pd(ea, eb)));
+      acc[i] = (qa & 1) | (qb & 1) << 1, acc[i + 1] = qa >> 1 | (qb & 2);
+      open[nopen] = i, nopen += op & 1;
+      open[nopen] = i + 1, nopen += op >> 1;
+    }
+    // The open attempts, two at a time for ln U and both shapes at once for h.
+    if (nopen & 1) open[nopen] = open[nopen - 1];
+    for (int j = 0; j < nopen; j += 2) {
+      double lu[2];
+      _mm_storeu_pd(lu, ln_fast(_mm_set_pd(U[open[j + 1]], U[open[j]])));
+      for (int l = 0; l < 2 && j + l < nopen; ++l) {
+        const int i = open[j + l];
+        const int q = quick_tests(z[i], lu[l], vc, v3d);
+        acc[i] = q >= 0 ? q : full_tests(sa, sb, z[i], U[i]);
+      }
+    }
+    int k = 0;  // pairs of the round
+    for (int i = 0; i < m; ++i) {
+      const unsigned s = second, ok = acc[i] >> s & 1;
+      double v = xc[s][i];
+      fails = ok ? 0 : fails + 1;
+      if (fails == kMaxAttempts) [[unlikely]] {  // outside the domains only
+        v = forced[s];
+        fails = 0;
+        X[k] = x, Y[k] = v;
+        x = s ? x : v, k += s, second = s ^ 1;
+        continue;
+      }
+      X[k] = x, Y[k] = v;  // kept when this attempt accepts Y
+      x = ok && !s ? v : x;
+      k += ok & s;
+      second = s ^ ok;
+    }
+    // loc + scale X / (X + Y); with loc 0 and scale 1 that is the ratio.
+    const __m128d vl = _mm_set1_pd(loc), vs = _mm_set1_pd(scale);
+    X[k] = 1, Y[k] = 1;
+    for (int j = 0; j < k; j += 2) {
+      const __m128d xx = _mm_loadu_pd(X + j);
+      const __m128d v = _mm_add_pd(vl, _mm_mul_pd(vs, _mm_div_pd(xx, _mm_add_pd(xx, _mm_loadu_pd(Y + j)))));
+      if (j + 2 <= k)
+        _mm_storeu_pd(out + done + j, v);
+      else
+        _mm_store_sd(out + done + j, v);
+    }
+    done += k;
   }
   return 0;
 }
@@ -294,6 +433,12 @@ int beta_dist(void* stream, int n, T* r, double a, double b, double loc, double 
   if (!(a > 0 && a < inf && b > 0 && b < inf)) {
     for (int i = 0; i < n; ++i) r[i] = std::numeric_limits<T>::quiet_NaN();
     return 0;
+  }
+  if constexpr (sizeof(T) == 8) {
+    if (a >= 1 && b >= 1) {  // the whole call in rounds, loc and scale applied as the ratio is formed
+      QuietKernels quiet;
+      return beta_no_boost(stream, n, r, Shape(a), Shape(b), a, b, loc, scale);
+    }
   }
   double x[kBlock];
   for (int done = 0; done < n;) {

@@ -11,10 +11,14 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "distributions/discrete_common.h"
 #include "distributions/dist_math.h"
 #include "stream_scope.h"
+#include "zev/zev_vqm_functions.h"
+#include "zev/zev_vqs_dist.h"
 
 namespace {
 
@@ -46,6 +50,8 @@ double ours_exp(double x) { return zev::dist::exp(x); }
 double ours_ln_la(double x) { return _mm_cvtsd_f64(zev::dist::ln_la(_mm_set1_pd(x))); }
 // The argument of the fast inverse transforms on a 32-bit lattice: 1 - 2^-33 - w 2^-32.
 double ours_ln_la_lattice(double x) { return ours_ln_la(1 - 0x1p-33 - std::floor(x * 0x1p32) * 0x1p-32); }
+double ours_ln_fast(double x) { return _mm_cvtsd_f64(zev::dist::ln_fast(_mm_set1_pd(x))); }
+double ours_ln_fast_lattice(double x) { return ours_ln_fast(1 - 0x1p-33 - std::floor(x * 0x1p32) * 0x1p-32); }
 long double ref_log_lattice(long double x) { return logl(1 - 0x1p-33L - floorl(x * 0x1p32L) * 0x1p-32L); }
 long double ref_log(long double x) { return logl(x); }
 long double ref_log1p(long double x) { return log1pl(x); }
@@ -63,6 +69,10 @@ TEST(DistMath, WithinOneUlpOfTheLongDoubleFunctions) {
       {"ln_la", ours_ln_la, ref_log, 0x1p-1022, 0x1p1023, true, 1.3},
       {"ln_la near 1", ours_ln_la, ref_log, 0.5, 2.0, false, 1.3},
       {"ln_la on the lattice", ours_ln_la_lattice, ref_log_lattice, 0.0, 1.0, false, 1.3},
+      {"ln_fast", ours_ln_fast, ref_log, 0x1p-1022, 1.0, true, 1.3},
+      {"ln_fast in [0.5, 1)", ours_ln_fast, ref_log, 0.5, 1.0, false, 1.3},
+      {"ln_fast near 1", ours_ln_fast, ref_log, 1 - 0x1p-7, 1.0, false, 1.3},
+      {"ln_fast on the lattice", ours_ln_fast_lattice, ref_log_lattice, 0.0, 1.0, false, 0.51},
   };
   std::mt19937_64 g(20261125);
   std::uniform_real_distribution<double> u(0.0, 1.0);
@@ -78,6 +88,38 @@ TEST(DistMath, WithinOneUlpOfTheLongDoubleFunctions) {
     }
     EXPECT_LE(worst, f.bound) << f.name << " worst at " << at;
   }
+}
+
+// The one-pass Exponential and Rayleigh take ln_fast's short form on the
+// 32-bit generators' t = 1 - 2^-33 - w 2^-32: it must equal the general form
+// bit for bit and keep the bound, at both ends of the lattice (t nearest 0
+// and 1, where the exponent and the row of c = 1 are at their extremes) and
+// over a million words between.
+TEST(DistMath, LnFastShortFormOnTheLattice) {
+  std::vector<uint32_t> words;
+  for (uint32_t w = 0; w < 8192; ++w) words.push_back(w), words.push_back(~w);
+  for (int e = 0; e < 32; ++e) {  // t at the binade edges 2^-e and either side
+    const uint64_t w0 = (uint64_t(1) << 32) - (uint64_t(1) << (32 - e));
+    for (int d = -2; d <= 2; ++d) words.push_back(uint32_t(w0 + d));
+  }
+  std::mt19937 g(7);
+  for (int i = 0; i < 1000000; ++i) words.push_back(g());
+  double worst = 0, at = 0;
+  for (size_t i = 0; i + 1 < words.size(); i += 2) {
+    const double t0 = 1 - 0x1p-33 - words[i] * 0x1p-32, t1 = 1 - 0x1p-33 - words[i + 1] * 0x1p-32;
+    const __m128d x = _mm_set_pd(t1, t0);
+    double s[2], gen[2];
+    _mm_storeu_pd(s, zev::dist::ln_fast<true>(x));
+    _mm_storeu_pd(gen, zev::dist::ln_fast<false>(x));
+    for (int j = 0; j < 2; ++j) {
+      const double t = j ? t1 : t0;
+      ASSERT_EQ(s[j], gen[j]) << "t = " << t;
+      const double e = ulps(s[j], logl((long double)t));
+      if (e > worst) worst = e, at = t;
+    }
+  }
+  EXPECT_LE(worst, 0.51) << "worst at " << at;
+  RecordProperty("worst_ulps", std::to_string(worst));
 }
 
 TEST(DistMath, SpecialArguments) {
@@ -115,6 +157,21 @@ TEST(DistMath, TwoLogarithmsAtOnceEqualOneByOne) {
       zev::dist::ln2(x, y, lx, ly);
       EXPECT_EQ(lx, zev::dist::ln(x)) << x << " " << y;
       EXPECT_EQ(ly, zev::dist::ln(y)) << x << " " << y;
+    }
+}
+
+TEST(DistMath, TwoLog1pAtOnceEqualOneByOne) {
+  // Lanes whose 1 + x is exact (x <= -0.5, or few bits) and not, apart and
+  // together, and the arguments that go one by one.
+  const double xs[] = {-0.9, -0.5, -0.3, -0.125, 0.2, 0.375, 1.0, 1.7, 3e9, 1e300,
+                       0.1 + 0x1p-40, -1.0, 0x1p-60, 0.0, kInf, kNan};
+  for (double x : xs)
+    for (double y : xs) {
+      double lx, ly;
+      zev::dist::log1p2(x, y, lx, ly);
+      const double wx = zev::dist::log1p(x), wy = zev::dist::log1p(y);
+      EXPECT_TRUE(lx == wx || (std::isnan(lx) && std::isnan(wx))) << x << " " << y;
+      EXPECT_TRUE(ly == wy || (std::isnan(ly) && std::isnan(wy))) << x << " " << y;
     }
 }
 
@@ -184,6 +241,61 @@ struct PoissonRatios {
   double bottom() const { return 0; }
   double top() const { return 3 * mu; }
 };
+
+// Beta with both shapes at least 1 is formed in passes over rounds of
+// attempts (candidates of both shapes, a quick test of the open attempts
+// where its outcome is clear, a walk over the outcomes). Against the attempts
+// one by one, as the method is published, on the same uniforms: X's attempts,
+// then Y's, z = sqrt(2) erfinv(2 u - 1) from the ErfInv row, the squeeze,
+// and the full test with the module's ln and log1p. Bit for bit, across
+// rounds, for shapes whose open attempts go either way, and the stream left
+// at the same place.
+TEST(DistMath, BetaRoundsGiveTheAttemptByAttemptVariates) {
+  const double shapes[][2] = {{2, 3}, {1, 1}, {1, 40}, {7.5, 1.25}, {1e4, 2e4}, {1.0000001, 3e6}};
+  for (const auto& sh : shapes) {
+    const int n = 3001;
+    const double loc = 0.25, scale = 3;
+    zevtest::Stream s1(ZEV_BRNG_MT19937, {11}), s2(ZEV_BRNG_MT19937, {11});
+    std::vector<double> got(n);
+    ASSERT_EQ(_vqsdRngBeta(0, s1, n, got.data(), sh[0], sh[1], loc, scale), 0);
+    struct Shape {
+      double d, c;
+    } sp[2];
+    for (int j = 0; j < 2; ++j) sp[j].d = sh[j] - 1.0 / 3, sp[j].c = 1 / std::sqrt(9 * sp[j].d);
+    auto h = [](double t) {  // ln(1 + t) - t + t^2/2 - t^3/3
+      if (t > 0.125 || t < -0.125) return zev::dist::log1p(t) - t + t * t * (0.5 - t / 3);
+      double q = 0;
+      for (int k = 22; k >= 4; --k) q = q * t + ((k & 1) ? 1.0 : -1.0) / k;
+      return q * (t * t) * (t * t);
+    };
+    int s = 0;
+    double x = 0;
+    for (int i = 0; i < n;) {
+      double u[2];
+      ASSERT_EQ(zev::dist::draw(s2, 2, u, 0x1p-33, 1 + 0x1p-33), 0);
+      for (double& v : u) v = std::min(std::max(v, 0x1p-60), 1 - 0x1p-53);
+      double z = 2 * u[0] - 1;
+      _vqmdErfInv_50(1, &z, &z);
+      z *= 1.4142135623730951;
+      const double t = sp[s].c * z, U = u[1];
+      if (!(t > -1)) continue;
+      const double q = 1 + t, v = sp[s].d * (q * q * q), z2 = z * z;
+      if (!(U < 1 - 0.0331 * (z2 * z2)) && !(zev::dist::ln(U) < 3 * sp[s].d * h(t))) continue;
+      if (s == 0) {
+        x = v, s = 1;
+        continue;
+      }
+      const double want = loc + scale * (x / (x + v));
+      ASSERT_EQ(std::memcmp(&got[i], &want, sizeof(double)), 0)
+          << sh[0] << " " << sh[1] << " variate " << i << ": " << got[i] << " " << want;
+      ++i, s = 0;
+    }
+    double next1, next2;
+    zev::dist::draw(s1, 1, &next1, 0.0, 1.0);
+    zev::dist::draw(s2, 1, &next2, 0.0, 1.0);
+    EXPECT_EQ(next1, next2) << sh[0] << " " << sh[1];
+  }
+}
 
 TEST(DistMath, SegmentTableFollowsTheSaddlePointForm) {
   // Centres whose window starts below the support, inside it, and reaches
