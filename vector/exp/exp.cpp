@@ -99,11 +99,7 @@ unsigned noerr_d(unsigned mask, const __m128d (&x)[NV], __m128d (&y)[NV]) {
 // Scalar function of sExp at LA and EP, in single arithmetic.
 int sexp_scalar_single(const float* a, float* r) {
   const float x = *a;
-  const uint32_t u = ubits(x);
-  if ((u & 0x7F800000u) == 0x7F800000u) {
-    *r = u == 0xFF800000u ? 0.0f : x * x;
-    return 0;
-  }
+  if (nonfinite(x, r)) return 0;
   if (x > kSOver) {
     *r = overflow_f();
     return 3;
@@ -136,12 +132,8 @@ int sexp_scalar_single(const float* a, float* r) {
 // Scalar function of sExp at HA: the double computation, rounded once to single.
 int sexp_scalar_ha(const float* a, float* r) {
   const float x = *a;
-  const uint32_t u = ubits(x);
-  if ((u & 0x7F800000u) == 0x7F800000u) {
-    *r = u == 0xFF800000u ? 0.0f : x * x;
-    return 0;
-  }
-  if (((u >> 23) & 0xFF) < 0x4B) {
+  if (nonfinite(x, r)) return 0;
+  if (((ubits(x) >> 23) & 0xFF) < 0x4B) {
     *r = static_cast<float>(static_cast<double>(x) + 1.0);
     return 0;
   }
@@ -160,12 +152,8 @@ int sexp_scalar_ha(const float* a, float* r) {
 // Scalar function of dExp, alike at all three levels.
 int dexp_scalar(const double* a, double* r) {
   const double x = *a;
-  const uint64_t u = ubits(x);
-  if ((u & 0x7FF0000000000000ull) == 0x7FF0000000000000ull) {
-    *r = u == 0xFFF0000000000000ull ? 0.0 : x * x;
-    return 0;
-  }
-  if (((u >> 52) & 0x7FF) < 0x3CB) {
+  if (nonfinite(x, r)) return 0;
+  if (((ubits(x) >> 52) & 0x7FF) < 0x3CB) {
     *r = 1.0 + x;
     return 0;
   }
@@ -183,13 +171,7 @@ int dexp_scalar(const double* a, double* r) {
 
 // ---- single policies ----
 
-struct SExpBase {
-  using T = float;
-  using V = __m128;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
+struct SExpBase : ExpPolicy<float, 4> {
   static constexpr bool kNoErrShortcut = true;
   static constexpr const char* kName = "vsExp";
   template <int NV>
@@ -311,13 +293,7 @@ inline __m128d add_exponent(__m128d y, __m128d t) {
   return dv(_mm_add_epi64(bits(y), _mm_slli_epi64(_mm_srli_epi64(bits(t), IndexBits), 52)));
 }
 
-struct DExpBase {
-  using T = double;
-  using V = __m128d;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
+struct DExpBase : ExpPolicy<double, 4> {
   static constexpr bool kNoErrShortcut = true;
   static constexpr const char* kName = "vdExp";
   static int scalar(const double* a, double* r) { return dexp_scalar(a, r); }

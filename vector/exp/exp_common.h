@@ -11,6 +11,7 @@
 #include "vector/common/consts.h"
 #include "vector/common/exact.h"
 #include "vector/exp/exp_data.h"
+#include "vector/shape.h"
 #include "vector/vops.h"
 
 namespace zev::vk::expk {
@@ -26,6 +27,14 @@ using zev::vk::iv;
 
 inline __m128 fv(__m128i v) { return _mm_castsi128_ps(v); }
 inline __m128d dv(__m128i v) { return _mm_castsi128_pd(v); }
+
+// The members of the family's policies: blocks, the unsigned reading of a
+// negative count (polynomial rows) and the per-block evaluation.
+template <class T, int Block, int BlockI = Block>
+struct ExpPolicy : Blocks<T, Block, BlockI> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
+  static constexpr bool kPerBlock = true;
+};
 
 // ---- special-lane tests ----------------------------------------------------
 
@@ -110,6 +119,21 @@ inline __m128d fetch(const double* tab, const unsigned (&j)[2]) {
 }
 
 // ---- scalar helpers ---------------------------------------------------------
+
+// Infinities and NaN of the exponentials: -inf gives `low` (+0, or -1 for
+// Expm1), +inf itself, NaN quiet. False for finite x.
+inline bool nonfinite(float x, float* r, float low = 0.0f) {
+  const uint32_t u = ubits(x);
+  if ((u & 0x7F800000u) != 0x7F800000u) return false;
+  *r = u == 0xFF800000u ? low : x * x;
+  return true;
+}
+inline bool nonfinite(double x, double* r, double low = 0.0) {
+  const uint64_t u = ubits(x);
+  if ((u & 0x7FF0000000000000ull) != 0x7FF0000000000000ull) return false;
+  *r = u == 0xFFF0000000000000ull ? low : x * x;
+  return true;
+}
 
 // 2^n for -1022 <= n <= 1023.
 inline double pow2i(int n) { return dfrom(static_cast<uint64_t>(n + 1023) << 52); }
