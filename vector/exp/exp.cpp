@@ -175,9 +175,8 @@ struct SExpHA : SExpBase {
     unsigned m = 0;
     for (int v = 0; v < NV; ++v) {
       m |= special_s(x[v], kSExpBound) << (4 * v);
-      const __m128 t = _mm_add_ps(_mm_mul_ps(x[v], c.c), c.s);
-      const __m128 kf = _mm_sub_ps(t, c.s);
-      const __m128 r = _mm_sub_ps(_mm_sub_ps(x[v], _mm_mul_ps(kf, c.l1)), _mm_mul_ps(kf, c.l2));
+      __m128 t;
+      const __m128 r = reduce(x[v], c, t);
       const __m128 p = _mm_add_ps(r, _mm_mul_ps(c.half, _mm_mul_ps(r, r)));
       unsigned j[4];
       index4(t, 127, j);
@@ -199,9 +198,8 @@ struct SExpLA : SExpBase {
     unsigned m = 0;
     for (int v = 0; v < NV; ++v) {
       m |= special_s(x[v], kSExpBound) << (4 * v);
-      const __m128 t = _mm_add_ps(_mm_mul_ps(x[v], c.c), c.s);
-      const __m128 kf = _mm_sub_ps(t, c.s);
-      const __m128 r = _mm_sub_ps(_mm_sub_ps(x[v], _mm_mul_ps(kf, c.l1)), _mm_mul_ps(kf, c.l2));
+      __m128 t;
+      const __m128 r = reduce(x[v], c, t);
       __m128 p = _mm_add_ps(c.c4, _mm_mul_ps(r, c.c5));
       p = _mm_add_ps(c.c3, _mm_mul_ps(r, p));
       p = _mm_add_ps(c.c2, _mm_mul_ps(r, p));
@@ -295,9 +293,8 @@ struct DExpHA : DExpBase {
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     const DExpHAConst& c = kDHA;
     for (int v = 0; v < NV; ++v) {
-      const __m128d t = _mm_add_pd(_mm_mul_pd(x[v], c.c), c.s);
-      const __m128d kf = _mm_sub_pd(t, c.s);
-      const __m128d r = _mm_sub_pd(_mm_sub_pd(x[v], _mm_mul_pd(kf, c.l1)), _mm_mul_pd(kf, c.l2));
+      __m128d t;
+      const __m128d r = reduce(x[v], c, t);
       const __m128d r2 = _mm_mul_pd(r, r);
       __m128d p = _mm_add_pd(c.c4, _mm_mul_pd(r, c.c5));
       p = _mm_add_pd(c.c3, _mm_mul_pd(r, p));
@@ -318,9 +315,8 @@ struct DExpLA : DExpBase {
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     const DExpLAConst& c = kDLA;
     for (int v = 0; v < NV; ++v) {
-      const __m128d t = _mm_add_pd(_mm_mul_pd(x[v], c.c), c.s);
-      const __m128d kf = _mm_sub_pd(t, c.s);
-      const __m128d r = _mm_sub_pd(_mm_sub_pd(x[v], _mm_mul_pd(kf, c.l1)), _mm_mul_pd(kf, c.l2));
+      __m128d t;
+      const __m128d r = reduce(x[v], c, t);
       const __m128d q = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r), _mm_add_pd(c.c2, _mm_mul_pd(r, c.c3))));
       unsigned j[2];
       index2(t, 1023, j);

@@ -167,9 +167,8 @@ struct SExp10P : ExpPolicy<float, 8> {
     unsigned m = 0;
     for (int v = 0; v < NV; ++v) {
       m |= special_s(x[v], c.bound) << (4 * v);
-      const __m128 t = _mm_add_ps(_mm_mul_ps(x[v], c.c), c.s);
-      const __m128 kf = _mm_sub_ps(t, c.s);
-      const __m128 r = _mm_sub_ps(_mm_sub_ps(x[v], _mm_mul_ps(kf, c.l1)), _mm_mul_ps(kf, c.l2));
+      __m128 t;
+      const __m128 r = reduce(x[v], c, t);
       const __m128 p = _mm_mul_ps(r, _mm_add_ps(c.c1, _mm_mul_ps(r, c.c2)));
       unsigned j[4];
       index4(t, 127, j);
@@ -245,9 +244,8 @@ struct DExp10P : ExpPolicy<double, 4> {
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     const DExp10Const& c = kD10;
     for (int v = 0; v < NV; ++v) {
-      const __m128d t = _mm_add_pd(_mm_mul_pd(x[v], c.c), c.s);
-      const __m128d kf = _mm_sub_pd(t, c.s);
-      const __m128d r = _mm_sub_pd(_mm_sub_pd(x[v], _mm_mul_pd(kf, c.l1)), _mm_mul_pd(kf, c.l2));
+      __m128d t;
+      const __m128d r = reduce(x[v], c, t);
       const __m128d r2 = _mm_mul_pd(r, r);
       const __m128d lo2 = _mm_add_pd(c.c1, _mm_mul_pd(r, c.c2));
       const __m128d hi3 = _mm_add_pd(_mm_add_pd(c.c3, _mm_mul_pd(r, c.c4)), _mm_mul_pd(r2, c.c5));

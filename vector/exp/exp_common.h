@@ -74,6 +74,17 @@ inline __m128d lanes_d(unsigned m) {
   return dv(_mm_set_epi64x(-static_cast<long long>((m >> 1) & 1), -static_cast<long long>(m & 1)));
 }
 
+// ---- reduction --------------------------------------------------------------
+
+// x = k L + r for a table step L = l1 + l2, k l1 exact: t = x c + s (c = 1/L,
+// s a rounding shifter) holds k in its low bits, kf = t - s is k as a value.
+template <class C, class V>
+inline V reduce(V x, const C& c, V& t) {
+  t = add(mul(x, c.c), c.s);
+  const V kf = sub(t, c.s);
+  return sub(sub(x, mul(kf, c.l1)), mul(kf, c.l2));
+}
+
 // ---- table fetches: one load a lane, no gather --------------------------------
 
 // Low 32 bits of each lane of the shifter's view, masked to an index. The
