@@ -48,7 +48,7 @@ inline bool solve(mpfr_ptr z, mpfr_srcptr t, bool pole) {
 
 // erfcinv(u) for u in [0, 2] into y, times -sqrt(2) when `cdfnorm` (the
 // inverse of the normal distribution at u/2); NaN outside [0, 2].
-inline void erfcinv(mpfr_ptr y, mpfr_srcptr u, bool cdfnorm = false) {
+inline void erfcinv_scaled(mpfr_ptr y, mpfr_srcptr u, bool cdfnorm) {
   if (mpfr_nan_p(u) || mpfr_sgn(u) < 0 || mpfr_cmp_ui(u, 2) > 0) {
     mpfr_set_nan(y);
     return;
@@ -87,6 +87,8 @@ inline void erfcinv(mpfr_ptr y, mpfr_srcptr u, bool cdfnorm = false) {
   mpfr_set(y, z, MPFR_RNDN);
   mpfr_clears(z, t, (mpfr_ptr)0);
 }
+
+inline void erfcinv(mpfr_ptr y, mpfr_srcptr u) { erfcinv_scaled(y, u, false); }
 
 // erfinv(x) = erfcinv(1 - x); 1 - x is exact at the working precision, and
 // the arguments up to 1/2 are solved directly so that the relative accuracy of
@@ -131,7 +133,7 @@ inline void cdfnorminv(mpfr_ptr y, mpfr_srcptr a) {
   mpfr_t u;
   mpfr_init2(u, mpfr_get_prec(a) + 2);
   mpfr_mul_2ui(u, a, 1, MPFR_RNDN);
-  erfcinv(y, u, true);
+  erfcinv_scaled(y, u, true);
   mpfr_clear(u);
 }
 

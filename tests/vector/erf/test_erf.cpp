@@ -31,22 +31,13 @@ using zevtest::ulp_error;
 
 // ---- MPFR references of the functions MPFR lacks (shared with the ulp tool) ---
 
-int mp_cdfnorm(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
-  zev::erfmp::cdfnorm(y, x);
+template <void (*F)(mpfr_ptr, mpfr_srcptr)>
+int as_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
+  F(y, x);
   return 0;
 }
-int mp_erfinv(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
-  zev::erfmp::erfinv(y, x);
-  return 0;
-}
-int mp_erfcinv(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
-  zev::erfmp::erfcinv(y, x);
-  return 0;
-}
-int mp_cdfnorminv(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
-  zev::erfmp::cdfnorminv(y, x);
-  return 0;
-}
+constexpr MpfrFn mp_cdfnorm = as_ref<zev::erfmp::cdfnorm>, mp_erfinv = as_ref<zev::erfmp::erfinv>,
+                 mp_erfcinv = as_ref<zev::erfmp::erfcinv>, mp_cdfnorminv = as_ref<zev::erfmp::cdfnorminv>;
 
 // ---- the entries ------------------------------------------------------------------
 
