@@ -19,7 +19,6 @@
 // Measured worst errors: docs/accuracy_erf.md.
 #include <cmath>
 #include <cstdint>
-#include <limits>
 
 #include "vector/common/widen.h"
 #include "vector/common/bits.h"
@@ -328,42 +327,90 @@ inline __m128d tail_core(__m128d x) {
 
 // ---- scalar functions -----------------------------------------------------------
 
-// Where the result falls below half the least subnormal, so rounds to +0 with
-// underflow: Erfc from the limit up, CdfNorm from it down.
-template <bool Cdf, class T> constexpr T tail_limit();
-template <> constexpr double tail_limit<false, double>() { return 27.226017111108366; }
-template <> constexpr double tail_limit<true, double>() { return -38.485408335567335; }
-template <> constexpr float tail_limit<false, float>() { return 0x1.41bbf8p+3f; }   // 10.0541954
-template <> constexpr float tail_limit<true, float>() { return -0x1.c5722ap+3f; }   // -14.170186
-
-template <class T>
-inline T underflow_zero() {
-  volatile T tiny = std::numeric_limits<T>::denorm_min();
+inline double underflow_zero() {
+  volatile double tiny = 0x1p-1074;
   return tiny * tiny;
 }
 
-// Erfc (Cdf false) or CdfNorm: NaN x*x; the infinity on the far side (+Inf
-// for Erfc, -Inf for CdfNorm) 0; past the limit +0 with underflow (status 4).
-// Other arguments, which only a direct call brings, take the double path,
-// rounded once for single.
-template <bool Cdf, class T>
-int tail_scalar(const T* px, T* r) {
-  const T x = *px;
-  constexpr T far = Cdf ? -std::numeric_limits<T>::infinity() : std::numeric_limits<T>::infinity();
-  constexpr T limit = tail_limit<Cdf, T>();
+// Erfc: NaN x*x; +Inf 0; past 27.226017111108366, where erfc(x) falls below half
+// the least subnormal, +0 with underflow (status 4). Other arguments, which
+// only a direct call brings, take the vector path.
+int erfc_scalar(const double* px, double* r) {
+  const double x = *px;
   if (x != x) {
     *r = x * x;
     return 0;
   }
-  if (x == far) {
-    *r = 0;
+  if (x == HUGE_VAL) {
+    *r = 0.0;
     return 0;
   }
-  if (Cdf ? x <= limit : x >= limit) {
-    *r = underflow_zero<T>();
+  if (x >= 27.226017111108366) {
+    *r = underflow_zero();
     return 4;
   }
-  *r = static_cast<T>(_mm_cvtsd_f64(tail_core<Cdf, TailForm::Full>(_mm_set1_pd(x))));
+  *r = _mm_cvtsd_f64(tail_core<false, TailForm::Full>(_mm_set1_pd(x)));
+  return 0;
+}
+
+// CdfNorm: NaN x*x; -Inf 0; below -38.485408335567335 +0 with underflow.
+int cdfnorm_scalar(const double* px, double* r) {
+  const double x = *px;
+  if (x != x) {
+    *r = x * x;
+    return 0;
+  }
+  if (x == -HUGE_VAL) {
+    *r = 0.0;
+    return 0;
+  }
+  if (x <= -38.485408335567335) {
+    *r = underflow_zero();
+    return 4;
+  }
+  *r = _mm_cvtsd_f64(tail_core<true, TailForm::Full>(_mm_set1_pd(x)));
+  return 0;
+}
+
+// Single: past the limits where the single result rounds to zero (erfc(x) and
+// Phi(-x) below 2^-150), +0 with underflow; else the double function.
+constexpr float kSErfcLimit = 0x1.41bbf8p+3f, kSCdfLimit = -0x1.c5722ap+3f;  // 10.0541954, -14.170186
+
+int serfc_scalar(const float* px, float* r) {
+  const float x = *px;
+  if (x != x) {
+    *r = x * x;
+    return 0;
+  }
+  if (x == HUGE_VALF) {
+    *r = 0.0f;
+    return 0;
+  }
+  if (x >= kSErfcLimit) {
+    volatile float tiny = 0x1p-149f;
+    *r = tiny * tiny;
+    return 4;
+  }
+  *r = static_cast<float>(_mm_cvtsd_f64(tail_core<false, TailForm::Full>(_mm_set1_pd(x))));
+  return 0;
+}
+
+int scdfnorm_scalar(const float* px, float* r) {
+  const float x = *px;
+  if (x != x) {
+    *r = x * x;
+    return 0;
+  }
+  if (x == -HUGE_VALF) {
+    *r = 0.0f;
+    return 0;
+  }
+  if (x <= kSCdfLimit) {
+    volatile float tiny = 0x1p-149f;
+    *r = tiny * tiny;
+    return 4;
+  }
+  *r = static_cast<float>(_mm_cvtsd_f64(tail_core<true, TailForm::Full>(_mm_set1_pd(x))));
   return 0;
 }
 
@@ -417,26 +464,36 @@ struct Tail {
   static __m128d run(__m128d x) { return tail_core<Cdf, F>(x); }
 };
 
-// Erfc and CdfNorm: the lanes past the limit (and NaN) are special.
-template <class T, bool Cdf, TailForm F>
-struct TailP : ErfRow<T> {
-  using V = typename ErfRow<T>::V;
-  static constexpr bool kDouble = sizeof(T) == 8;
-  static constexpr const char* kName = Cdf ? (kDouble ? "vdCdfNorm" : "vsCdfNorm") : (kDouble ? "vdErfc" : "vsErfc");
-  static int scalar(const T* x, T* r) { return tail_scalar<Cdf>(x, r); }
+template <bool Cdf, TailForm F>
+struct TailD {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
+  using T = double;
+  using V = __m128d;
+  static constexpr int kBlock = 4;
+  static constexpr int kBlockI = 4;
+  static constexpr const char* kName = Cdf ? "vdCdfNorm" : "vdErfc";
+  static int scalar(const double* x, double* r) { return Cdf ? cdfnorm_scalar(x, r) : erfc_scalar(x, r); }
   static V eval(V x, V& special) {
-    const V limit = Vec<T>::set1(tail_limit<Cdf, T>());
-    if constexpr (kDouble) {
-      special = Cdf ? _mm_cmpngt_pd(x, limit) : _mm_cmpnlt_pd(x, limit);
-      return tail_core<Cdf, F>(x);
-    } else {
-      special = Cdf ? _mm_cmpngt_ps(x, limit) : _mm_cmpnlt_ps(x, limit);
-      return via_double<Tail<Cdf, F>>(x);
-    }
+    special = Cdf ? _mm_cmpngt_pd(x, _mm_set1_pd(-38.485408335567335))
+                  : _mm_cmpnlt_pd(x, _mm_set1_pd(27.226017111108366));
+    return tail_core<Cdf, F>(x);
   }
 };
-template <bool Cdf, TailForm F> using TailD = TailP<double, Cdf, F>;
-template <bool Cdf, TailForm F> using TailS = TailP<float, Cdf, F>;
+
+template <bool Cdf, TailForm F>
+struct TailS {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
+  using T = float;
+  using V = __m128;
+  static constexpr int kBlock = 8;
+  static constexpr int kBlockI = 4;
+  static constexpr const char* kName = Cdf ? "vsCdfNorm" : "vsErfc";
+  static int scalar(const float* x, float* r) { return Cdf ? scdfnorm_scalar(x, r) : serfc_scalar(x, r); }
+  static V eval(V x, V& special) {
+    special = Cdf ? _mm_cmpngt_ps(x, _mm_set1_ps(kSCdfLimit)) : _mm_cmpnlt_ps(x, _mm_set1_ps(kSErfcLimit));
+    return via_double<Tail<Cdf, F>>(x);
+  }
+};
 
 }  // namespace
 }  // namespace zev::vk
