@@ -31,6 +31,8 @@
 #include <string>
 #include <vector>
 
+#include "erf_inverse_mpfr.h"
+
 namespace {
 
 constexpr mpfr_prec_t kPrec = 320;
@@ -53,35 +55,6 @@ struct M {
   M(const M&) = delete;
   operator mpfr_ptr() { return v; }
 };
-
-// z with erf(z) = t (central) or erfc(z) = t (pole), by Newton's method.
-void inverse(mpfr_t z, const mpfr_t t, bool pole) {
-  M f, d, g, twoover;
-  mpfr_const_pi(twoover, MPFR_RNDN);
-  mpfr_sqrt(twoover, twoover, MPFR_RNDN);
-  mpfr_ui_div(twoover, 2, twoover, MPFR_RNDN);
-  if (pole) {  // start right of the root: sqrt(-ln t)
-    mpfr_log(z, t, MPFR_RNDN);
-    mpfr_neg(z, z, MPFR_RNDN);
-    mpfr_sqrt(z, z, MPFR_RNDN);
-  } else {  // start left of the root: t sqrt(pi)/2
-    mpfr_div(z, t, twoover, MPFR_RNDN);
-  }
-  for (int it = 0; it < 400; ++it) {
-    if (pole) mpfr_erfc(f, z, MPFR_RNDN);
-    else mpfr_erf(f, z, MPFR_RNDN);
-    mpfr_sub(f, f, t, MPFR_RNDN);
-    mpfr_sqr(g, z, MPFR_RNDN);
-    mpfr_neg(g, g, MPFR_RNDN);
-    mpfr_exp(g, g, MPFR_RNDN);
-    mpfr_mul(g, g, twoover, MPFR_RNDN);
-    if (pole) mpfr_neg(g, g, MPFR_RNDN);
-    mpfr_div(d, f, g, MPFR_RNDN);
-    mpfr_sub(z, z, d, MPFR_RNDN);
-    if (mpfr_zero_p(d) || mpfr_get_exp(d) < mpfr_get_exp(z) - static_cast<mpfr_exp_t>(kPrec) + 8) return;
-  }
-  fprintf(stderr, "no convergence\n");
-}
 
 // ---- inverse rows ------------------------------------------------------------
 
@@ -106,7 +79,7 @@ void row_value(mpfr_t y, int r, const mpfr_t f, const mpfr_t scale) {
   mpfr_set(t, f, MPFR_RNDN);
   mpfr_mul_2si(t, t, mpfr_get_exp(x) - 1, MPFR_RNDN);  // f in units of 2^e
   mpfr_add(x, x, t, MPFR_RNDN);
-  inverse(y, x, pole);
+  if (!zev::erfmp::solve(y, x, pole)) fprintf(stderr, "no convergence\n");
   mpfr_mul(y, y, scale, MPFR_RNDN);
 }
 

@@ -416,49 +416,40 @@ int scdfnorm_scalar(const float* px, float* r) {
 
 // ---- policies -------------------------------------------------------------------
 
-template <class Core>
-struct ErfD {
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
-  using T = double;
-  using V = __m128d;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
-  static constexpr bool kCallout = false;
-  static constexpr const char* kName = "vdErf";
-  static V eval(V x, V&) { return Core::run(x); }
-  static int scalar(const double*, double*) { return 0; }
-};
-
 // Single through the double core, rounded once.
 template <class Core>
 inline __m128 via_double(__m128 x) {
   return narrow(Core::run(widen_lo(x)), Core::run(widen_hi(x)));
 }
 
-template <bool Poly>
-struct ErfSingle {
+// The members of every policy of the family: blocks of four doubles or eight
+// singles, four in the strided form.
+template <class T>
+struct ErfRow : Blocks<T, sizeof(T) == 8 ? 4 : 8, 4> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
-  using T = float;
-  using V = __m128;
-  static constexpr int kBlock = 8;
-  static constexpr int kBlockI = 4;
+};
+
+// Erf: no special lanes.
+template <class T>
+struct ErfNoCallout : ErfRow<T> {
   static constexpr bool kCallout = false;
-  static constexpr const char* kName = "vsErf";
-  static V eval(V x, V&) { return erf_single<Poly>(x); }
-  static int scalar(const float*, float*) { return 0; }
+  static constexpr const char* kName = sizeof(T) == 8 ? "vdErf" : "vsErf";
+  static int scalar(const T*, T*) { return 0; }
 };
 
 template <class Core>
-struct ErfS {
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
-  using T = float;
-  using V = __m128;
-  static constexpr int kBlock = 8;
-  static constexpr int kBlockI = 4;
-  static constexpr bool kCallout = false;
-  static constexpr const char* kName = "vsErf";
+struct ErfD : ErfNoCallout<double> {
+  static V eval(V x, V&) { return Core::run(x); }
+};
+
+template <bool Poly>
+struct ErfSingle : ErfNoCallout<float> {
+  static V eval(V x, V&) { return erf_single<Poly>(x); }
+};
+
+template <class Core>
+struct ErfS : ErfNoCallout<float> {
   static V eval(V x, V&) { return via_double<Core>(x); }
-  static int scalar(const float*, float*) { return 0; }
 };
 
 struct ErfHA {

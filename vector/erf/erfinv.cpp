@@ -276,60 +276,47 @@ int erfinv_scalar(const double* px, double* r) {
   return 0;
 }
 
-int erfcinv_scalar(const double* py, double* r) {
-  const double y = *py;
-  if (y != y) {
-    *r = y * y;
+// ErfcInv on [0, 2] and CdfNormInv on [0, 1]: NaN v*v; outside the interval
+// NaN with invalid (status 1); at its ends infinities (status 2), +Inf at 0
+// for ErfcInv and at 1 for CdfNormInv; below 2^-53 (2^-54) the tail
+// expansion, for CdfNormInv at 2p times -sqrt(2) in two parts.
+template <Fn F>
+int tail_inverse_scalar(const double* pv, double* r) {
+  constexpr bool kNorm = F == Fn::NormInv;
+  constexpr double kTop = kNorm ? 1.0 : 2.0;
+  const double v = *pv;
+  if (v != v) {
+    *r = v * v;
     return 0;
   }
-  if (y < 0.0 || y > 2.0) {
+  if (v < 0.0 || v > kTop) {
     *r = invalid_d();
     return 1;
   }
-  if (y == 0.0 || y == 2.0) {
-    *r = y == 0.0 ? HUGE_VAL : -HUGE_VAL;
+  if (v == 0.0 || v == kTop) {
+    *r = (v == 0.0) != kNorm ? HUGE_VAL : -HUGE_VAL;
     return 2;
   }
-  if (y < 0x1p-53) {
+  if (v < (kNorm ? 0x1p-54 : 0x1p-53)) {
     double zh, zl;
-    inverse_tail(y, zh, zl);
-    *r = zh + zl;
+    inverse_tail(kNorm ? v + v : v, zh, zl);
+    if constexpr (kNorm) {
+      double sh, sl;
+      two_prod<double>(zh, 1.4142135623730951, sh, sl);
+      *r = -(sh + (sl + (zh * -9.667293313452913e-17 + zl * 1.4142135623730951)));
+    } else {
+      *r = zh + zl;
+    }
     return 0;
   }
-  *r = run_core_d(y, Fn::ErfcInv);
-  return 0;
-}
-
-int cdfnorminv_scalar(const double* pp, double* r) {
-  const double p = *pp;
-  if (p != p) {
-    *r = p * p;
-    return 0;
-  }
-  if (p < 0.0 || p > 1.0) {
-    *r = invalid_d();
-    return 1;
-  }
-  if (p == 0.0 || p == 1.0) {
-    *r = p == 0.0 ? -HUGE_VAL : HUGE_VAL;
-    return 2;
-  }
-  if (p < 0x1p-54) {
-    double zh, zl, sh, sl;
-    inverse_tail(p + p, zh, zl);
-    two_prod<double>(zh, 1.4142135623730951, sh, sl);
-    *r = -(sh + (sl + (zh * -9.667293313452913e-17 + zl * 1.4142135623730951)));
-    return 0;
-  }
-  *r = run_core_d(p, Fn::NormInv);
+  *r = run_core_d(v, F);
   return 0;
 }
 
 template <Fn F>
 int scalar_d(const double* x, double* r) {
   if constexpr (F == Fn::ErfInv) return erfinv_scalar(x, r);
-  else if constexpr (F == Fn::ErfcInv) return erfcinv_scalar(x, r);
-  else return cdfnorminv_scalar(x, r);
+  else return tail_inverse_scalar<F>(x, r);
 }
 
 // Single: the double function rounded once (its error lies far below a single
@@ -363,12 +350,8 @@ template <Fn F> constexpr const char* kNameD = F == Fn::ErfInv ? "vdErfInv" : F 
 template <Fn F> constexpr const char* kNameS = F == Fn::ErfInv ? "vsErfInv" : F == Fn::ErfcInv ? "vsErfcInv" : "vsCdfNormInv";
 
 template <Fn F, Form L>
-struct InvD {
+struct InvD : Blocks<double, 4> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
-  using T = double;
-  using V = __m128d;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
   static constexpr const char* kName = kNameD<F>;
   static int scalar(const double* x, double* r) { return scalar_d<F>(x, r); }
   static V eval(V x, V& special) {
@@ -379,12 +362,8 @@ struct InvD {
 };
 
 template <Fn F, Form L>
-struct InvS {
+struct InvS : Blocks<float, 8, 4> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
-  using T = float;
-  using V = __m128;
-  static constexpr int kBlock = 8;
-  static constexpr int kBlockI = 4;
   static constexpr const char* kName = kNameS<F>;
   static int scalar(const float* x, float* r) { return scalar_s<F>(x, r); }
   static V eval(V x, V& special) {

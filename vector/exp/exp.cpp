@@ -12,6 +12,8 @@
 //   dExp  HA 0.519 ulp at -0x1.3fb569747c8p-5   LA 2.09 ulp at
 //         -0x1.e53119d08b1cep-5   EP 28.2 correct bits
 #include <cfloat>
+#include <cmath>
+#include <limits>
 
 #include "vector/exp/exp_common.h"
 #include "vector/shape.h"
@@ -67,31 +69,33 @@ alignas(16) const SExpEPConst kSEP = {
     .c3 = f4(0.055504005402326584f),  // c3
 };
 
-// Overflow and underflow limits of single Exp, and the selects of the NOERR
-// shortcut: lanes past them get +inf or +0 without the scalar call.
-constexpr float kSOver = 88.72283172607422f, kSUnder = -103.97207641601562f;
-constexpr double kDOver = 709.782712893384, kDUnder = -745.1332191019411;
+// Overflow and underflow limits of Exp, and the edge below which results are
+// subnormal (underflow, status 4).
+template <class T> struct ExpEdges;
+template <> struct ExpEdges<float> {
+  static constexpr float kOver = 88.72283172607422f, kUnder = -103.97207641601562f, kSubnormal = -87.33654022216797f;
+};
+template <> struct ExpEdges<double> {
+  static constexpr double kOver = 709.782712893384, kUnder = -745.1332191019411, kSubnormal = -708.3964185322641;
+};
 
-template <int NV>
-unsigned noerr_s(unsigned mask, const __m128 (&x)[NV], __m128 (&y)[NV]) {
-  const __m128 over = f4(kSOver), under = f4(kSUnder), inf = f4(__builtin_inff()), zero = _mm_setzero_ps();
+// The NOERR shortcut: flagged lanes past the limits get +inf or +0 without the
+// scalar call; the rest stay flagged.
+template <class T, int NV>
+unsigned noerr_settle(unsigned mask, const typename Vec<T>::V (&x)[NV], typename Vec<T>::V (&y)[NV]) {
+  using W = Vec<T>;
+  using V = typename W::V;
+  constexpr int L = W::kLanes;
+  const V over = W::set1(ExpEdges<T>::kOver), under = W::set1(ExpEdges<T>::kUnder);
+  const V inf = W::set1(std::numeric_limits<T>::infinity()), zero = W::zero();
   unsigned settled = 0;
   for (int k = 0; k < NV; ++k) {
-    const __m128 m = and_(lanes_s(mask >> (4 * k)), or_(_mm_cmpgt_ps(x[k], over), _mm_cmplt_ps(x[k], under)));
-    y[k] = select(m, _mm_and_ps(_mm_cmpgt_ps(x[k], zero), inf), y[k]);
-    settled |= static_cast<unsigned>(_mm_movemask_ps(m)) << (4 * k);
-  }
-  return mask & ~settled;
-}
-
-template <int NV>
-unsigned noerr_d(unsigned mask, const __m128d (&x)[NV], __m128d (&y)[NV]) {
-  const __m128d over = d2(kDOver), under = d2(kDUnder), inf = d2(__builtin_inf()), zero = _mm_setzero_pd();
-  unsigned settled = 0;
-  for (int k = 0; k < NV; ++k) {
-    const __m128d m = and_(lanes_d(mask >> (2 * k)), or_(_mm_cmpgt_pd(x[k], over), _mm_cmplt_pd(x[k], under)));
-    y[k] = select(m, _mm_and_pd(_mm_cmpgt_pd(x[k], zero), inf), y[k]);
-    settled |= static_cast<unsigned>(_mm_movemask_pd(m)) << (2 * k);
+    V lanes;
+    if constexpr (L == 4) lanes = lanes_s(mask >> (L * k));
+    else lanes = lanes_d(mask >> (L * k));
+    const V m = and_(lanes, or_(cmplt(over, x[k]), cmplt(x[k], under)));
+    y[k] = select(m, and_(cmplt(zero, x[k]), inf), y[k]);
+    settled |= static_cast<unsigned>(W::mask(m)) << (L * k);
   }
   return mask & ~settled;
 }
@@ -99,16 +103,12 @@ unsigned noerr_d(unsigned mask, const __m128d (&x)[NV], __m128d (&y)[NV]) {
 // Scalar function of sExp at LA and EP, in single arithmetic.
 int sexp_scalar_single(const float* a, float* r) {
   const float x = *a;
-  const uint32_t u = ubits(x);
-  if ((u & 0x7F800000u) == 0x7F800000u) {
-    *r = u == 0xFF800000u ? 0.0f : x * x;
-    return 0;
-  }
-  if (x > kSOver) {
+  if (nonfinite(x, r)) return 0;
+  if (x > ExpEdges<float>::kOver) {
     *r = overflow_f();
     return 3;
   }
-  if (x < kSUnder) {
+  if (x < ExpEdges<float>::kUnder) {
     *r = underflow_f();
     return 4;
   }
@@ -120,7 +120,7 @@ int sexp_scalar_single(const float* a, float* r) {
   const float rr = (x - kf * 0.69314575f) - kf * 1.4286068e-6f;
   const float p =
       1.0000001f + rr * (1.0f + rr * (0.4999887f + rr * (0.16666326f + rr * (0.041917525f + rr * 0.0083811125f))));
-  if (x < -87.33654022216797f) {
+  if (x < ExpEdges<float>::kSubnormal) {
     const float scale = ffrom(static_cast<uint32_t>((k - 69) & 0xFF) << 23);  // 2^(k + 60)
     *r = (p * scale) * 8.673617379884035e-19f;                                 // times 2^-60
     return 4;
@@ -133,82 +133,50 @@ int sexp_scalar_single(const float* a, float* r) {
   return 0;
 }
 
-// Scalar function of sExp at HA: the double computation, rounded once to single.
-int sexp_scalar_ha(const float* a, float* r) {
-  const float x = *a;
-  const uint32_t u = ubits(x);
-  if ((u & 0x7F800000u) == 0x7F800000u) {
-    *r = u == 0xFF800000u ? 0.0f : x * x;
+// Scalar function of sExp at HA and of dExp at every level: the double
+// computation, rounded once to T.
+template <class T>
+int exp_scalar(const T* a, T* r) {
+  using E = ExpEdges<T>;
+  const T x = *a;
+  if (nonfinite(x, r)) return 0;
+  if (std::fabs(x) < T(0x1p-52)) {
+    *r = static_cast<T>(static_cast<double>(x) + 1.0);
     return 0;
   }
-  if (((u >> 23) & 0xFF) < 0x4B) {
-    *r = static_cast<float>(static_cast<double>(x) + 1.0);
-    return 0;
-  }
-  if (x > kSOver) {
-    *r = overflow_f();
+  if (x > E::kOver) {
+    if constexpr (sizeof(T) == 4) *r = overflow_f(); else *r = overflow_d();
     return 3;
   }
-  if (x < kSUnder) {
-    *r = underflow_f();
+  if (x < E::kUnder) {
+    if constexpr (sizeof(T) == 4) *r = underflow_f(); else *r = underflow_d();
     return 4;
   }
-  *r = static_cast<float>(exp_core<double>(x));
-  return x < -87.33654022216797f ? 4 : 0;
-}
-
-// Scalar function of dExp, alike at all three levels.
-int dexp_scalar(const double* a, double* r) {
-  const double x = *a;
-  const uint64_t u = ubits(x);
-  if ((u & 0x7FF0000000000000ull) == 0x7FF0000000000000ull) {
-    *r = u == 0xFFF0000000000000ull ? 0.0 : x * x;
-    return 0;
-  }
-  if (((u >> 52) & 0x7FF) < 0x3CB) {
-    *r = 1.0 + x;
-    return 0;
-  }
-  if (x > kDOver) {
-    *r = overflow_d();
-    return 3;
-  }
-  if (x < kDUnder) {
-    *r = underflow_d();
-    return 4;
-  }
-  *r = exp_core<double>(x);
-  return x < -708.3964185322641 ? 4 : 0;
+  *r = static_cast<T>(exp_core<double>(x));
+  return x < E::kSubnormal ? 4 : 0;
 }
 
 // ---- single policies ----
 
-struct SExpBase {
-  using T = float;
-  using V = __m128;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
+struct SExpBase : ExpPolicy<float, 4> {
   static constexpr bool kNoErrShortcut = true;
   static constexpr const char* kName = "vsExp";
   template <int NV>
   static unsigned noerr(unsigned mask, const V (&x)[NV], V (&y)[NV]) {
-    return noerr_s<NV>(mask, x, y);
+    return noerr_settle<float, NV>(mask, x, y);
   }
 };
 
 struct SExpHA : SExpBase {
-  static int scalar(const float* a, float* r) { return sexp_scalar_ha(a, r); }
+  static int scalar(const float* a, float* r) { return exp_scalar<float>(a, r); }
   template <int NV>
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     const SExpHAConst& c = kSHA;
     unsigned m = 0;
     for (int v = 0; v < NV; ++v) {
       m |= special_s(x[v], kSExpBound) << (4 * v);
-      const __m128 t = _mm_add_ps(_mm_mul_ps(x[v], c.c), c.s);
-      const __m128 kf = _mm_sub_ps(t, c.s);
-      const __m128 r = _mm_sub_ps(_mm_sub_ps(x[v], _mm_mul_ps(kf, c.l1)), _mm_mul_ps(kf, c.l2));
+      __m128 t;
+      const __m128 r = reduce(x[v], c, t);
       const __m128 p = _mm_add_ps(r, _mm_mul_ps(c.half, _mm_mul_ps(r, r)));
       unsigned j[4];
       index4(t, 127, j);
@@ -230,9 +198,8 @@ struct SExpLA : SExpBase {
     unsigned m = 0;
     for (int v = 0; v < NV; ++v) {
       m |= special_s(x[v], kSExpBound) << (4 * v);
-      const __m128 t = _mm_add_ps(_mm_mul_ps(x[v], c.c), c.s);
-      const __m128 kf = _mm_sub_ps(t, c.s);
-      const __m128 r = _mm_sub_ps(_mm_sub_ps(x[v], _mm_mul_ps(kf, c.l1)), _mm_mul_ps(kf, c.l2));
+      __m128 t;
+      const __m128 r = reduce(x[v], c, t);
       __m128 p = _mm_add_ps(c.c4, _mm_mul_ps(r, c.c5));
       p = _mm_add_ps(c.c3, _mm_mul_ps(r, p));
       p = _mm_add_ps(c.c2, _mm_mul_ps(r, p));
@@ -311,19 +278,13 @@ inline __m128d add_exponent(__m128d y, __m128d t) {
   return dv(_mm_add_epi64(bits(y), _mm_slli_epi64(_mm_srli_epi64(bits(t), IndexBits), 52)));
 }
 
-struct DExpBase {
-  using T = double;
-  using V = __m128d;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
+struct DExpBase : ExpPolicy<double, 4> {
   static constexpr bool kNoErrShortcut = true;
   static constexpr const char* kName = "vdExp";
-  static int scalar(const double* a, double* r) { return dexp_scalar(a, r); }
+  static int scalar(const double* a, double* r) { return exp_scalar<double>(a, r); }
   template <int NV>
   static unsigned noerr(unsigned mask, const V (&x)[NV], V (&y)[NV]) {
-    return noerr_d<NV>(mask, x, y);
+    return noerr_settle<double, NV>(mask, x, y);
   }
 };
 
@@ -332,9 +293,8 @@ struct DExpHA : DExpBase {
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     const DExpHAConst& c = kDHA;
     for (int v = 0; v < NV; ++v) {
-      const __m128d t = _mm_add_pd(_mm_mul_pd(x[v], c.c), c.s);
-      const __m128d kf = _mm_sub_pd(t, c.s);
-      const __m128d r = _mm_sub_pd(_mm_sub_pd(x[v], _mm_mul_pd(kf, c.l1)), _mm_mul_pd(kf, c.l2));
+      __m128d t;
+      const __m128d r = reduce(x[v], c, t);
       const __m128d r2 = _mm_mul_pd(r, r);
       __m128d p = _mm_add_pd(c.c4, _mm_mul_pd(r, c.c5));
       p = _mm_add_pd(c.c3, _mm_mul_pd(r, p));
@@ -355,9 +315,8 @@ struct DExpLA : DExpBase {
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     const DExpLAConst& c = kDLA;
     for (int v = 0; v < NV; ++v) {
-      const __m128d t = _mm_add_pd(_mm_mul_pd(x[v], c.c), c.s);
-      const __m128d kf = _mm_sub_pd(t, c.s);
-      const __m128d r = _mm_sub_pd(_mm_sub_pd(x[v], _mm_mul_pd(kf, c.l1)), _mm_mul_pd(kf, c.l2));
+      __m128d t;
+      const __m128d r = reduce(x[v], c, t);
       const __m128d q = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r), _mm_add_pd(c.c2, _mm_mul_pd(r, c.c3))));
       unsigned j[2];
       index2(t, 1023, j);

@@ -30,20 +30,6 @@ inline double pow2_once(double zh, double zl) {
   return scale_once<double>(p.hi, p.lo, p.n);
 }
 
-// Infinities and NaN: -inf gives +0, +inf itself, NaN quiet.
-inline bool nonfinite(float x, float* r) {
-  const uint32_t u = ubits(x);
-  if ((u & 0x7F800000u) != 0x7F800000u) return false;
-  *r = u == 0xFF800000u ? 0.0f : x * x;
-  return true;
-}
-inline bool nonfinite(double x, double* r) {
-  const uint64_t u = ubits(x);
-  if ((u & 0x7FF0000000000000ull) != 0x7FF0000000000000ull) return false;
-  *r = u == 0xFFF0000000000000ull ? 0.0 : x * x;
-  return true;
-}
-
 // Single results of a double value: status from the rounded result.
 inline int store_single(double v, float* r) {
   const float f = static_cast<float>(v);
@@ -133,14 +119,7 @@ alignas(16) const SExp2Const kS2 = {
     .bound = i4(0x42FC0000),         // bits of 126.0: larger |x| go to the scalar function
 };
 
-struct SExp2P {
-  using T = float;
-  using V = __m128;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
-  static constexpr bool kNoErrShortcut = false;
+struct SExp2P : ExpPolicy<float, 4> {
   static constexpr const char* kName = "vsExp2";
   static int scalar(const float* a, float* r) { return sexp2_scalar(a, r); }
   template <int NV>
@@ -179,14 +158,7 @@ alignas(16) const SExp10Const kS10 = {
     .bound = i4(0x4217B818),             // bits of 37.929779052734375: larger |x| go to the scalar function
 };
 
-struct SExp10P {
-  using T = float;
-  using V = __m128;
-  static constexpr int kBlock = 8;
-  static constexpr int kBlockI = 8;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
-  static constexpr bool kNoErrShortcut = false;
+struct SExp10P : ExpPolicy<float, 8> {
   static constexpr const char* kName = "vsExp10";
   static int scalar(const float* a, float* r) { return sexp10_scalar(a, r); }
   template <int NV>
@@ -195,9 +167,8 @@ struct SExp10P {
     unsigned m = 0;
     for (int v = 0; v < NV; ++v) {
       m |= special_s(x[v], c.bound) << (4 * v);
-      const __m128 t = _mm_add_ps(_mm_mul_ps(x[v], c.c), c.s);
-      const __m128 kf = _mm_sub_ps(t, c.s);
-      const __m128 r = _mm_sub_ps(_mm_sub_ps(x[v], _mm_mul_ps(kf, c.l1)), _mm_mul_ps(kf, c.l2));
+      __m128 t;
+      const __m128 r = reduce(x[v], c, t);
       const __m128 p = _mm_mul_ps(r, _mm_add_ps(c.c1, _mm_mul_ps(r, c.c2)));
       unsigned j[4];
       index4(t, 127, j);
@@ -224,14 +195,7 @@ alignas(16) const DExp2Const kD2 = {
     .c5 = d2(0.0013333417185814622),  // c5
 };
 
-struct DExp2P {
-  using T = double;
-  using V = __m128d;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
-  static constexpr bool kNoErrShortcut = false;
+struct DExp2P : ExpPolicy<double, 4> {
   static constexpr const char* kName = "vdExp2";
   static int scalar(const double* a, double* r) { return dexp2_scalar(a, r); }
   template <int NV>
@@ -273,23 +237,15 @@ alignas(16) const DExp10Const kD10 = {
     .c5 = d2(0.5396424512945068),      // c5
 };
 
-struct DExp10P {
-  using T = double;
-  using V = __m128d;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
-  static constexpr bool kNoErrShortcut = false;
+struct DExp10P : ExpPolicy<double, 4> {
   static constexpr const char* kName = "vdExp10";
   static int scalar(const double* a, double* r) { return dexp10_scalar(a, r); }
   template <int NV>
   static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
     const DExp10Const& c = kD10;
     for (int v = 0; v < NV; ++v) {
-      const __m128d t = _mm_add_pd(_mm_mul_pd(x[v], c.c), c.s);
-      const __m128d kf = _mm_sub_pd(t, c.s);
-      const __m128d r = _mm_sub_pd(_mm_sub_pd(x[v], _mm_mul_pd(kf, c.l1)), _mm_mul_pd(kf, c.l2));
+      __m128d t;
+      const __m128d r = reduce(x[v], c, t);
       const __m128d r2 = _mm_mul_pd(r, r);
       const __m128d lo2 = _mm_add_pd(c.c1, _mm_mul_pd(r, c.c2));
       const __m128d hi3 = _mm_add_pd(_mm_add_pd(c.c3, _mm_mul_pd(r, c.c4)), _mm_mul_pd(r2, c.c5));

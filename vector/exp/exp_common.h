@@ -11,6 +11,7 @@
 #include "vector/common/consts.h"
 #include "vector/common/exact.h"
 #include "vector/exp/exp_data.h"
+#include "vector/shape.h"
 #include "vector/vops.h"
 
 namespace zev::vk::expk {
@@ -26,6 +27,14 @@ using zev::vk::iv;
 
 inline __m128 fv(__m128i v) { return _mm_castsi128_ps(v); }
 inline __m128d dv(__m128i v) { return _mm_castsi128_pd(v); }
+
+// The members of the family's policies: blocks, the unsigned reading of a
+// negative count (polynomial rows) and the per-block evaluation.
+template <class T, int Block, int BlockI = Block>
+struct ExpPolicy : Blocks<T, Block, BlockI> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
+  static constexpr bool kPerBlock = true;
+};
 
 // ---- special-lane tests ----------------------------------------------------
 
@@ -63,6 +72,17 @@ inline __m128 lanes_s(unsigned m) {
 }
 inline __m128d lanes_d(unsigned m) {
   return dv(_mm_set_epi64x(-static_cast<long long>((m >> 1) & 1), -static_cast<long long>(m & 1)));
+}
+
+// ---- reduction --------------------------------------------------------------
+
+// x = k L + r for a table step L = l1 + l2, k l1 exact: t = x c + s (c = 1/L,
+// s a rounding shifter) holds k in its low bits, kf = t - s is k as a value.
+template <class C, class V>
+inline V reduce(V x, const C& c, V& t) {
+  t = add(mul(x, c.c), c.s);
+  const V kf = sub(t, c.s);
+  return sub(sub(x, mul(kf, c.l1)), mul(kf, c.l2));
 }
 
 // ---- table fetches: one load a lane, no gather --------------------------------
@@ -110,6 +130,21 @@ inline __m128d fetch(const double* tab, const unsigned (&j)[2]) {
 }
 
 // ---- scalar helpers ---------------------------------------------------------
+
+// Infinities and NaN of the exponentials: -inf gives `low` (+0, or -1 for
+// Expm1), +inf itself, NaN quiet. False for finite x.
+inline bool nonfinite(float x, float* r, float low = 0.0f) {
+  const uint32_t u = ubits(x);
+  if ((u & 0x7F800000u) != 0x7F800000u) return false;
+  *r = u == 0xFF800000u ? low : x * x;
+  return true;
+}
+inline bool nonfinite(double x, double* r, double low = 0.0) {
+  const uint64_t u = ubits(x);
+  if ((u & 0x7FF0000000000000ull) != 0x7FF0000000000000ull) return false;
+  *r = u == 0xFFF0000000000000ull ? low : x * x;
+  return true;
+}
 
 // 2^n for -1022 <= n <= 1023.
 inline double pow2i(int n) { return dfrom(static_cast<uint64_t>(n + 1023) << 52); }

@@ -71,11 +71,7 @@ constexpr float kSExpm1Over = 88.72283172607422f;
 
 int sexpm1_scalar(const float* a, float* r) {
   const float x = *a;
-  const uint32_t u = ubits(x);
-  if ((u & 0x7F800000u) == 0x7F800000u) {
-    *r = u == 0xFF800000u ? -1.0f : x * x;
-    return 0;
-  }
+  if (nonfinite(x, r, -1.0f)) return 0;
   if (x > kSExpm1Over) {
     *r = overflow_f();
     return 3;
@@ -87,11 +83,7 @@ int sexpm1_scalar(const float* a, float* r) {
 
 int dexpm1_scalar(const double* a, double* r) {
   const double x = *a;
-  const uint64_t u = ubits(x);
-  if ((u & 0x7FF0000000000000ull) == 0x7FF0000000000000ull) {
-    *r = u == 0xFFF0000000000000ull ? -1.0 : x * x;
-    return 0;
-  }
+  if (nonfinite(x, r, -1.0)) return 0;
   if (x > kDExpm1Over) {
     *r = overflow_d();
     return 3;
@@ -143,14 +135,7 @@ inline V expm1_sum(V h, V l1, V l2, V minus_one, V big, V small) {
   return add(sum, add(z, err));
 }
 
-struct SExpm1P {
-  using T = float;
-  using V = __m128;
-  static constexpr int kBlock = 8;
-  static constexpr int kBlockI = 8;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
-  static constexpr bool kNoErrShortcut = false;
+struct SExpm1P : ExpPolicy<float, 8> {
   static constexpr const char* kName = "vsExpm1";
   static int scalar(const float* a, float* r) { return sexpm1_scalar(a, r); }
   template <int NV>
@@ -216,14 +201,7 @@ alignas(16) const DExpm1Const kDM1 = {
     .sign = i2(static_cast<int64_t>(0x8000000000000000ull)),     // the sign bit: expm1(-0) is -0
 };
 
-struct DExpm1P {
-  using T = double;
-  using V = __m128d;
-  static constexpr int kBlock = 8;
-  static constexpr int kBlockI = 8;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr bool kPerBlock = true;
-  static constexpr bool kNoErrShortcut = false;
+struct DExpm1P : ExpPolicy<double, 8> {
   static constexpr const char* kName = "vdExpm1";
   static constexpr const char* kNameI = "vdExpm1I";
   static int scalar(const double* a, double* r) { return dexpm1_scalar(a, r); }

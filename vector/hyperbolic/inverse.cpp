@@ -331,6 +331,16 @@ int sasinh_scalar(const float* a, float* r) {
   return 0;
 }
 
+// An odd function of a single from its values on |x|: lanes whose |x| bits
+// exceed `bound` are special and computed on 0 instead, so that nothing
+// raises a flag; the sign of x goes back on the result.
+template <class Core>
+inline __m128 odd_of_abs(__m128 x, int bound, __m128& special, Core core) {
+  const __m128 ax = abs_of(x);
+  special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(bound)));
+  return _mm_or_ps(core(_mm_andnot_ps(special, ax)), sign_of(x));
+}
+
 // Specials: Asinh NaN and infinities; Acosh x <= 1 (and negative, NaN),
 // infinities; Atanh |x| >= 1 and NaN. Special lanes compute on a harmless
 // value, so that nothing raises a flag.
@@ -338,11 +348,8 @@ struct SAsinhHAP : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAsinh";
   static __m128 eval(__m128 x, __m128& special) {
-    const __m128 ax = abs_of(x);
-    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x7F7FFFFF)));
-    const __m128 a = _mm_andnot_ps(special, ax);
-    const __m128 y = narrow(asinh_sd(widen_lo(a)), asinh_sd(widen_hi(a)));
-    return _mm_or_ps(y, sign_of(x));
+    return odd_of_abs(x, 0x7F7FFFFF, special,
+                      [](__m128 a) { return narrow(asinh_sd(widen_lo(a)), asinh_sd(widen_hi(a))); });
   }
   static int scalar(const float* a, float* r) { return sasinh_scalar(a, r); }
 };
@@ -386,9 +393,7 @@ struct SAsinhSingle : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAsinh";
   static __m128 one(__m128 x, __m128& special) {
-    const __m128 ax = abs_of(x);
-    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x7E7FFFFF)));
-    return _mm_or_ps(asinh_sf<L>(_mm_andnot_ps(special, ax)), sign_of(x));
+    return odd_of_abs(x, 0x7E7FFFFF, special, [](__m128 a) { return asinh_sf<L>(a); });
   }
   static int scalar(const float* a, float* r) { return sasinh_scalar_wide(a, r); }
 };
@@ -411,9 +416,7 @@ struct SAtanhSingle : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAtanh";
   static __m128 one(__m128 x, __m128& special) {
-    const __m128 ax = abs_of(x);
-    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x3F7FFFFF)));
-    return _mm_or_ps(atanh_sf<L>(_mm_andnot_ps(special, ax)), sign_of(x));
+    return odd_of_abs(x, 0x3F7FFFFF, special, [](__m128 a) { return atanh_sf<L>(a); });
   }
   static int scalar(const float* a, float* r) { return atanh_scalar(a, r); }
 };
@@ -425,11 +428,8 @@ struct SAtanhHAP : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAtanh";
   static __m128 eval(__m128 x, __m128& special) {
-    const __m128 ax = abs_of(x);
-    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x3F7FFFFF)));
-    const __m128 a = _mm_andnot_ps(special, ax);
-    const __m128 y = narrow(atanh_sd(widen_lo(a)), atanh_sd(widen_hi(a)));
-    return _mm_or_ps(y, sign_of(x));
+    return odd_of_abs(x, 0x3F7FFFFF, special,
+                      [](__m128 a) { return narrow(atanh_sd(widen_lo(a)), atanh_sd(widen_hi(a))); });
   }
   static int scalar(const float* a, float* r) { return atanh_scalar(a, r); }
 };

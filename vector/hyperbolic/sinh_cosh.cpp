@@ -35,6 +35,15 @@ inline void pow2_pair_cut(__m128d t, __m128d& up, __m128d& down) {
   down = _mm_mul_pd(cut, _mm_set1_pd(0x1p63));
 }
 
+// a = k ln2 + r, k a multiple of the ulp of c.shift, left in the low bits of t;
+// k l1 is exact and ln2 = l1 + l2.
+template <class C>
+inline __m128d reduce_ln2(__m128d a, const C& c, __m128d& t) {
+  t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
+  const __m128d k = _mm_sub_pd(t, c.shift);
+  return _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.l1)), _mm_mul_pd(k, c.l2));
+}
+
 // ---- dSinh -----------------------------------------------------------------------
 
 struct DSinhConst {
@@ -66,9 +75,8 @@ constexpr Range32 kDSinhRange = range32(0x3CA00000u, 0x4084EE33u);
 template <bool Full, bool Split = false>
 inline __m128d sinh_abs(__m128d a) {
   const DSinhConst& c = kDSinh;
-  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
-  const __m128d k = _mm_sub_pd(t, c.shift);
-  const __m128d r = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.l1)), _mm_mul_pd(k, c.l2));
+  __m128d t;
+  const __m128d r = reduce_ln2(a, c, t);
   unsigned j[2];
   rows2(t, 15, j);
   __m128d up, down;
@@ -189,9 +197,8 @@ constexpr I4 kDCoshBound = i4(0x40861D99);
 // E and O the even and odd parts.
 inline __m128d cosh_abs(__m128d a) {
   const DCoshConst& c = kDCosh;
-  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
-  const __m128d k = _mm_sub_pd(t, c.shift);
-  const __m128d r = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.l1)), _mm_mul_pd(k, c.l2));
+  __m128d t;
+  const __m128d r = reduce_ln2(a, c, t);
   unsigned j[2];
   rows2(t, 127, j);
   __m128d up, down;
@@ -277,9 +284,8 @@ constexpr I4 kSHypBound = i4(0x42B20000);
 template <bool Cosh>
 inline __m128d sinhcosh_d(__m128d a) {
   const SHypConst& c = kSHyp;
-  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
-  const __m128d k = _mm_sub_pd(t, c.shift);
-  const __m128d r = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.l1)), _mm_mul_pd(k, c.l2));
+  __m128d t;
+  const __m128d r = reduce_ln2(a, c, t);
   unsigned j[2];
   rows2(t, 127, j);
   __m128d up, down;

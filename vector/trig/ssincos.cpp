@@ -10,6 +10,7 @@
 //
 // Lanes above 10000 (and NaN, Inf) take the large path in the same block: the
 // double table path with its vector Payne-Hanek reduction, rounded to float.
+#include "vector/common/level.h"
 #include "vector/shape.h"
 #include "vector/trig/ssincos_core.h"
 
@@ -27,83 +28,45 @@ struct SBase {
   static int scalar(const float* x, float* r) { return not_finite_lane(*x, r); }
 };
 
-struct SSinHA : SBase {
-  static constexpr int kBlock = 16;
-  static constexpr const char* kName = "vsSin";
-  static V eval(V x, V& special) {
-    const V a = abs_of(x);
-    special = not_finite(a);
-    const SinRed q = sin_n(a);
-    const V y = _mm_xor_ps(sin_reduced_ha(a, q.n), _mm_xor_ps(parity_sign(q.t), sign_of(x)));
-    return with_large(x, a, y, 0);
-  }
-};
-
-struct SSinLA : SBase {
-  static constexpr int kBlock = 8;
-  static constexpr const char* kName = "vsSin";
-  static V eval(V x, V& special) {
-    const SConst& c = kS;
-    const V a = abs_of(x);
-    special = not_finite(a);
-    const SinRed q = sin_n(a);
-    const V y = _mm_xor_ps(poly_la(reduce4(a, q.n), c.c1, c.c2, c.c3, c.c4),
-                           _mm_xor_ps(parity_sign(q.t), sign_of(x)));
-    return with_large(x, a, y, 0);
-  }
-};
-
 inline __m128 reduce3(__m128 a, __m128 n) {
   const SConst& c = kS;
   const __m128 r = _mm_sub_ps(_mm_sub_ps(a, _mm_mul_ps(n, c.p1)), _mm_mul_ps(n, c.p2));
   return _mm_sub_ps(r, _mm_mul_ps(n, c.e3));
 }
 
-struct SSinEP : SBase {
-  static constexpr int kBlock = 8;
+// The odd polynomial of a reduced by n at each level: HA in double, rounded
+// once; LA on the four-part reduction; EP on three parts, with the cosine's
+// own first coefficient.
+template <Level L, bool Cos>
+inline __m128 sin_reduced(__m128 a, __m128 n) {
+  const SConst& c = kS;
+  if constexpr (L == Level::HA) return sin_reduced_ha(a, n);
+  else if constexpr (L == Level::LA) return poly_la(reduce4(a, n), c.c1, c.c2, c.c3, c.c4);
+  else return poly_ep(reduce3(a, n), Cos ? c.q1cos : c.q1);
+}
+
+template <Level L>
+struct SSinP : SBase {
+  static constexpr int kBlock = L == Level::HA ? 16 : 8;
   static constexpr const char* kName = "vsSin";
   static V eval(V x, V& special) {
     const V a = abs_of(x);
     special = not_finite(a);
     const SinRed q = sin_n(a);
-    const V y = _mm_xor_ps(poly_ep(reduce3(a, q.n), kS.q1), _mm_xor_ps(parity_sign(q.t), sign_of(x)));
+    const V y = _mm_xor_ps(sin_reduced<L, false>(a, q.n), _mm_xor_ps(parity_sign(q.t), sign_of(x)));
     return with_large(x, a, y, 0);
   }
 };
 
-struct SCosHA : SBase {
-  static constexpr int kBlock = 16;
+template <Level L>
+struct SCosP : SBase {
+  static constexpr int kBlock = L == Level::HA ? 16 : 8;
   static constexpr const char* kName = "vsCos";
   static V eval(V x, V& special) {
     const V a = abs_of(x);
     special = not_finite(a);
     const SinRed q = cos_n(a);
-    const V y = cos_one(a, _mm_xor_ps(sin_reduced_ha(a, q.n), parity_sign(q.t)));
-    return with_large(x, a, y, 128);
-  }
-};
-
-struct SCosLA : SBase {
-  static constexpr int kBlock = 8;
-  static constexpr const char* kName = "vsCos";
-  static V eval(V x, V& special) {
-    const SConst& c = kS;
-    const V a = abs_of(x);
-    special = not_finite(a);
-    const SinRed q = cos_n(a);
-    const V y = cos_one(a, _mm_xor_ps(poly_la(reduce4(a, q.n), c.c1, c.c2, c.c3, c.c4), parity_sign(q.t)));
-    return with_large(x, a, y, 128);
-  }
-};
-
-struct SCosEP : SBase {
-  static constexpr int kBlock = 8;
-  static constexpr const char* kName = "vsCos";
-  static V eval(V x, V& special) {
-    const V a = abs_of(x);
-    special = not_finite(a);
-    const SinRed q = cos_n(a);
-    const V y = cos_one(a, _mm_xor_ps(poly_ep(reduce3(a, q.n), kS.q1cos), parity_sign(q.t)));
+    const V y = cos_one(a, _mm_xor_ps(sin_reduced<L, true>(a, q.n), parity_sign(q.t)));
     return with_large(x, a, y, 128);
   }
 };
@@ -155,11 +118,11 @@ struct SSinCosLAEP : SSinCosBase {
 
 using namespace zev::vk;
 
-ZEV_KERNELS(sSin, ha, SSinHA)
-ZEV_KERNELS(sSin, la, SSinLA)
-ZEV_KERNELS(sSin, ep, SSinEP)
-ZEV_KERNELS(sCos, ha, SCosHA)
-ZEV_KERNELS(sCos, la, SCosLA)
-ZEV_KERNELS(sCos, ep, SCosEP)
+ZEV_KERNELS(sSin, ha, SSinP<Level::HA>)
+ZEV_KERNELS(sSin, la, SSinP<Level::LA>)
+ZEV_KERNELS(sSin, ep, SSinP<Level::EP>)
+ZEV_KERNELS(sCos, ha, SCosP<Level::HA>)
+ZEV_KERNELS(sCos, la, SCosP<Level::LA>)
+ZEV_KERNELS(sCos, ep, SCosP<Level::EP>)
 ZEV_KERNELS(sSinCos, ha, SSinCosHA)
 ZEV_KERNELS(sSinCos, laep, SSinCosLAEP)

@@ -18,15 +18,14 @@ using namespace trig;
 inline __m128d sign_of(__m128d x) { return _mm_and_pd(x, kTab.sign); }
 inline __m128d abs_of(__m128d x) { return _mm_and_pd(x, kTab.abs); }
 
-struct DBase {
-  using T = double;
-  using V = __m128d;
-  static constexpr int kBlock = 4;
-  static constexpr int kBlockI = 4;
+// The members of every Tan policy: NaN and infinities are the special lanes.
+template <class T, int Block>
+struct TanBase : Blocks<T, Block> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr const char* kName = "vdTan";
-  static int scalar(const double* x, double* r) { return not_finite_lane(*x, r); }
+  static constexpr const char* kName = sizeof(T) == 8 ? "vdTan" : "vsTan";
+  static int scalar(const T* x, T* r) { return not_finite_lane(*x, r); }
 };
+using DBase = TanBase<double, 4>;
 
 struct DTanHA : DBase {
   static V eval(V x, V& special) {
@@ -153,15 +152,7 @@ __attribute__((noinline)) __m128 stan_large(__m128 x, __m128 large, __m128 y) {
   return select(large, v, y);
 }
 
-struct SBase {
-  using T = float;
-  using V = __m128;
-  static constexpr int kBlock = 8;
-  static constexpr int kBlockI = 8;
-  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
-  static constexpr const char* kName = "vsTan";
-  static int scalar(const float* x, float* r) { return not_finite_lane(*x, r); }
-};
+using SBase = TanBase<float, 8>;
 
 // k and r in float, N and D in float, one division.
 struct STanLAEP : SBase {

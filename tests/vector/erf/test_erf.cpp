@@ -18,6 +18,7 @@
 #include "guarded.h"
 #include "one_call.h"
 #include "mpfr_ulp.h"
+#include "tools/erf_tables/erf_inverse_mpfr.h"
 #include "zev/zev_vqm.h"
 
 namespace {
@@ -28,90 +29,15 @@ using zevtest::ModeScope;
 using zevtest::MpfrFn;
 using zevtest::ulp_error;
 
-// ---- MPFR references of the functions MPFR lacks ------------------------------
+// ---- MPFR references of the functions MPFR lacks (shared with the ulp tool) ---
 
-int mp_cdfnorm(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
-  mpfr_t t;
-  mpfr_init2(t, mpfr_get_prec(y) + 64);
-  mpfr_sqrt_ui(t, 2, MPFR_RNDN);
-  mpfr_div(t, x, t, MPFR_RNDN);
-  mpfr_neg(t, t, MPFR_RNDN);
-  mpfr_erfc(t, t, MPFR_RNDN);
-  mpfr_div_2ui(y, t, 1, MPFR_RNDN);
-  mpfr_clear(t);
+template <void (*F)(mpfr_ptr, mpfr_srcptr)>
+int as_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
+  F(y, x);
   return 0;
 }
-
-// z with erf(z) = t (pole false) or erfc(z) = t, t > 0, by Newton's method.
-void solve(mpfr_t z, mpfr_srcptr t, bool pole) {
-  mpfr_t f, g;
-  mpfr_inits2(mpfr_get_prec(z), f, g, (mpfr_ptr)0);
-  if (pole) {
-    mpfr_log(z, t, MPFR_RNDN);
-    mpfr_neg(z, z, MPFR_RNDN);
-    mpfr_sqrt(z, z, MPFR_RNDN);
-  } else {
-    mpfr_mul_d(z, t, 0.886, MPFR_RNDN);
-  }
-  for (int i = 0; i < 300; ++i) {
-    pole ? mpfr_erfc(f, z, MPFR_RNDN) : mpfr_erf(f, z, MPFR_RNDN);
-    mpfr_sub(f, f, t, MPFR_RNDN);
-    mpfr_sqr(g, z, MPFR_RNDN);
-    mpfr_neg(g, g, MPFR_RNDN);
-    mpfr_exp(g, g, MPFR_RNDN);
-    mpfr_mul_d(g, g, pole ? -1.1283791670955126 : 1.1283791670955126, MPFR_RNDN);
-    mpfr_div(f, f, g, MPFR_RNDN);
-    mpfr_sub(z, z, f, MPFR_RNDN);
-    if (mpfr_zero_p(f) || mpfr_get_exp(f) < mpfr_get_exp(z) - 180) break;
-  }
-  mpfr_clears(f, g, (mpfr_ptr)0);
-}
-
-// erfcinv(u) times `scale`, u in (0, 2), u != 1 handled by the callers' inputs.
-void erfcinv_scaled(mpfr_ptr y, mpfr_srcptr u, double scale) {
-  mpfr_t z, t;
-  mpfr_init2(z, 256);
-  mpfr_init2(t, 1200);
-  double sign = 1;
-  if (mpfr_cmp_d(u, 0.5) < 0) {
-    solve(z, u, true);
-  } else if (mpfr_cmp_d(u, 1.5) > 0) {
-    mpfr_ui_sub(t, 2, u, MPFR_RNDN);
-    solve(z, t, true);
-    sign = -1;
-  } else {
-    mpfr_ui_sub(t, 1, u, MPFR_RNDN);
-    if (mpfr_sgn(t) < 0) sign = -1;
-    mpfr_abs(t, t, MPFR_RNDN);
-    solve(z, t, false);
-  }
-  mpfr_sqrt_ui(t, 2, MPFR_RNDN);
-  if (scale != 1) mpfr_mul(z, z, t, MPFR_RNDN);
-  mpfr_mul_d(z, z, sign * (scale < 0 ? -1 : 1), MPFR_RNDN);
-  mpfr_set(y, z, MPFR_RNDN);
-  mpfr_clears(z, t, (mpfr_ptr)0);
-}
-
-int mp_erfinv(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
-  mpfr_t u;
-  mpfr_init2(u, 1200);
-  mpfr_ui_sub(u, 1, x, MPFR_RNDN);
-  erfcinv_scaled(y, u, 1);
-  mpfr_clear(u);
-  return 0;
-}
-int mp_erfcinv(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
-  erfcinv_scaled(y, x, 1);
-  return 0;
-}
-int mp_cdfnorminv(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t) {
-  mpfr_t u;
-  mpfr_init2(u, 80);
-  mpfr_mul_2ui(u, x, 1, MPFR_RNDN);
-  erfcinv_scaled(y, u, -1);
-  mpfr_clear(u);
-  return 0;
-}
+constexpr MpfrFn mp_cdfnorm = as_ref<zev::erfmp::cdfnorm>, mp_erfinv = as_ref<zev::erfmp::erfinv>,
+                 mp_erfcinv = as_ref<zev::erfmp::erfcinv>, mp_cdfnorminv = as_ref<zev::erfmp::cdfnorminv>;
 
 // ---- the entries ------------------------------------------------------------------
 
