@@ -32,7 +32,7 @@ alignas(16) inline constexpr TanConst kTan = {
 
 // tan(B + rh + rl) for two lanes; red.j carries the row in its low 8 bits.
 template <class E>
-inline __m128d tan_pivot(__m128d rh, __m128d rl, __m128i j) {
+[[gnu::always_inline]] inline __m128d tan_pivot(__m128d rh, __m128d rl, __m128i j) {
   const TanConst& c = kTan;
   const uint64_t lo = static_cast<uint64_t>(_mm_cvtsi128_si64(j)) & 255;
   const uint64_t hi = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_shuffle_epi32(j, _MM_SHUFFLE(3, 2, 3, 2)))) & 255;

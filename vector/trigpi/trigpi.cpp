@@ -51,12 +51,14 @@
 #include "vector/common/level.h"
 #include "vector/common/range.h"
 #include "vector/shape.h"
+#include "vector/trigpi/trigpi_table.h"
 #include "vector/vops.h"
 
 namespace zev::vk {
 namespace {
 
-#include "vector/trigpi/trigpi_coeffs.inc"
+using trigpi::Degree;
+using trigpi::HalfTurn;
 
 enum class Fn { Sin, Cos, Tan };
 
@@ -80,6 +82,10 @@ constexpr Consts<U> make_consts() {
 }
 template <class U>
 inline constexpr Consts<U> kK = make_consts<U>();
+
+// The largest double lane of the vector path.
+template <class U>
+constexpr double kLargest = std::is_same_v<U, HalfTurn> ? 0x1.fffffffffffffp1023 : 0x1.fffffffffffffp45;
 
 template <class U>
 constexpr double kPeriod = std::is_same_v<U, HalfTurn> ? 2.0 : 360.0;
@@ -195,9 +201,13 @@ inline __m128d sin_half_turn(__m128d a) {
 // One function of |x| on two double lanes, before the sign of x; `pole`
 // marks the tangent's poles. Double HA goes through the pairs.
 template <Fn F, class U, class T, Level L>
-inline __m128d core(__m128d a, __m128d& pole) {
+[[gnu::always_inline]] inline __m128d core(__m128d a, __m128d& pole) {
   const auto& k = kK<U>;
   if constexpr (sizeof(T) == 4 && F != Fn::Tan) return sin_half_turn<F, U, L>(a);
+  // Double HA and LA sine and cosine, and the HA tangent: the circle table.
+  if constexpr (sizeof(T) == 8 && F != Fn::Tan && L != Level::EP)
+    return trigpi::table_sin_cos<U, L == Level::HA>(a, F == Fn::Cos ? 128 : 0);
+  if constexpr (sizeof(T) == 8 && F == Fn::Tan && L == Level::HA) return trigpi::table_tan<U, HwEstimate>(a, pole);
   const Red r = reduce<U>(a);
   constexpr bool pair = sizeof(T) == 8 && L == Level::HA;
   DD s, c;
@@ -301,18 +311,33 @@ constexpr const char* kNames[2][2][3] = {
     {{"vdSinpi", "vdCospi", "vdTanpi"}, {"vdSind", "vdCosd", "vdTand"}},
 };
 
+// The table kernels (HA, and LA but the tangent) run blocks of 4: the
+// compiler keeps two of them in registers, not four.
 template <Fn F, class U, Level L>
-struct DPolicy : Blocks<double, 8> {
+struct DPolicy : Blocks<double, (L == Level::HA || (L == Level::LA && F != Fn::Tan)) ? 4 : 8> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = kNames[1][std::is_same_v<U, Degree>][static_cast<int>(F)];
-  static __m128d eval(__m128d x, __m128d& special) {
-    // Tiny, infinite and NaN lanes; degrees also from 2^46 on.
-    static constexpr Range32 kOrdinary = range32(0x01700000u, std::is_same_v<U, HalfTurn> ? 0x7FEFFFFFu : 0x42CFFFFFu);
-    const __m128d sgn = and_(x, kK<U>.sign);
+  // The vectors of a block unrolled, so that their long chains overlap.
+  static constexpr bool kPerBlock = true;
+  template <int NV>
+  static unsigned eval(const __m128d (&x)[NV], __m128d (&y)[NV]) {
+    unsigned mask = 0;
+#pragma GCC unroll 8
+    for (int k = 0; k < NV; ++k) {
+      __m128d special;
+      y[k] = eval(x[k], special);
+      mask |= static_cast<unsigned>(_mm_movemask_pd(special)) << (2 * k);
+    }
+    return mask;
+  }
+  [[gnu::always_inline]] static __m128d eval(__m128d x, __m128d& special) {
+    // Tiny lanes (zeros included), infinities and NaN; degrees also from
+    // 2^46 on.
+    const __m128d sgn = and_(x, kK<U>.sign), a = xor_(x, sgn);
     __m128d pole = _mm_setzero_pd();
-    __m128d y = core<F, U, double, L>(xor_(x, sgn), pole);
+    __m128d y = core<F, U, double, L>(a, pole);
     if constexpr (F != Fn::Cos) y = xor_(y, sgn);
-    special = or_(_mm_castsi128_pd(outside(abs_high_words(x), kOrdinary)), pole);
+    special = or_(or_(_mm_cmplt_pd(a, d1(0x1p-1000)), _mm_cmpnle_pd(a, d1(kLargest<U>))), pole);
     return y;
   }
   static int scalar(const double* a, double* r) { return scalar_fn<F, U, double, L>(a, r); }
