@@ -68,7 +68,7 @@ enum class Fn { Sin, Cos, Tan };
 template <class U>
 struct Consts {
   __m128d c, hi, lo, h2, h2hi, h2lo, sin[8], cos[8];
-  __m128d quarter, shifter, inv_step, step, sign, one, zero_pos, clamp, mask_z;
+  __m128d quarter, shifter, inv_step, step, sign, one, zero_pos, clamp, mask_z, fit[4];
 };
 template <class U>
 constexpr Consts<U> make_consts() {
@@ -78,6 +78,12 @@ constexpr Consts<U> make_consts() {
               q2(0x8000000000000000ull), d2(1.0), d2(0.0), d2(half ? 0x1p53 : 0x1p46),
               q2(0xFFFFFFFFFFE00000ull)};
   for (int i = 0; i < 8; ++i) k.sin[i] = d2(U::kSin[i]), k.cos[i] = d2(U::kCos[i]);
+  // The fitted polynomial of the single radian sine at HA, sin s ~ s + s^3
+  // (f1 + s^2 (f2 + s^2 (f3 + s^2 f4))) on |s| <= pi/2, in v = s / c: the
+  // coefficient of v^(2i+3) is f(i+1) c^(2i+3).
+  constexpr double f[4] = {-0.1666665955042783, 0.00833306624608569, -0.00019809602902257352, 2.605780638722852e-06};
+  double cp = U::kC * U::kC * U::kC;
+  for (int i = 0; i < 4; ++i, cp *= U::kC * U::kC) k.fit[i] = d2(f[i] * cp);
   return k;
 }
 template <class U>
@@ -172,30 +178,84 @@ template <class T, Level L>
 constexpr int kTerms[2] = {sizeof(T) == 8 ? (L == Level::EP ? 5 : 7) : (L == Level::HA ? 5 : L == Level::LA ? 4 : 2),
                            sizeof(T) == 8 ? (L == Level::EP ? 4 : 7) : (L == Level::HA ? 5 : L == Level::LA ? 4 : 2)};
 
-// Single Sin and Cos: one series on a half turn. w = a (sine) or a + a
-// quarter turn (cosine; exact for every a that matters, and for tiny a its
-// rounding moves cos by far less than a single ulp); k = round(w / half turn)
-// and r = w - k half turns, exact, |r| <= a quarter turn; the function is
-// (-1)^k sin(c r).
-template <Fn F, class U, Level L>
+// Single Sin and Cos, and double EP: one series on a half turn. k = round(a /
+// half turn) for the sine, round(a / half turn + 1/2) for the cosine, and
+// r = a - k half turns (sine) or a - (k - 1/2) half turns (cosine), |r| <= a
+// quarter turn, exact (for the cosine of a below 1/8 turn up to a rounding
+// where the function is flat); the function is (-1)^k sin(c r). The series
+// of sin(c r) is cut after a positive term (to v^9 or v^13), so it never
+// falls short of a unit: clamped to [-1, 1], it gives +-1 exactly at
+// r = +-quarter turn, and elsewhere the clamp moves nothing but its excess.
+// The fitted polynomial of sin(c r), |r| <= a quarter turn, for single HA
+// and LA: within 2^-26 of the value, so that the float of +-quarter turn is
+// +-1 exactly and no float result passes 1.
+template <class U>
+inline __m128d half_turn_fit(__m128d r) {
+  const auto& k = kK<U>;
+  const __m128d z = mul(r, r), z2 = mul(z, z);
+  const __m128d p = add(add(k.fit[0], mul(z, k.fit[1])), mul(z2, add(k.fit[2], mul(z, k.fit[3]))));
+  return mul(r, add(k.c, mul(z, p)));
+}
+
+// The series of sin(c r), |r| <= a quarter turn, clamped to [-1, 1].
+template <class U, int N>
+inline __m128d half_turn_series(__m128d r) {
+  const auto& k = kK<U>;
+  static_assert(N % 2 == 0, "the last term of the series must be positive");
+  const __m128d z = mul(r, r);
+  __m128d p;
+  if constexpr (N == 6) {  // Estrin's scheme: a shorter chain
+    const __m128d z2 = mul(z, z);
+    const __m128d p01 = add(k.sin[0], mul(z, k.sin[1])), p23 = add(k.sin[2], mul(z, k.sin[3]));
+    const __m128d p45 = add(k.sin[4], mul(z, k.sin[5]));
+    p = add(p01, mul(z2, add(p23, mul(z2, p45))));
+  } else {
+    p = series<N>(k.sin, z);
+  }
+  const __m128d y = mul(r, add(k.c, mul(z, p)));
+  return _mm_min_pd(_mm_max_pd(y, _mm_set1_pd(-1.0)), k.one);
+}
+// Terms of the series past c r: to v^9 (single EP) or v^13.
+template <class T, Level L>
+constexpr int kHalfTurnTerms = sizeof(T) == 4 && L == Level::EP ? 4 : 6;
+
+template <Fn F, class U, class T, Level L>
 inline __m128d sin_half_turn(__m128d a) {
   const auto& k = kK<U>;
   constexpr bool half = std::is_same_v<U, HalfTurn>;
-  constexpr int kN = L == Level::HA ? 6 : L == Level::LA ? 5 : 4;  // to v^13, v^11, v^9
-  // From 2^24 on every float is an even integer (half-turns): the cut keeps
-  // every result. Degree lanes from 2^46 on are special.
-  a = _mm_min_pd(a, _mm_set1_pd(half ? 0x1p24 : 0x1p46));
   const __m128d w = F == Fn::Cos ? add(a, _mm_set1_pd(half ? 0.5 : 90.0)) : a;
   const __m128d t = add(mul(w, _mm_set1_pd(half ? 1.0 : 1.0 / 180)), k.shifter);
-  const __m128d kf = sub(t, k.shifter);
-  const __m128d r = sub(w, mul(kf, _mm_set1_pd(half ? 1.0 : 180.0)));
-  const __m128d z = mul(r, r);
-  __m128d y = mul(r, add(k.c, mul(z, series<kN>(k.sin, z))));
-  // +-1 exactly at r = +-quarter turn, which the series only approximates.
-  const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign, r), _mm_set1_pd(half ? 0.5 : 90.0));
-  y = select(at1, or_(and_(r, k.sign), k.one), y);
+  __m128d m = mul(sub(t, k.shifter), _mm_set1_pd(half ? 1.0 : 180.0));
+  if constexpr (F == Fn::Cos) m = sub(m, _mm_set1_pd(half ? 0.5 : 90.0));
+  const __m128d r = sub(a, m);
+  const __m128d y =
+      sizeof(T) == 4 && L != Level::EP ? half_turn_fit<U>(r) : half_turn_series<U, kHalfTurnTerms<T, L>>(r);
   const __m128d flip = _mm_castsi128_pd(_mm_slli_epi64(_mm_castpd_si128(t), 63));
   return add(xor_(y, flip), k.zero_pos);  // a zero comes out +0
+}
+
+// Single Sin and Cos of lanes below 2^22 (half turns or degrees): k =
+// round(a / half turn) and r = a - k half turns in float, exact; the sine is
+// (-1)^k sin(c r), the cosine (-1)^k sin(c (quarter - |r|)), the quarter
+// turn taken in double, exactly. The same values as sin_half_turn.
+template <Fn F, class U, Level L>
+inline __m128 sin_half_turn_float(__m128 a) {
+  constexpr bool half = std::is_same_v<U, HalfTurn>;
+  const __m128 shifter = _mm_set1_ps(0x1.8p23f);
+  const __m128 t = add(half ? a : mul(a, _mm_set1_ps(1.0f / 180)), shifter);
+  const __m128 kf = sub(t, shifter);
+  const __m128 r = sub(a, half ? kf : mul(kf, _mm_set1_ps(180.0f)));
+  __m128d r0 = widen_lo(r), r1 = widen_hi(r);
+  if constexpr (F == Fn::Cos) {
+    const __m128d q = _mm_set1_pd(half ? 0.5 : 90.0), sign = kK<U>.sign;
+    r0 = sub(q, andnot(sign, r0));
+    r1 = sub(q, andnot(sign, r1));
+  }
+  constexpr int kN = kHalfTurnTerms<float, L>;
+  const __m128 y = L == Level::EP ? narrow(half_turn_series<U, kN>(r0), half_turn_series<U, kN>(r1))
+                                  : narrow(half_turn_fit<U>(r0), half_turn_fit<U>(r1));
+  const __m128 flip = _mm_castsi128_ps(_mm_slli_epi32(_mm_castps_si128(t), 31));
+  return add(xor_(y, flip), _mm_setzero_ps());  // a zero comes out +0
 }
 
 // One function of |x| on two double lanes, before the sign of x; `pole`
@@ -203,7 +263,7 @@ inline __m128d sin_half_turn(__m128d a) {
 template <Fn F, class U, class T, Level L>
 [[gnu::always_inline]] inline __m128d core(__m128d a, __m128d& pole) {
   const auto& k = kK<U>;
-  if constexpr (sizeof(T) == 4 && F != Fn::Tan) return sin_half_turn<F, U, L>(a);
+  if constexpr (F != Fn::Tan && (sizeof(T) == 4 || L == Level::EP)) return sin_half_turn<F, U, T, L>(a);
   // Double HA and LA sine and cosine, and the HA tangent: the circle table.
   if constexpr (sizeof(T) == 8 && F != Fn::Tan && L != Level::EP)
     return trigpi::table_sin_cos<U, L == Level::HA>(a, F == Fn::Cos ? 128 : 0);
@@ -331,13 +391,21 @@ struct DPolicy : Blocks<double, (L == Level::HA || (L == Level::LA && F != Fn::T
     return mask;
   }
   [[gnu::always_inline]] static __m128d eval(__m128d x, __m128d& special) {
-    // Tiny lanes (zeros included), infinities and NaN; degrees also from
-    // 2^46 on.
-    const __m128d sgn = and_(x, kK<U>.sign), a = xor_(x, sgn);
+    // Special: tiny lanes (zeros included), infinities and NaN; degrees
+    // also from 2^46 on. One test for them and for the half turns from 2^43
+    // on, which the cores take only after cut_big.
+    const __m128d sgn = and_(x, kK<U>.sign);
+    __m128d a = xor_(x, sgn);
+    special = _mm_setzero_pd();
+    const __m128d rare = or_(_mm_cmplt_pd(a, d1(0x1p-1000)), _mm_cmpnlt_pd(a, trigpi::kTableUnit<U>.big));
+    if (__builtin_expect(_mm_movemask_pd(rare) != 0, 0)) {
+      special = or_(_mm_cmplt_pd(a, d1(0x1p-1000)), _mm_cmpnle_pd(a, d1(kLargest<U>)));
+      a = trigpi::cut_big<U>(a);
+    }
     __m128d pole = _mm_setzero_pd();
     __m128d y = core<F, U, double, L>(a, pole);
     if constexpr (F != Fn::Cos) y = xor_(y, sgn);
-    special = or_(or_(_mm_cmplt_pd(a, d1(0x1p-1000)), _mm_cmpnle_pd(a, d1(kLargest<U>))), pole);
+    special = or_(special, pole);
     return y;
   }
   static int scalar(const double* a, double* r) { return scalar_fn<F, U, double, L>(a, r); }
@@ -347,17 +415,45 @@ template <Fn F, class U, Level L>
 struct SPolicy : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = kNames[0][std::is_same_v<U, Degree>][static_cast<int>(F)];
-  static __m128 eval(__m128 x, __m128& special) {
+  // The vectors of a block unrolled, so that their chains overlap.
+  static constexpr bool kPerBlock = true;
+  template <int NV>
+  static unsigned eval(const __m128 (&x)[NV], __m128 (&y)[NV]) {
+    unsigned mask = 0;
+#pragma GCC unroll 8
+    for (int k = 0; k < NV; ++k) {
+      __m128 special;
+      y[k] = eval(x[k], special);
+      mask |= static_cast<unsigned>(_mm_movemask_ps(special)) << (4 * k);
+    }
+    return mask;
+  }
+  [[gnu::always_inline]] static __m128 eval(__m128 x, __m128& special) {
     // Infinities and NaN; degrees also from 2^46 on.
     static constexpr Range32 kOrdinary = range32(0u, std::is_same_v<U, HalfTurn> ? 0x7F7FFFFFu : 0x567FFFFFu);
+    // One test for them and for the half turns from 2^43 on, which the
+    // cores take only after cut_big; Sin and Cos reduce in float below 2^22.
     const __m128 sgn = and_(x, _mm_set1_ps(-0.0f));
     const __m128 ax = xor_(x, sgn);
+    if constexpr (F != Fn::Tan) {
+      if (__builtin_expect(_mm_movemask_ps(_mm_cmpnlt_ps(ax, _mm_set1_ps(0x1p22f))) == 0, 1)) {
+        special = _mm_setzero_ps();
+        const __m128 y = sin_half_turn_float<F, U, L>(ax);
+        return F == Fn::Cos ? y : xor_(y, sgn);
+      }
+    }
+    __m128d a0 = widen_lo(ax), a1 = widen_hi(ax);
+    special = _mm_setzero_ps();
+    if (__builtin_expect(_mm_movemask_ps(_mm_cmpnlt_ps(ax, _mm_set1_ps(std::is_same_v<U, HalfTurn> ? 0x1p43f : 0x1p46f))) != 0, 0)) {
+      special = _mm_castsi128_ps(outside(abs_bits(x), kOrdinary));
+      a0 = trigpi::cut_big<U>(a0);
+      a1 = trigpi::cut_big<U>(a1);
+    }
     __m128d p0 = _mm_setzero_pd(), p1 = _mm_setzero_pd();
-    const __m128d y0 = core<F, U, float, L>(widen_lo(ax), p0);
-    const __m128d y1 = core<F, U, float, L>(widen_hi(ax), p1);
+    const __m128d y0 = core<F, U, float, L>(a0, p0);
+    const __m128d y1 = core<F, U, float, L>(a1, p1);
     __m128 y = narrow(y0, y1);
     if constexpr (F != Fn::Cos) y = xor_(y, sgn);
-    special = _mm_castsi128_ps(outside(abs_bits(x), kOrdinary));
     if constexpr (F == Fn::Tan)
       special = or_(special, _mm_shuffle_ps(_mm_castpd_ps(p0), _mm_castpd_ps(p1), _MM_SHUFFLE(2, 0, 2, 0)));
     return y;

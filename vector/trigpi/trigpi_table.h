@@ -66,11 +66,10 @@ __attribute__((noinline)) __m128d cut_big(__m128d a) {
 }
 
 // a = |x| cut to a row and the remainder r + e in radians (e = 0 with Exact
-// false, for LA: r = c v rounded once).
+// false, for LA: r = c v rounded once); a below `big` (cut_big first).
 template <class U, bool Exact>
 [[gnu::always_inline]] inline trig::Reduced reduce_rows(__m128d a) {
   const TableUnit& k = kTableUnit<U>;
-  if (__builtin_expect(_mm_movemask_pd(_mm_cmpnlt_pd(a, k.big)) != 0, 0)) a = cut_big<U>(a);
   // Half turns: w = 256 a is exact and v = w - k is in 1/256 half turns
   // (the constants c carry the 1/256); degrees: v = a - 45/64 k.
   const __m128d w = mul(a, k.inv_step);
