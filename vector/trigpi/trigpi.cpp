@@ -1,45 +1,41 @@
 // Sine, cosine and tangent of half-turns (Sinpi(x) = sin(pi x)) and of
 // degrees (Sind(x) = sin(x pi/180)), single and double, three levels each.
 //
-// Reduction, exact for every finite x. Half-turns: a = |x| is cut to 2^53
-// (every double from there on is an even integer, so nothing changes), the
-// multiples of 4 go by one rounding sum, a - ((a + 2^54) - 2^54), and the
-// multiple k of 1/2 nearest to the rest b by the rounding shifter: v = b - k/2,
-// |v| <= 1/4, every step exact. Degrees: k = round(a/90) by the shifter and
-// v = a - 90 k, |v| <= 45 (plus a rounding of a/90 near the half-way points),
-// exact while a < 2^46 (90 k holds 46 bits at most); larger a go to the scalar
-// function, which takes fmod(x, 360) (exact) first. k mod 4 is the quadrant:
-// with S = sin(c v), C = cos(c v) (c = pi or pi/180) the sine of the argument
-// is S, C, -S, -C, the cosine that of quadrant k + 1, the tangent their
-// quotient.
+// Reductions, exact for every finite x. The policies first cut the lanes that
+// leave the shifter's range (trigpi_table.h, cut_big): half turns lose their
+// multiples of 4, a - ((a + 2^54) - 2^54), exactly; degree lanes from 2^46 on
+// go to the scalar function, which takes fmod(x, 360) (exact) first. Then k =
+// round(a / step) by the rounding shifter and v = a - k step, exact, with the
+// step of the core:
 //
-// Cores. HA double keeps S and C as pairs of doubles: S = cHi vh (exact, 26 by
-// 26 bits) + [cHi vl + cLo v + v z P(z)]; C = 1 - c^2/2 z (the head from a
-// 21-bit c^2/2 times a 32-bit piece of z, exact, with its Fast2Sum error) +
-// [the rest of c^2/2 z, with z's own rounding error, + z^2 Q(z)]; Sin and Cos
-// add the pair once, Tan divides the pairs with one correction step. LA
-// double evaluates the same series in plain double; EP double and the single
-// tangents (in double on widened lanes, rounded once) a shorter prefix of it.
-// The single sines and cosines reduce by half turns instead and evaluate one
-// series of the sine (sin_half_turn). The series are the Taylor series of
-// sin(c v) and cos(c v) (trigpi_coeffs.inc, tools/trigpi_tables).
+// - Double HA and LA sine and cosine, double HA tangent: one row of the circle
+//   table, pi/256 = 1/256 half turn = 45/64 degree; the radian kernels' table
+//   step on r + e = c v (trigpi_table.h).
+// - Double EP sine and cosine, single sine and cosine: a half turn; the sine
+//   is (-1)^k sin(c r) with r = a - k half turns, the cosine the same a
+//   quarter turn on; one series of sin(c r), |c r| <= pi/2 (sin_half_turn, in
+//   float below 2^22 for single). Single HA and LA take the fitted polynomial
+//   of the single radian sine in v, single EP and double EP the Taylor series
+//   cut after a positive term, clamped to [-1, 1].
+// - Double LA and EP tangent: a quarter of a half turn, the radian tangent's
+//   rational function in v, N/D or -D/N by the parity of k.
+// - Single tangent: a quarter of a half turn, the series of sin(c v) and
+//   cos(c v) in double on widened lanes, their quotient rounded once.
 //
-// Measured worst errors: double HA 0.69 ulp (Sinpi, Cospi, Sind, Cosd), 0.87
-// (Tanpi, Tand); LA 1.8, Tan LA 2.8; EP 32.5 bits. Single HA 0.51 ulp, LA 1.44,
-// EP 14.1 bits (zev_ulp --full; the exhaustive figures are in
-// docs/accuracy_trigpi.md).
+// c = pi or pi/180. The series are Taylor series (trigpi_coeffs.inc,
+// tools/trigpi_tables); worst errors are in docs/accuracy_trigpi.md.
 //
-// Exact values: zeros of the sine have the sign of x (+0 after a quadrant
-// flip, by adding +0), zeros of the cosine are +0, Tan at |v| = 1/4 (45
-// degrees) is +-1 by construction, the tangent's zeros and poles follow
-// Sin/Cos with those signs: tan(n) = +0 for even n > 0, -0 for odd n > 0;
-// poles +inf at 1/2 + 2m, -inf at 3/2 + 2m (likewise at 90 and 270 degrees).
+// Exact values: zeros of the sine have the sign of x, zeros of the cosine are
+// +0, the tangent at an eighth of a turn off a multiple of a half turn is +-1,
+// tan(n half turns) is +0 for even n > 0 and -0 for odd n > 0, its poles are
+// +inf at 1/2 + 2m, -inf at 3/2 + 2m half turns (likewise at 90 and 270
+// degrees), cos(n half turns) and sin(n + 1/2 half turns) are +-1.
 //
 // Special lanes: infinities and NaN; double lanes below 2^-1000 (where the
-// products of the pair cores reach the subnormal range; the scalar function
-// gives sin and tan of those in extended precision, cos as 1); degrees at and
-// above 2^46; tangent poles (v = 0 in an odd quadrant). Status 1 at the
-// infinities, 2 at the poles.
+// products of the cores reach the subnormal range; the scalar function gives
+// sin and tan of those in extended precision, cos as 1); degrees at and above
+// 2^46; tangent poles (v = 0 in an odd quadrant). Status 1 at the infinities,
+// 2 at the poles.
 #include <emmintrin.h>
 
 #include <cmath>
@@ -62,21 +58,19 @@ using trigpi::HalfTurn;
 
 enum class Fn { Sin, Cos, Tan };
 
-// The constants of one unit, full-width. kQuarter: the reduced value where
-// the tangent is +-1; kPeriod: one turn; kHuge: the least input the vector
-// reduction does not take (double lanes).
+// The constants of one unit, full-width. quarter: the reduced value where the
+// tangent is +-1; step: a quarter of a half turn, inv_step its inverse.
 template <class U>
 struct Consts {
-  __m128d c, hi, lo, h2, h2hi, h2lo, sin[8], cos[8];
-  __m128d quarter, shifter, inv_step, step, sign, one, zero_pos, clamp, mask_z, fit[4];
+  __m128d c, h2, sin[8], cos[8], fit[4];
+  __m128d quarter, shifter, inv_step, step, sign, one, zero_pos;
 };
 template <class U>
 constexpr Consts<U> make_consts() {
   constexpr bool half = std::is_same_v<U, HalfTurn>;
-  Consts<U> k{d2(U::kC), d2(U::kHi), d2(U::kLo), d2(U::kH2), d2(U::kH2Hi), d2(U::kH2Lo), {}, {},
-              d2(half ? 0.25 : 45.0), d2(0x1.8p52), d2(half ? 2.0 : 1.0 / 90), d2(half ? 0.5 : 90.0),
-              q2(0x8000000000000000ull), d2(1.0), d2(0.0), d2(half ? 0x1p53 : 0x1p46),
-              q2(0xFFFFFFFFFFE00000ull)};
+  Consts<U> k{};
+  k.c = d2(U::kC);
+  k.h2 = d2(U::kH2);
   for (int i = 0; i < 8; ++i) k.sin[i] = d2(U::kSin[i]), k.cos[i] = d2(U::kCos[i]);
   // The fitted polynomial of the single radian sine at HA, sin s ~ s + s^3
   // (f1 + s^2 (f2 + s^2 (f3 + s^2 f4))) on |s| <= pi/2, in v = s / c: the
@@ -84,6 +78,13 @@ constexpr Consts<U> make_consts() {
   constexpr double f[4] = {-0.1666665955042783, 0.00833306624608569, -0.00019809602902257352, 2.605780638722852e-06};
   double cp = U::kC * U::kC * U::kC;
   for (int i = 0; i < 4; ++i, cp *= U::kC * U::kC) k.fit[i] = d2(f[i] * cp);
+  k.quarter = d2(half ? 0.25 : 45.0);
+  k.shifter = d2(0x1.8p52);
+  k.inv_step = d2(half ? 2.0 : 1.0 / 90);
+  k.step = d2(half ? 0.5 : 90.0);
+  k.sign = q2(0x8000000000000000ull);
+  k.one = d2(1.0);
+  k.zero_pos = d2(0.0);
   return k;
 }
 template <class U>
@@ -103,14 +104,10 @@ struct Red {
   __m128i q;  // k in the low bits of each 64-bit lane
 };
 
+// a below 2^43 half turns (2^46 degrees): the policies cut larger lanes first.
 template <class U>
 inline Red reduce(__m128d a) {
   const auto& k = kK<U>;
-  a = _mm_min_pd(a, k.clamp);  // NaN lanes take the clamp; they are special
-  if constexpr (std::is_same_v<U, HalfTurn>) {
-    const __m128d four = _mm_set1_pd(0x1p54);
-    a = sub(a, sub(add(a, four), four));  // a mod 4 in [-2, 2], exact
-  }
   const __m128d t = add(mul(a, k.inv_step), k.shifter);
   const __m128d kf = sub(t, k.shifter);
   return {sub(a, mul(kf, k.step)), _mm_castpd_si128(t)};
@@ -135,24 +132,6 @@ inline __m128d series(const __m128d (&c)[8], __m128d z) {
   return p;
 }
 
-// sin(c v) and cos(c v) as pairs of doubles (HA double).
-template <class U>
-inline void sincos_pair(__m128d v, DD& s, DD& c) {
-  const auto& k = kK<U>;
-  const DD vs = split(v);
-  const __m128d z = mul(v, v);
-  s.hi = mul(k.hi, vs.hi);
-  s.lo = add(add(mul(k.hi, vs.lo), mul(k.lo, v)), mul(mul(v, z), series<8>(k.sin, z)));
-  // z's rounding error, from the exact square of the split.
-  const __m128d ze = add(add(sub(mul(vs.hi, vs.hi), z), mul(add(vs.hi, vs.hi), vs.lo)), mul(vs.lo, vs.lo));
-  const __m128d zh = _mm_and_pd(z, k.mask_z);
-  const __m128d t = mul(k.h2hi, zh);
-  c.hi = sub(k.one, t);
-  const __m128d e1 = sub(sub(k.one, c.hi), t);
-  const __m128d rest = add(add(mul(k.h2hi, sub(z, zh)), mul(k.h2lo, z)), mul(k.h2, ze));
-  c.lo = add(sub(e1, rest), mul(mul(z, z), series<8>(k.cos, z)));
-}
-
 // sin(c v) and cos(c v) in plain double, NS and NC terms past the first.
 template <class U, int NS, int NC>
 inline void sincos_plain(__m128d v, __m128d& s, __m128d& c) {
@@ -162,30 +141,10 @@ inline void sincos_plain(__m128d v, __m128d& s, __m128d& c) {
   c = add(k.one, mul(z, sub(mul(z, series<NC>(k.cos, z)), k.h2)));
 }
 
-// sin(c v) with the exact head cHi vh and the rest in one sum: within 0.6 ulp,
-// for the double LA tangent, whose quotient would otherwise gather 4 ulp.
-template <class U, int NS>
-inline __m128d sin_head(__m128d v) {
-  const auto& k = kK<U>;
-  const DD vs = split(v);
-  const __m128d z = mul(v, v);
-  const __m128d lo = add(add(mul(k.hi, vs.lo), mul(k.lo, v)), mul(mul(v, z), series<NS>(k.sin, z)));
-  return add(mul(k.hi, vs.hi), lo);
-}
+// Terms of the single tangent's series by level: {sine, cosine}.
+template <Level L>
+constexpr int kTanTerms = L == Level::HA ? 5 : L == Level::LA ? 4 : 2;
 
-// Terms of the series by precision and level: {sine, cosine}.
-template <class T, Level L>
-constexpr int kTerms[2] = {sizeof(T) == 8 ? (L == Level::EP ? 5 : 7) : (L == Level::HA ? 5 : L == Level::LA ? 4 : 2),
-                           sizeof(T) == 8 ? (L == Level::EP ? 4 : 7) : (L == Level::HA ? 5 : L == Level::LA ? 4 : 2)};
-
-// Single Sin and Cos, and double EP: one series on a half turn. k = round(a /
-// half turn) for the sine, round(a / half turn + 1/2) for the cosine, and
-// r = a - k half turns (sine) or a - (k - 1/2) half turns (cosine), |r| <= a
-// quarter turn, exact (for the cosine of a below 1/8 turn up to a rounding
-// where the function is flat); the function is (-1)^k sin(c r). The series
-// of sin(c r) is cut after a positive term (to v^9 or v^13), so it never
-// falls short of a unit: clamped to [-1, 1], it gives +-1 exactly at
-// r = +-quarter turn, and elsewhere the clamp moves nothing but its excess.
 // The fitted polynomial of sin(c r), |r| <= a quarter turn, for single HA
 // and LA: within 2^-26 of the value, so that the float of +-quarter turn is
 // +-1 exactly and no float result passes 1.
@@ -258,8 +217,65 @@ inline __m128 sin_half_turn_float(__m128 a) {
   return add(xor_(y, flip), _mm_setzero_ps());  // a zero comes out +0
 }
 
+// The rational functions of the radian tangent at LA (3/3) and EP (2/2),
+// N(r)/D(r) with r = c v, written in v: the coefficient of v^j carries c^j.
+template <class U, Level L>
+struct TanRational {
+  __m128d n[4], d[4];
+};
+template <class U, Level L>
+constexpr TanRational<U, L> make_tan_rational() {
+  constexpr double la_n[4] = {1.0, -0.12828347003747023, 0.0028059181997214249, -7.4836345641659391e-06};
+  constexpr double la_d[4] = {1.0, -0.46161680337080113, 0.023344852656587221, -0.00020844803827304198};
+  constexpr double ep_n[4] = {1.1559034178886809, -0.12872306814578047, 0.0012427749419586368, 0.0};
+  constexpr double ep_d[4] = {1.1559034178631502, -0.51402420551256156, 0.018463698006558116, 0.0};
+  TanRational<U, L> q{};
+  double cj = 1.0;  // c^(2i)
+  for (int i = 0; i < 4; ++i, cj *= U::kC * U::kC) {
+    q.n[i] = d2((L == Level::LA ? la_n[i] : ep_n[i]) * cj * U::kC);
+    q.d[i] = d2((L == Level::LA ? la_d[i] : ep_d[i]) * cj);
+  }
+  return q;
+}
+template <class U, Level L>
+inline constexpr TanRational<U, L> kTanRat = make_tan_rational<U, L>();
+
+// Double tangent at LA and EP: k = round(v / quarter of a half turn), v exact,
+// |c v| <= pi/4; N/D for even k, -D/N for odd k, one division. The rare
+// lanes (v = 0, |v| = an eighth of a turn) are set apart: the poles (v = 0,
+// k odd) divide by 1 and go to the scalar function, tan(n half turns) takes
+// the sign of n's parity, and +-1 is exact.
+template <class U, Level L>
+inline __m128d rational_tan(__m128d a, __m128d& pole) {
+  const auto& k = kK<U>;
+  const TanRational<U, L>& q = kTanRat<U, L>;
+  const Red r = reduce<U>(a);
+  const __m128d v = r.v, z = mul(v, v);
+  constexpr bool three = L == Level::LA;
+  __m128d n = three ? add(q.n[2], mul(z, q.n[3])) : q.n[2];
+  __m128d d = three ? add(q.d[2], mul(z, q.d[3])) : q.d[2];
+  n = mul(v, add(q.n[0], mul(z, add(q.n[1], mul(z, n)))));
+  d = add(q.d[0], mul(z, add(q.d[1], mul(z, d))));
+  const __m128d odd = odd_lanes(r.q);
+  const __m128d swap = and_(xor_(n, d), odd);
+  n = xor_(n, swap);
+  d = xor_(d, swap);
+  const __m128d vzero = cmpeq(v, _mm_setzero_pd()), at1 = cmpeq(andnot(k.sign, v), k.quarter);
+  const bool rare = _mm_movemask_pd(or_(vzero, at1)) != 0;
+  if (__builtin_expect(rare, 0)) {
+    pole = and_(vzero, odd);
+    d = select(pole, k.one, d);
+  }
+  __m128d y = xor_(_mm_div_pd(n, d), _mm_castsi128_pd(_mm_slli_epi64(r.q, 63)));
+  if (__builtin_expect(rare, 0)) {
+    y = or_(y, and_(andnot(odd, vzero), half_sign(r.q)));
+    y = select(at1, or_(and_(y, k.sign), k.one), y);
+  }
+  return y;
+}
+
 // One function of |x| on two double lanes, before the sign of x; `pole`
-// marks the tangent's poles. Double HA goes through the pairs.
+// marks the tangent's poles.
 template <Fn F, class U, class T, Level L>
 [[gnu::always_inline]] inline __m128d core(__m128d a, __m128d& pole) {
   const auto& k = kK<U>;
@@ -268,52 +284,25 @@ template <Fn F, class U, class T, Level L>
   if constexpr (sizeof(T) == 8 && F != Fn::Tan && L != Level::EP)
     return trigpi::table_sin_cos<U, L == Level::HA>(a, F == Fn::Cos ? 128 : 0);
   if constexpr (sizeof(T) == 8 && F == Fn::Tan && L == Level::HA) return trigpi::table_tan<U, HwEstimate>(a, pole);
+  if constexpr (sizeof(T) == 8 && F == Fn::Tan) return rational_tan<U, L>(a, pole);
+  // Single tangent: the series of sin(c v) and cos(c v) in double on the
+  // widened lanes, their quotient rounded once.
   const Red r = reduce<U>(a);
-  constexpr bool pair = sizeof(T) == 8 && L == Level::HA;
-  DD s, c;
-  if constexpr (pair) {
-    sincos_pair<U>(r.v, s, c);
-  } else {
-    sincos_plain<U, kTerms<T, L>[0], kTerms<T, L>[1]>(r.v, s.hi, c.hi);
-    if constexpr (F == Fn::Tan && sizeof(T) == 8 && L == Level::LA) s.hi = sin_head<U, kTerms<T, L>[0]>(r.v);
-    s.lo = c.lo = _mm_setzero_pd();
-  }
+  __m128d s, c;
+  sincos_plain<U, kTanTerms<L>, kTanTerms<L>>(r.v, s, c);
   const __m128d odd = odd_lanes(r.q);
-  if constexpr (F != Fn::Tan) {
-    const __m128i q = F == Fn::Cos ? _mm_add_epi32(r.q, _mm_set1_epi32(1)) : r.q;
-    const __m128d sel = F == Fn::Cos ? _mm_xor_pd(odd, _mm_castsi128_pd(_mm_set1_epi32(-1))) : odd;
-    __m128d y = select(sel, c.hi, s.hi);
-    if constexpr (pair) y = add(y, select(sel, c.lo, s.lo));
-    return add(xor_(y, half_sign(q)), k.zero_pos);  // a zero comes out +0
-  } else {
-    // sin and cos of the argument, with their signs: the quotient then has
-    // the sign of zero the rules give.
-    const __m128d ns = half_sign(r.q), nc = half_sign(_mm_add_epi32(r.q, _mm_set1_epi32(1)));
-    const __m128d nh = add(xor_(select(odd, c.hi, s.hi), ns), k.zero_pos);
-    __m128d dh = xor_(select(odd, s.hi, c.hi), nc);
-    const __m128d vzero = cmpeq(r.v, _mm_setzero_pd());
-    pole = and_(vzero, odd);
-    dh = select(pole, k.one, dh);  // no 0/0 in the lanes the scalar function takes
-    __m128d y;
-    if constexpr (pair) {
-      // With w = 1/d rounded, y = n w (within 2 ulp of n/d), then one step
-      // y + (n - y d) w, y dh exact: the low parts are not small (up to a
-      // tenth of the heads), so they go into y and into d.
-      const __m128d nl = xor_(select(odd, c.lo, s.lo), ns);
-      const __m128d dl = xor_(select(odd, s.lo, c.lo), nc);
-      const __m128d w = _mm_div_pd(k.one, add(dh, dl));
-      y = mul(add(nh, nl), w);
-      const DD p = two_prod(y, dh);
-      const __m128d corr = mul(add(sub(sub(nh, p.hi), p.lo), sub(nl, mul(y, dl))), w);
-      y = select(vzero, y, add(y, corr));
-    } else {
-      y = _mm_div_pd(nh, dh);
-    }
-    // +-1 at |v| = quarter, with the sign of the quotient.
-    const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign, r.v), k.quarter);
-    const __m128d unit = or_(and_(xor_(nh, dh), k.sign), k.one);
-    return select(at1, unit, y);
-  }
+  // sin and cos of the argument, with their signs: the quotient then has the
+  // sign of zero the rules give.
+  const __m128d ns = half_sign(r.q), nc = half_sign(_mm_add_epi32(r.q, _mm_set1_epi32(1)));
+  const __m128d nh = add(xor_(select(odd, c, s), ns), k.zero_pos);
+  __m128d dh = xor_(select(odd, s, c), nc);
+  pole = and_(cmpeq(r.v, _mm_setzero_pd()), odd);
+  dh = select(pole, k.one, dh);  // no 0/0 in the lanes the scalar function takes
+  const __m128d y = _mm_div_pd(nh, dh);
+  // +-1 at |v| = quarter, with the sign of the quotient.
+  const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign, r.v), k.quarter);
+  const __m128d unit = or_(and_(xor_(nh, dh), k.sign), k.one);
+  return select(at1, unit, y);
 }
 
 // ---- scalar functions ----------------------------------------------------------------
