@@ -43,6 +43,7 @@
 
 #include "vector/common/widen.h"
 #include "vector/common/consts.h"
+#include "vector/common/estrin.h"
 #include "vector/common/exact.h"
 #include "vector/common/level.h"
 #include "vector/common/range.h"
@@ -62,7 +63,7 @@ enum class Fn { Sin, Cos, Tan };
 // tangent is +-1; step: a quarter of a half turn, inv_step its inverse.
 template <class U>
 struct Consts {
-  __m128d c, h2, sin[8], cos[8], fit[4];
+  __m128d c, h2, sin[6], cos[5], fit[4];
   __m128d quarter, shifter, inv_step, step, sign, one, zero_pos;
 };
 template <class U>
@@ -71,7 +72,8 @@ constexpr Consts<U> make_consts() {
   Consts<U> k{};
   k.c = d2(U::kC);
   k.h2 = d2(U::kH2);
-  for (int i = 0; i < 8; ++i) k.sin[i] = d2(U::kSin[i]), k.cos[i] = d2(U::kCos[i]);
+  for (int i = 0; i < 6; ++i) k.sin[i] = d2(U::kSin[i]);
+  for (int i = 0; i < 5; ++i) k.cos[i] = d2(U::kCos[i]);
   // The fitted polynomial of the single radian sine at HA, sin s ~ s + s^3
   // (f1 + s^2 (f2 + s^2 (f3 + s^2 f4))) on |s| <= pi/2, in v = s / c: the
   // coefficient of v^(2i+3) is f(i+1) c^(2i+3).
@@ -125,8 +127,9 @@ inline __m128d half_sign(__m128i q) {
 // ---- cores -------------------------------------------------------------------------
 
 // c0 + z (c1 + z (...)) over the first N coefficients.
-template <int N>
-inline __m128d series(const __m128d (&c)[8], __m128d z) {
+template <int N, int M>
+inline __m128d series(const __m128d (&c)[M], __m128d z) {
+  static_assert(N <= M);
   __m128d p = c[N - 1];
   for (int j = N - 2; j >= 0; --j) p = add(c[j], mul(z, p));
   return p;
@@ -151,26 +154,18 @@ constexpr int kTanTerms = L == Level::HA ? 5 : L == Level::LA ? 4 : 2;
 template <class U>
 inline __m128d half_turn_fit(__m128d r) {
   const auto& k = kK<U>;
-  const __m128d z = mul(r, r), z2 = mul(z, z);
-  const __m128d p = add(add(k.fit[0], mul(z, k.fit[1])), mul(z2, add(k.fit[2], mul(z, k.fit[3]))));
-  return mul(r, add(k.c, mul(z, p)));
+  const __m128d z = mul(r, r);
+  return mul(r, add(k.c, mul(z, estrin(k.fit, z))));
 }
 
-// The series of sin(c r), |r| <= a quarter turn, clamped to [-1, 1].
+// The series of sin(c r), |r| <= a quarter turn, clamped to [-1, 1]: all six
+// terms in Estrin's grouping (the shorter chain) or the first four by Horner.
 template <class U, int N>
 inline __m128d half_turn_series(__m128d r) {
   const auto& k = kK<U>;
   static_assert(N % 2 == 0, "the last term of the series must be positive");
   const __m128d z = mul(r, r);
-  __m128d p;
-  if constexpr (N == 6) {  // Estrin's scheme: a shorter chain
-    const __m128d z2 = mul(z, z);
-    const __m128d p01 = add(k.sin[0], mul(z, k.sin[1])), p23 = add(k.sin[2], mul(z, k.sin[3]));
-    const __m128d p45 = add(k.sin[4], mul(z, k.sin[5]));
-    p = add(p01, mul(z2, add(p23, mul(z2, p45))));
-  } else {
-    p = series<N>(k.sin, z);
-  }
+  const __m128d p = N == 6 ? estrin(k.sin, z) : series<N>(k.sin, z);
   const __m128d y = mul(r, add(k.c, mul(z, p)));
   return _mm_min_pd(_mm_max_pd(y, _mm_set1_pd(-1.0)), k.one);
 }
