@@ -63,8 +63,8 @@ enum class Fn { Sin, Cos, Tan };
 // tangent is +-1; step: a quarter of a half turn, inv_step its inverse.
 template <class U>
 struct Consts {
-  __m128d c, h2, sin[6], cos[5], fit[4];
-  __m128d quarter, shifter, inv_step, step, sign, one, zero_pos;
+  __m128d c, h2, sin[5], cos[5], fit[4];
+  __m128d quarter, shifter, inv_step, step, sign, one, zero_pos, ep_c, ep[4];
 };
 template <class U>
 constexpr Consts<U> make_consts() {
@@ -72,7 +72,7 @@ constexpr Consts<U> make_consts() {
   Consts<U> k{};
   k.c = d2(U::kC);
   k.h2 = d2(U::kH2);
-  for (int i = 0; i < 6; ++i) k.sin[i] = d2(U::kSin[i]);
+  for (int i = 0; i < 5; ++i) k.sin[i] = d2(U::kSin[i]);
   for (int i = 0; i < 5; ++i) k.cos[i] = d2(U::kCos[i]);
   // The fitted polynomial of the single radian sine at HA, sin s ~ s + s^3
   // (f1 + s^2 (f2 + s^2 (f3 + s^2 f4))) on |s| <= pi/2, in v = s / c: the
@@ -80,6 +80,14 @@ constexpr Consts<U> make_consts() {
   constexpr double f[4] = {-0.1666665955042783, 0.00833306624608569, -0.00019809602902257352, 2.605780638722852e-06};
   double cp = U::kC * U::kC * U::kC;
   for (int i = 0; i < 4; ++i, cp *= U::kC * U::kC) k.fit[i] = d2(f[i] * cp);
+  // The same for the double radian sine at EP (within 2^-27.1 on |s| <= pi/2);
+  // its value at pi/2 is 1 - 1.8e-15, so the leading coefficient is raised by
+  // 2^-47 of itself: from there the clamp gives 1 exactly at a quarter turn.
+  constexpr double e[4] = {-0.16666658839437162, 0.0083330466452487071, -0.00019808085361787081,
+                           2.6022725384193179e-06};
+  cp = U::kC * U::kC * U::kC;
+  for (int i = 0; i < 4; ++i, cp *= U::kC * U::kC) k.ep[i] = d2(e[i] * cp);
+  k.ep_c = d2(U::kC * (1 + 0x1p-47));
   k.quarter = d2(half ? 0.25 : 45.0);
   k.shifter = d2(0x1.8p52);
   k.inv_step = d2(half ? 2.0 : 1.0 / 90);
@@ -158,20 +166,20 @@ inline __m128d half_turn_fit(__m128d r) {
   return mul(r, add(k.c, mul(z, estrin(k.fit, z))));
 }
 
-// The series of sin(c r), |r| <= a quarter turn, clamped to [-1, 1]: all six
-// terms in Estrin's grouping (the shorter chain) or the first four by Horner.
-template <class U, int N>
-inline __m128d half_turn_series(__m128d r) {
+// sin(c r), |r| <= a quarter turn, clamped to [-1, 1], at EP: single, the
+// Taylor series to r^9 (cut after a positive term, so never short of 1 at a
+// quarter turn); double, the fitted polynomial of the radian sine at EP in v.
+template <class U, class T>
+inline __m128d half_turn_ep(__m128d r) {
   const auto& k = kK<U>;
-  static_assert(N % 2 == 0, "the last term of the series must be positive");
   const __m128d z = mul(r, r);
-  const __m128d p = N == 6 ? estrin(k.sin, z) : series<N>(k.sin, z);
-  const __m128d y = mul(r, add(k.c, mul(z, p)));
+  __m128d y;
+  if constexpr (sizeof(T) == 4)
+    y = mul(r, add(k.c, mul(z, series<4>(k.sin, z))));
+  else
+    y = mul(r, add(k.ep_c, mul(z, estrin(k.ep, z))));
   return _mm_min_pd(_mm_max_pd(y, _mm_set1_pd(-1.0)), k.one);
 }
-// Terms of the series past c r: to v^9 (single EP) or v^13.
-template <class T, Level L>
-constexpr int kHalfTurnTerms = sizeof(T) == 4 && L == Level::EP ? 4 : 6;
 
 template <Fn F, class U, class T, Level L>
 inline __m128d sin_half_turn(__m128d a) {
@@ -182,8 +190,7 @@ inline __m128d sin_half_turn(__m128d a) {
   __m128d m = mul(sub(t, k.shifter), _mm_set1_pd(half ? 1.0 : 180.0));
   if constexpr (F == Fn::Cos) m = sub(m, _mm_set1_pd(half ? 0.5 : 90.0));
   const __m128d r = sub(a, m);
-  const __m128d y =
-      sizeof(T) == 4 && L != Level::EP ? half_turn_fit<U>(r) : half_turn_series<U, kHalfTurnTerms<T, L>>(r);
+  const __m128d y = L == Level::EP ? half_turn_ep<U, T>(r) : half_turn_fit<U>(r);
   const __m128d flip = _mm_castsi128_pd(_mm_slli_epi64(_mm_castpd_si128(t), 63));
   return add(xor_(y, flip), k.zero_pos);  // a zero comes out +0
 }
@@ -205,8 +212,7 @@ inline __m128 sin_half_turn_float(__m128 a) {
     r0 = sub(q, andnot(sign, r0));
     r1 = sub(q, andnot(sign, r1));
   }
-  constexpr int kN = kHalfTurnTerms<float, L>;
-  const __m128 y = L == Level::EP ? narrow(half_turn_series<U, kN>(r0), half_turn_series<U, kN>(r1))
+  const __m128 y = L == Level::EP ? narrow(half_turn_ep<U, float>(r0), half_turn_ep<U, float>(r1))
                                   : narrow(half_turn_fit<U>(r0), half_turn_fit<U>(r1));
   const __m128 flip = _mm_castsi128_ps(_mm_slli_epi32(_mm_castps_si128(t), 31));
   return add(xor_(y, flip), _mm_setzero_ps());  // a zero comes out +0
