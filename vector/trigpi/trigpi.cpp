@@ -15,8 +15,9 @@
 //   is (-1)^k sin(c r) with r = a - k half turns, the cosine the same a
 //   quarter turn on; one series of sin(c r), |c r| <= pi/2 (sin_half_turn, in
 //   float below 2^22 for single). Single HA and LA take the fitted polynomial
-//   of the single radian sine in v, single EP and double EP the Taylor series
-//   cut after a positive term, clamped to [-1, 1].
+//   of the single radian sine at HA in v, double EP that of the double radian
+//   sine at EP (its lead raised by 2^-47), single EP the Taylor series cut
+//   after a positive term; the EP results are clamped to [-1, 1].
 // - Double LA and EP tangent: a quarter of a half turn, the radian tangent's
 //   rational function in v, N/D or -D/N by the parity of k.
 // - Single tangent: a quarter of a half turn, the series of sin(c v) and
