@@ -313,8 +313,11 @@ void check_large_neighbours(const Entry<T>& e) {
       std::vector<T> x = a;
       x[at] = b;
       e.f(n, x.data(), r.data());
-      for (int i = 0; i < n; ++i)
-        if (i != at) EXPECT_EQ(bits(r[i]), bits(alone[i])) << e.row << " level " << e.level << " lane " << i << " beside " << double(b);
+      for (int i = 0; i < n; ++i) {
+        if (i != at) {
+          EXPECT_EQ(bits(r[i]), bits(alone[i])) << e.row << " level " << e.level << " lane " << i << " beside " << double(b);
+        }
+      }
     }
 }
 
