@@ -96,19 +96,52 @@ struct SSinCosHA : SSinCosBase {
   }
 };
 
+// LA and EP: one reduction by pi/2 in float, k = round(a 2/pi), r = a - k pi/2
+// in four parts (k pi/2's parts exact up to k = 8191), |r| <= pi/4; sin r and
+// cos r from two polynomials, swapped where k is odd, with the signs of the
+// quadrant: sin a = (-1)^(k>>1) {sin r, cos r}, cos a = (-1)^((k+1)>>1)
+// {cos r, sin r}. Next to a zero of either function the result is sin r of
+// a small r, accurate relative to itself.
+struct SinCosQuadConst {
+  __m128 inv, p1, p2, p3, p4, c2, c4, c6, c8;
+};
+alignas(16) constexpr SinCosQuadConst kSCQ = {
+    .inv = u4(0x3F22F983),          // 2/pi
+    .p1 = u4(0x3FC90000),           // pi/2 in four parts: k p1, k p2, k p3 exact
+    .p2 = u4(0x39FDA000),
+    .p3 = u4(0x33A22000),
+    .p4 = u4(0x2C34611A),
+    .c2 = f4(-0.5f),                // cos r ~ 1 + z (c2 + z (c4 + z (c6 + z c8))), Taylor, |r| <= pi/4
+    .c4 = f4(0.0416666679f),
+    .c6 = f4(-0.00138888892f),
+    .c8 = f4(2.48015876e-05f),
+};
+
 struct SSinCosLAEP : SSinCosBase {
   static V eval(V x, V& cos_out, V& special) {
     const SConst& c = kS;
+    const SinCosQuadConst& q = kSCQ;
     const V a = abs_of(x);
     special = not_finite(a);
-    const SinRed q = sin_n(a);
-    const V u2 = _mm_sub_ps(_mm_sub_ps(a, _mm_mul_ps(q.n, c.p1)), _mm_mul_ps(q.n, c.p2));
-    const V r = _mm_sub_ps(_mm_sub_ps(u2, _mm_mul_ps(q.n, c.p3)), _mm_mul_ps(q.n, c.p4));
-    const V m = _mm_add_ps(q.n, _mm_or_ps(c.half, sign_of(u2)));
-    const V rc = reduce4(a, m);
-    const V par = parity_sign(q.t);
-    cos_out = cos_one(a, _mm_xor_ps(poly_la(_mm_xor_ps(rc, _mm_xor_ps(sign_of(u2), c.sign)), c.k1, c.k2, c.k3, c.k4), par));
-    const V sn = _mm_xor_ps(poly_la(r, c.k1, c.k2, c.k3, c.k4), _mm_xor_ps(par, sign_of(x)));
+    const V t = _mm_add_ps(_mm_mul_ps(a, q.inv), c.shifter);
+    const V k = _mm_sub_ps(t, c.shifter);
+    V r = _mm_sub_ps(a, _mm_mul_ps(k, q.p1));
+    r = _mm_sub_ps(r, _mm_mul_ps(k, q.p2));
+    r = _mm_sub_ps(r, _mm_mul_ps(k, q.p3));
+    r = _mm_sub_ps(r, _mm_mul_ps(k, q.p4));
+    const V z = _mm_mul_ps(r, r);
+    const V sr = poly_la(r, c.k1, c.k2, c.k3, c.k4);
+    V cr = _mm_add_ps(_mm_mul_ps(z, q.c8), q.c6);
+    cr = _mm_add_ps(_mm_mul_ps(cr, z), q.c4);
+    cr = _mm_add_ps(_mm_mul_ps(cr, z), q.c2);
+    cr = _mm_add_ps(_mm_mul_ps(cr, z), c.one);
+    // Bit 0 of k swaps the two, bit 1 (and bit 1 of k + 1) gives the signs.
+    const __m128i tb = _mm_castps_si128(t);
+    const V flip0 = fv(_mm_slli_epi32(tb, 31));
+    const V flip1 = _mm_and_ps(fv(_mm_slli_epi32(tb, 30)), c.sign);
+    const V d = _mm_and_ps(_mm_xor_ps(sr, cr), fv(_mm_srai_epi32(_mm_castps_si128(flip0), 31)));
+    cos_out = _mm_xor_ps(_mm_xor_ps(cr, d), _mm_xor_ps(flip1, flip0));
+    const V sn = _mm_xor_ps(_mm_xor_ps(sr, d), _mm_xor_ps(flip1, sign_of(x)));
     return sincos_large(x, a, sn, cos_out);
   }
 };

@@ -64,19 +64,28 @@ inline Reduced reduce_table(__m128d a) {
 // table harmlessly; their results are replaced by the scalar function.
 void reduce_large(__m128d a, __m128d large, Reduced& red);
 
+// Rows j + turn of the circle table for two lanes (j in the low bits of each
+// 64-bit word), as one vector a field.
+struct TableRows {
+  __m128d cosLo, cosHi, sinHi, sinLo;
+};
+inline TableRows table_rows(__m128i j, unsigned turn) {
+  const uint64_t lo = static_cast<uint64_t>(_mm_cvtsi128_si64(j));
+  const uint64_t hi = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_shuffle_epi32(j, _MM_SHUFFLE(3, 2, 3, 2))));
+  const double* row0 = trigdata::kSinCos512[(static_cast<unsigned>(lo) + turn) & 511];
+  const double* row1 = trigdata::kSinCos512[(static_cast<unsigned>(hi) + turn) & 511];
+  const __m128d a0 = _mm_load_pd(row0), a1 = _mm_load_pd(row1);
+  const __m128d b0 = _mm_load_pd(row0 + 2), b1 = _mm_load_pd(row1 + 2);
+  return {_mm_unpacklo_pd(a0, a1), _mm_unpackhi_pd(a0, a1), _mm_unpacklo_pd(b0, b1), _mm_unpackhi_pd(b0, b1)};
+}
+
 // sin(B + r + e) for the rows j + turn of the circle table (turn 0 for the
 // sine, 128 for the cosine), as the unrounded pair of the leading sum and the
 // rest (the complex kernels carry it as a sum of two doubles).
 inline DD table_sin_pair(const Reduced& red, unsigned turn) {
   const TableConst& c = kTab;
-  const uint64_t lo = static_cast<uint64_t>(_mm_cvtsi128_si64(red.j));
-  const uint64_t hi = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_shuffle_epi32(red.j, _MM_SHUFFLE(3, 2, 3, 2))));
-  const double* row0 = trigdata::kSinCos512[(static_cast<unsigned>(lo) + turn) & 511];
-  const double* row1 = trigdata::kSinCos512[(static_cast<unsigned>(hi) + turn) & 511];
-  const __m128d a0 = _mm_load_pd(row0), a1 = _mm_load_pd(row1);
-  const __m128d b0 = _mm_load_pd(row0 + 2), b1 = _mm_load_pd(row1 + 2);
-  const __m128d cosLo = _mm_unpacklo_pd(a0, a1), cosHi = _mm_unpackhi_pd(a0, a1);
-  const __m128d sinHi = _mm_unpacklo_pd(b0, b1), sinLo = _mm_unpackhi_pd(b0, b1);
+  const TableRows row = table_rows(red.j, turn);
+  const __m128d cosLo = row.cosLo, cosHi = row.cosHi, sinHi = row.sinHi, sinLo = row.sinLo;
   const __m128d r = red.r, z = _mm_mul_pd(r, r);
   const __m128d p1 = _mm_mul_pd(cosHi, r);  // exact: cosHi is a power of two
   const __m128d p0 = _mm_mul_pd(cosLo, r);

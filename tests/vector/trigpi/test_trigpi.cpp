@@ -295,4 +295,35 @@ TEST(TrigPi, EveryCountAndStride) {
   for (const auto& e : kDouble) check_counts_strides(e);
 }
 
+// A block takes another road when one of its lanes is large (half turns from
+// 2^22 in single, 2^43 in double; degrees from 2^22 in single) or special: the
+// ordinary lanes beside it keep the bits they have alone.
+template <class T>
+void check_large_neighbours(const Entry<T>& e) {
+  const double quarter = e.unit == kHalf ? 0.5 : 90.0;
+  const T big[] = {static_cast<T>(0x1p22 * 1.5 + 0.5), static_cast<T>(sizeof(T) == 8 ? 0x1p43 + 0.25 : 0x1p30),
+                   static_cast<T>(INFINITY)};
+  const int n = 16;
+  std::vector<T> a(n), r(n), alone(n);
+  for (int i = 0; i < n; ++i) a[i] = static_cast<T>((i - 7) * quarter * 0.3 + quarter * 0.01);
+  for (int i = 0; i < n; ++i) e.f(1, &a[i], &alone[i]);
+  ModeScope mode(VQM_ERRMODE_IGNORE);
+  for (const T b : big)
+    for (int at : {0, 5, n - 1}) {
+      std::vector<T> x = a;
+      x[at] = b;
+      e.f(n, x.data(), r.data());
+      for (int i = 0; i < n; ++i) {
+        if (i != at) {
+          EXPECT_EQ(bits(r[i]), bits(alone[i])) << e.row << " level " << e.level << " lane " << i << " beside " << double(b);
+        }
+      }
+    }
+}
+
+TEST(TrigPi, LargeLaneKeepsNeighbours) {
+  for (const auto& e : kSingle) check_large_neighbours(e);
+  for (const auto& e : kDouble) check_large_neighbours(e);
+}
+
 }  // namespace
