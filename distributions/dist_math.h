@@ -67,7 +67,7 @@ inline __m128d ln_la(__m128d x) {
 
 // ln x on two lanes of positive normal numbers below 1, for the one-pass
 // inverse transforms, by a table of its own (256 rows, 1/c of 18 bits; see
-// tools/dist_tables/gen_ln_table.cpp): x = 2^k z, r = z/c - 1 with |r| < 2^-9,
+// tools/logpow_tables/gen_tables.cpp): x = 2^k z, r = z/c - 1 with |r| < 2^-9,
 // log1p(r) - r by Taylor to r^6 in Estrin's scheme, and the sum
 // (k ln2_hi + log c_hi + r) + (k ln2_lo + log c_lo + p) in plain double.
 // Short: every lane has at most 33 significant bits (the 32-bit generators'

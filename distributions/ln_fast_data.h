@@ -1,5 +1,5 @@
 // Table of the distribution generators' fast logarithm (made by
-// tools/dist_tables/gen_ln_table.cpp): 256 rows over [0.6826, 1.3652) in bit
+// tools/logpow_tables/gen_tables.cpp): 256 rows over [0.6826, 1.3652) in bit
 // space, {1/c with 18 significant bits, log c hi}, then log c lo.
 #pragma once
 

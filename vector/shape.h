@@ -24,6 +24,9 @@
 //     per block (kPerBlock = true):
 //                  template <int NV> unsigned eval(const V (&x)[NV], V (&y)[NV])
 //                  returns the special-lane mask, one bit a lane in element order
+//   kUnrolled [false]           per vector, one input and one result: the
+//                               vectors of a block unrolled, so that long
+//                               chains of neighbouring vectors overlap
 //   kNoErrShortcut [false]      with the mode's error field at ERRMODE_NOERR, a
 //                               block with special lanes first goes through
 //                  template <int NV> unsigned noerr(unsigned mask, const V (&x)[NV], V (&y)[NV])
@@ -212,6 +215,9 @@ template <class P> constexpr int outs() {
 }
 template <class P> constexpr bool per_block() {
   if constexpr (requires { P::kPerBlock; }) return P::kPerBlock; else return false;
+}
+template <class P> constexpr bool unrolled() {
+  if constexpr (requires { P::kUnrolled; }) return P::kUnrolled; else return false;
 }
 template <class P> constexpr bool has_callout() {
   if constexpr (requires { P::kCallout; }) return P::kCallout; else return true;
@@ -458,6 +464,13 @@ __attribute__((always_inline)) inline void block(const P& pol, const Move& mv,
     mask = NV * L >= 32 ? ~0u : (1u << (NV * L)) - 1;
   } else if constexpr (per_block<P>()) {
     mask = pol.template eval<NV>(x[0], y[0]);
+  } else if constexpr (unrolled<P>() && NI == 1 && NO == 1) {
+#pragma GCC unroll 8
+    for (int k = 0; k < NV; ++k) {
+      V special = W::zero();
+      y[0][k] = pol.eval(x[0][k], special);
+      if constexpr (has_callout<P>()) mask |= static_cast<unsigned>(W::mask(special)) << (k * L);
+    }
   } else {
     for (int k = 0; k < NV; ++k) {
       V special = W::zero();

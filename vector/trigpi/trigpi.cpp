@@ -369,18 +369,7 @@ struct DPolicy : Blocks<double, (L == Level::HA || (L == Level::LA && F != Fn::T
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = kNames[1][std::is_same_v<U, Degree>][static_cast<int>(F)];
   // The vectors of a block unrolled, so that their long chains overlap.
-  static constexpr bool kPerBlock = true;
-  template <int NV>
-  static unsigned eval(const __m128d (&x)[NV], __m128d (&y)[NV]) {
-    unsigned mask = 0;
-#pragma GCC unroll 8
-    for (int k = 0; k < NV; ++k) {
-      __m128d special;
-      y[k] = eval(x[k], special);
-      mask |= static_cast<unsigned>(_mm_movemask_pd(special)) << (2 * k);
-    }
-    return mask;
-  }
+  static constexpr bool kUnrolled = true;
   [[gnu::always_inline]] static __m128d eval(__m128d x, __m128d& special) {
     // Special: tiny lanes (zeros included), infinities and NaN; degrees
     // also from 2^46 on. One test for them and for the half turns from 2^43
@@ -407,18 +396,7 @@ struct SPolicy : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = kNames[0][std::is_same_v<U, Degree>][static_cast<int>(F)];
   // The vectors of a block unrolled, so that their chains overlap.
-  static constexpr bool kPerBlock = true;
-  template <int NV>
-  static unsigned eval(const __m128 (&x)[NV], __m128 (&y)[NV]) {
-    unsigned mask = 0;
-#pragma GCC unroll 8
-    for (int k = 0; k < NV; ++k) {
-      __m128 special;
-      y[k] = eval(x[k], special);
-      mask |= static_cast<unsigned>(_mm_movemask_ps(special)) << (4 * k);
-    }
-    return mask;
-  }
+  static constexpr bool kUnrolled = true;
   [[gnu::always_inline]] static __m128 eval(__m128 x, __m128& special) {
     // Infinities and NaN; degrees also from 2^46 on.
     static constexpr Range32 kOrdinary = range32(0u, std::is_same_v<U, HalfTurn> ? 0x7F7FFFFFu : 0x567FFFFFu);
