@@ -2,7 +2,7 @@
 // with MPFR at 320 bits:
 //
 //   zev_erf_tables > vector/erf/erf_data.cpp
-//   zev_erf_tables single > vector/erf/erf_single_data.cpp   (kErfS)
+//   zev_erf_tables single > vector/erf/erf_single_data.cpp   (kErfS, kInvTailS)
 //
 // Forward tables, on the grid b = i/128:
 //   kErfPacked   768 rows {packed E and w, H}: E = erf(b) rounded down to
@@ -83,8 +83,10 @@ void row_value(mpfr_t y, int r, const mpfr_t f, const mpfr_t scale) {
   mpfr_mul(y, y, scale, MPFR_RNDN);
 }
 
-// Monomial coefficients c[0..d] in f of the interpolant at Chebyshev nodes.
-void fit(int r, int d, const mpfr_t scale, std::vector<M*>& c) {
+// Monomial coefficients c[0..d] in u of the interpolant of value(u) at the
+// Chebyshev nodes of u in [-1, 1].
+template <class Value>
+void fit_nodes(int d, Value value, std::vector<M*>& c) {
   const int n = d + 1;
   std::vector<std::vector<M*>> a(n);
   for (int i = 0; i < n; ++i) {
@@ -94,7 +96,7 @@ void fit(int r, int d, const mpfr_t scale, std::vector<M*>& c) {
   M node, pi, tmp, uu;
   mpfr_const_pi(pi, MPFR_RNDN);
   for (int i = 0; i < n; ++i) {
-    // u_i = cos(pi (2i+1) / (2n)); f = u/8
+    // u_i = cos(pi (2i+1) / (2n))
     mpfr_mul_si(node, pi, 2 * i + 1, MPFR_RNDN);
     mpfr_div_si(node, node, 2 * n, MPFR_RNDN);
     mpfr_cos(uu, node, MPFR_RNDN);
@@ -103,8 +105,7 @@ void fit(int r, int d, const mpfr_t scale, std::vector<M*>& c) {
       mpfr_set(*a[i][j], tmp, MPFR_RNDN);
       mpfr_mul(tmp, tmp, uu, MPFR_RNDN);
     }
-    mpfr_div_2ui(tmp, uu, 3, MPFR_RNDN);
-    row_value(*a[i][n], r, tmp, scale);
+    value(*a[i][n], uu);
   }
   // Gaussian elimination with partial pivoting.
   for (int col = 0; col < n; ++col) {
@@ -130,11 +131,21 @@ void fit(int r, int d, const mpfr_t scale, std::vector<M*>& c) {
     }
     mpfr_div(*c[i], *c[i], *a[i][i], MPFR_RNDN);
   }
-  for (int i = 0; i < n; ++i) {
-    mpfr_mul_2si(*c[i], *c[i], 3 * i, MPFR_RNDN);  // powers of u = 8 f to powers of f
-  }
   for (auto& row : a)
     for (M* m : row) delete m;
+}
+
+// Monomial coefficients c[0..d] in f of row r's interpolant, f = u/8.
+void fit(int r, int d, const mpfr_t scale, std::vector<M*>& c) {
+  fit_nodes(
+      d,
+      [&](mpfr_ptr y, mpfr_ptr u) {
+        M f;
+        mpfr_div_2ui(f, u, 3, MPFR_RNDN);
+        row_value(y, r, f, scale);
+      },
+      c);
+  for (size_t i = 0; i < c.size(); ++i) mpfr_mul_2si(*c[i], *c[i], 3 * static_cast<long>(i), MPFR_RNDN);
 }
 
 // v rounded to 27 significant bits.
@@ -300,6 +311,57 @@ void tail_table(const char* name, int rows, int scale, bool normal) {
   printf("};\n\n");
 }
 
+// The deep tail of the single inverses, w = erfc(z) in [2^-150, 2^-53]:
+// z = t P(u), t = sqrt(-ln w), u = K (1/t - C) in [-1, 1], P of degree 8
+// interpolating z/t at the Chebyshev nodes of u; {C, K, p0..p8}.
+void single_tail() {
+  constexpr int kDegree = 8;
+  M a, b, t, w, z;
+  mpfr_const_log2(a, MPFR_RNDN);
+  mpfr_mul_ui(b, a, 150, MPFR_RNDN);
+  mpfr_mul_ui(a, a, 53, MPFR_RNDN);
+  mpfr_rec_sqrt(a, a, MPFR_RNDN);  // 1/t at w = 2^-53, the upper end of 1/t
+  mpfr_rec_sqrt(b, b, MPFR_RNDN);
+  mpfr_add(t, a, b, MPFR_RNDN);
+  const double C = mpfr_get_d(t, MPFR_RNDN) / 2;
+  mpfr_sub(t, a, b, MPFR_RNDN);
+  const double K = 2 / mpfr_get_d(t, MPFR_RNDN);
+  // z/t at u, with 1/t = C + u/K taken from the stored C and K.
+  auto value = [&](mpfr_ptr y, mpfr_srcptr u) {
+    mpfr_div_d(t, u, K, MPFR_RNDN);
+    mpfr_add_d(t, t, C, MPFR_RNDN);
+    mpfr_ui_div(t, 1, t, MPFR_RNDN);
+    mpfr_sqr(w, t, MPFR_RNDN);
+    mpfr_neg(w, w, MPFR_RNDN);
+    mpfr_exp(w, w, MPFR_RNDN);
+    zev::erfmp::erfcinv(z, w);
+    mpfr_div(y, z, t, MPFR_RNDN);
+  };
+  std::vector<M*> c;
+  fit_nodes(kDegree, value, c);
+  std::vector<double> p;
+  for (M* m : c) p.push_back(mpfr_get_d(*m, MPFR_RNDN)), delete m;
+  double worst = 0;
+  M y, q, u;
+  for (int k = 0; k <= 400; ++k) {
+    mpfr_set_d(u, -1 + k / 200.0, MPFR_RNDN);
+    value(y, u);
+    mpfr_set_ui(q, 0, MPFR_RNDN);
+    for (int i = kDegree; i >= 0; --i) {
+      mpfr_mul(q, q, u, MPFR_RNDN);
+      mpfr_add_d(q, q, p[i], MPFR_RNDN);
+    }
+    mpfr_div(q, q, y, MPFR_RNDN);
+    mpfr_sub_ui(q, q, 1, MPFR_RNDN);
+    worst = std::fmax(worst, std::fabs(mpfr_get_d(q, MPFR_RNDN)));
+  }
+  printf("// {C, K, p0..p8}: erfcinv(w) = t P(K (1/t - C)), t = sqrt(-ln w), w in [2^-150, 2^-53];\n");
+  printf("// largest relative error of the stored polynomial at 401 points %.3g\n", worst);
+  printf("alignas(16) const double kInvTailS[%d] = {%a, %a", kDegree + 3, C, K);
+  for (double d : p) printf(", %a", d);
+  printf("};\n\n");
+}
+
 // The single rows of Erf: 504 rows {erf(b), (2/sqrt(pi)) exp(-b^2)} of float on
 // b = i/128, up to 3.9296875, where erf rounds to 1 in single.
 int single_tables() {
@@ -324,7 +386,9 @@ int single_tables() {
     mpfr_mul(g, g, c, MPFR_RNDN);
     printf("    {%a, %a},\n", mpfr_get_flt(e, MPFR_RNDN), mpfr_get_flt(g, MPFR_RNDN));
   }
-  printf("};\n\n}  // namespace zev::vk::erfdata\n");
+  printf("};\n\n");
+  single_tail();
+  printf("}  // namespace zev::vk::erfdata\n");
   return 0;
 }
 

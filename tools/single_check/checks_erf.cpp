@@ -20,7 +20,35 @@ double newton(double z, double t, bool pole) {
   const double slope = 1.1283791670955126 * std::exp(-z * z);
   return pole ? z + (std::erfc(z) - t) / slope : z + (t - std::erf(z)) / slope;
 }
+// erfc(z) = w for w below 2^-53, where the double kernels take their slow
+// series: Newton's method on ln erfc (concave, decreasing) until the step
+// falls below 2^-40 z (quadratic convergence leaves the root within double
+// rounding). The start is the root of the previous argument when it lies
+// within 2^-20 below (the scan walks the floats upwards: two steps), else one
+// asymptotic substitution z^2 = -ln w - ln(z sqrt(pi)).
+double tail_root(double w) {
+  thread_local double last_w = 0, last_z = 0;
+  const double lw = std::log(w);
+  double z;
+  if (w > last_w && w <= last_w * (1 + 0x1p-20)) {
+    z = last_z;
+  } else {
+    z = std::sqrt(-lw);
+    z = std::sqrt(-lw - std::log(z * 1.7724538509055159));
+  }
+  for (int i = 0; i < 40; ++i) {
+    const double e = std::erfc(z);
+    const double step = (std::log(e) - lw) * e / (1.1283791670955126 * std::exp(-z * z));
+    z += step;
+    if (std::fabs(step) < 0x1p-40 * z) {
+      last_w = w, last_z = z;
+      return z;
+    }
+  }
+  return NAN;
+}
 double ref_erfcinv_of(double y) {  // y in (0, 2)
+  if (y < 0x1p-53) return tail_root(y);
   double z;
   _vqmdErfcInv_HA(1, &y, &z);
   if (y < 0.5) return newton(z, y, true);

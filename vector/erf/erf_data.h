@@ -10,6 +10,7 @@ namespace zev::vk::erfdata {
 extern const uint64_t kErfPacked[768][2];  // {E 2^-1016 with w in the top bits, 2^32 exp(-b^2)}
 extern const double kErf[768][2];          // {erf(b), (2/sqrt(pi)) exp(-b^2)}
 extern const float kErfS[504][2];          // the same in single, up to 3.9296875 (erf_single_data.cpp)
+extern const double kInvTailS[11];          // the single inverses' deep tail, {C, K, p0..p8} (erf_single_data.cpp)
 extern const double kErfc[3488][4];        // {T, Tl, G, 0}: 2^128 erfc(b) and its slope
 extern const double kCdfNorm[4928][4];     // {T, Tl, G, 0}: 2^127 erfc(b/sqrt(2)) and its slope
 

@@ -513,4 +513,8 @@ alignas(16) const float kErfS[504][2] = {
     {0x1p+0, 0x1.dc3ae4p-23},
 };
 
+// {C, K, p0..p8}: erfcinv(w) = t P(K (1/t - C)), t = sqrt(-ln w), w in [2^-150, 2^-53];
+// largest relative error of the stored polynomial at 401 points 8.02e-13
+alignas(16) const double kInvTailS[11] = {0x1.0d5f1947c72d2p-3, 0x1.de36d751b4268p+4, 0x1.f4698a1e22b02p-1, -0x1.3272d3aacdd43p-7, -0x1.518e68c087e21p-11, 0x1.7c01e018aa025p-15, -0x1.900054fd8a0f9p-19, 0x1.443cc40bf578dp-22, -0x1.50a1c6f6b5c19p-25, 0x1.a2830f4373a11p-28, -0x1.0bb5fcaa50abp-30};
+
 }  // namespace zev::vk::erfdata
