@@ -8,7 +8,8 @@
 // its bound (HA 1 ulp, LA 4 ulp, EP 2^-11 relative) or a class is wrong. Odd
 // and even functions are measured on the positive half, and their negative
 // half is compared with it bit for bit. Arguments name rows ("sLn") or levels
-// of rows ("sLn:HA"); --flush first runs the kernels with FTZ/DAZ on and
+// of rows ("sLn:HA"); the levels asked of one row share one walk over the
+// inputs, and one reference value an input. --flush first runs the kernels with FTZ/DAZ on and
 // compares them with the function of the input as they read it (a subnormal
 // as a zero of its sign), a zero result standing where the exact result is
 // subnormal.
@@ -106,52 +107,71 @@ uint32_t mode() { return VQM_ERRMODE_IGNORE | (g_flush ? VQM_FTZDAZ_ON : VQM_FTZ
 constexpr uint32_t kChunk = 1u << 20;
 
 // The inputs of bits [begin, end), a multiple of kChunk apart, on the calling
-// thread (which sets its own mode word).
-void scan(const Func& f, int level, uint64_t begin, uint64_t end, Tally& t) {
+// thread (which sets its own mode word), at each of the levels asked: the
+// reference is computed once an input for all of them.
+void scan(const Func& f, const std::vector<int>& levels, uint64_t begin, uint64_t end, std::vector<Tally>& tallies) {
   zev_vqm_kernel_SetMode(mode());
-  std::vector<float> in(kChunk), out(kChunk), neg(kChunk), out_neg(kChunk);
+  const size_t nl = levels.size();
+  std::vector<float> in(kChunk), neg(kChunk), out_neg(kChunk);
+  std::vector<std::vector<float>> out(nl, std::vector<float>(kChunk));
+  std::vector<double> refs(kChunk);
   for (uint64_t base = begin; base < end; base += kChunk) {
     for (uint32_t i = 0; i < kChunk; ++i) in[i] = from_bits(static_cast<uint32_t>(base + i));
-    f.levels[level](kChunk, in.data(), out.data());
-    if (f.parity >= 0) {
-      for (uint32_t i = 0; i < kChunk; ++i) neg[i] = -in[i];
-      f.levels[level](kChunk, neg.data(), out_neg.data());
-      for (uint32_t i = 0; i < kChunk; ++i) {
-        const float want = f.parity == 1 ? -out[i] : out[i];
-        if (memcmp(&want, &out_neg[i], 4) != 0 && !(std::isnan(want) && std::isnan(out_neg[i]))) ++t.asymmetric;
+    for (size_t l = 0; l < nl; ++l) {
+      Tally& t = tallies[l];
+      f.levels[levels[l]](kChunk, in.data(), out[l].data());
+      if (f.parity >= 0) {
+        for (uint32_t i = 0; i < kChunk; ++i) neg[i] = -in[i];
+        f.levels[levels[l]](kChunk, neg.data(), out_neg.data());
+        for (uint32_t i = 0; i < kChunk; ++i) {
+          const float want = f.parity == 1 ? -out[l][i] : out[l][i];
+          if (memcmp(&want, &out_neg[i], 4) != 0 && !(std::isnan(want) && std::isnan(out_neg[i]))) ++t.asymmetric;
+        }
       }
     }
     for (uint32_t i = 0; i < kChunk; ++i) {
-      const double x = in[i], got = out[i];
+      const double x = in[i];
       const bool sub = std::fabs(x) < 0x1p-126;
-      const double ref = f.ref(g_flush && sub ? std::copysign(0.0, x) : x);
-      if (g_flush && got == 0 && std::fabs(ref) < 0x1p-126 && ref != 0) continue;  // flushed result
-      bool special;
-      if (wrong_class(f.cls, x, got, ref, special)) ++t.wrong;
-      if (special) continue;
-      t.ulp.see(std::fabs(got - ref) / ulp_of(ref), base + i, x, got, ref);
-      if (std::fabs(ref) >= 0x1p-126) t.rel.see(std::fabs(got / ref - 1), base + i, x, got, ref);
+      refs[i] = f.ref(g_flush && sub ? std::copysign(0.0, x) : x);
+    }
+    for (size_t l = 0; l < nl; ++l) {
+      Tally& t = tallies[l];
+      for (uint32_t i = 0; i < kChunk; ++i) {
+        const double x = in[i], got = out[l][i], ref = refs[i];
+        if (g_flush && got == 0 && std::fabs(ref) < 0x1p-126 && ref != 0) continue;  // flushed result
+        bool special;
+        if (wrong_class(f.cls, x, got, ref, special)) ++t.wrong;
+        if (special) continue;
+        t.ulp.see(std::fabs(got - ref) / ulp_of(ref), base + i, x, got, ref);
+        if (std::fabs(ref) >= 0x1p-126) t.rel.see(std::fabs(got / ref - 1), base + i, x, got, ref);
+      }
     }
   }
 }
 
-bool check(const Func& f, int level) {
+// The levels of one row, in one walk over the inputs; a line for each.
+bool check(const Func& f, const std::vector<int>& levels) {
   const uint64_t end = f.parity >= 0 ? 1ull << 31 : 1ull << 32;
-  Tally lower, upper;
-  std::thread second(scan, std::cref(f), level, end / 2, end, std::ref(upper));
-  scan(f, level, 0, end / 2, lower);
+  std::vector<Tally> lower(levels.size()), upper(levels.size());
+  std::thread second(scan, std::cref(f), std::cref(levels), end / 2, end, std::ref(upper));
+  scan(f, levels, 0, end / 2, lower);
   second.join();
-  lower.merge(upper);
-  const Worst &ulp = lower.ulp, &rel = lower.rel;
-  const bool ok = lower.wrong == 0 && lower.asymmetric == 0 &&
-                  (level == 2 ? rel.err <= 0x1p-11 : ulp.err <= (level == 1 ? 1.0 : 4.0));
-  printf("%-8s %s%s  worst %.3f ulp at %a (got %a, want %a)  relative 2^%.2f at %a  wrong class %llu  "
-         "asymmetric %llu  %s\n",
-         f.row, kLevel[level], g_flush ? " FTZ/DAZ" : "", ulp.err, ulp.x, ulp.got, ulp.ref, std::log2(rel.err), rel.x,
-         static_cast<unsigned long long>(lower.wrong), static_cast<unsigned long long>(lower.asymmetric),
-         ok ? "ok" : "BROKEN");
+  bool all = true;
+  for (size_t l = 0; l < levels.size(); ++l) {
+    const int level = levels[l];
+    lower[l].merge(upper[l]);
+    const Worst &ulp = lower[l].ulp, &rel = lower[l].rel;
+    const bool ok = lower[l].wrong == 0 && lower[l].asymmetric == 0 &&
+                    (level == 2 ? rel.err <= 0x1p-11 : ulp.err <= (level == 1 ? 1.0 : 4.0));
+    printf("%-8s %s%s  worst %.3f ulp at %a (got %a, want %a)  relative 2^%.2f at %a  wrong class %llu  "
+           "asymmetric %llu  %s\n",
+           f.row, kLevel[level], g_flush ? " FTZ/DAZ" : "", ulp.err, ulp.x, ulp.got, ulp.ref, std::log2(rel.err),
+           rel.x, static_cast<unsigned long long>(lower[l].wrong),
+           static_cast<unsigned long long>(lower[l].asymmetric), ok ? "ok" : "BROKEN");
+    all &= ok;
+  }
   fflush(stdout);
-  return ok;
+  return all;
 }
 
 }  // namespace
@@ -165,13 +185,15 @@ int main(int argc, char** argv) {
   std::stable_sort(funcs.begin(), funcs.end(), [](const Func& a, const Func& b) { return a.order < b.order; });
   bool ok = true;
   for (const Func& f : funcs) {
+    std::vector<int> levels;
     for (int level = 0; level < 3; ++level) {
       if (f.one && level != 1) continue;
       bool want = argc == first;
       for (int i = first; i < argc; ++i)
         want |= argv[i] == std::string(f.row) || argv[i] == std::string(f.row) + ":" + kLevel[level];
-      if (want) ok &= check(f, level);
+      if (want) levels.push_back(level);
     }
+    if (!levels.empty()) ok &= check(f, levels);
   }
   return ok ? 0 : 1;
 }
