@@ -12,6 +12,7 @@
 
 #include <emmintrin.h>
 
+#include "vector/common/atan2_dd.h"
 #include "vector/common/exact.h"
 #include "vector/invtrig/invtrig_core.h"
 #include "vector/log/log_core.h"
@@ -73,40 +74,12 @@ inline void atanh_first_d(__m128d x, __m128d y, __m128d& re, __m128d& im) {
 
 // ---- double rows: sums of two doubles ------------------------------------------------
 
-// The double paths take the estimator of the reciprocal in the table
-// reduction of atan_table as E (HwEstimate in the kernels; the tests run them
-// under the modelled worst estimates too); its two Newton steps and the
-// residual correction leave the estimate no influence above 2^-90.
-//
 // atan2(n, d) for n = nh + nl > 0 and d = dh + dl of either sign (dh may be
-// zero), both pairs, as a pair within about 2^-54 (the polynomial of the
-// table's lowest row, t up to 0.4375; 2^-60 elsewhere): t = min/max as a pair
-// (the product by the reciprocal, and its exact residual times the
-// reciprocal), atan t by the interval table of the inverse circular family,
-// then pi/2 -+ atan t or (pi -) atan t.
-template <class E = HwEstimate>
-inline DD atan2_pair(__m128d nh, __m128d nl, __m128d dh, __m128d dl) {
-  const __m128d sign = dv(-0.0);
-  const __m128d dneg = _mm_cmplt_pd(dh, _mm_setzero_pd());
-  const __m128d ds = _mm_and_pd(dh, sign);
-  const __m128d adh = _mm_xor_pd(dh, ds), adl = _mm_xor_pd(dl, ds);  // |d|
-  const __m128d swap = _mm_cmpgt_pd(nh, adh);
-  const __m128d sh = select(swap, adh, nh), sl = select(swap, adl, nl);
-  const __m128d bh = select(swap, nh, adh), bl = select(swap, nl, adl);
-  const __m128d rb = _mm_div_pd(dv(1.0), bh);
-  const __m128d q = _mm_mul_pd(sh, rb);
-  const DD qb = two_prod(q, bh);
-  const __m128d ql = _mm_mul_pd(_mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(sh, qb.hi), qb.lo), sl), _mm_mul_pd(q, bl)), rb);
-  const invtrig::AtanParts w = invtrig::atan_table<E, false>(q, ql);
-  const DD v = fast_two_sum(w.ch, w.th);
-  const __m128d vl = _mm_add_pd(v.lo, _mm_add_pd(w.cl, w.tl));
-  // swap: pi/2 - v (d >= 0), pi/2 + v (d < 0); else v (d >= 0), pi - v (d < 0).
-  const __m128d ch = select(swap, dv(invtrig::kPi2.hi), _mm_and_pd(dneg, dv(invtrig::kPi.hi)));
-  const __m128d cl = select(swap, dv(invtrig::kPi2.lo), _mm_and_pd(dneg, dv(invtrig::kPi.lo)));
-  const __m128d flip = _mm_and_pd(_mm_xor_pd(swap, dneg), sign);  // the sign of v
-  const DD s = two_sum(ch, _mm_xor_pd(v.hi, flip));
-  return fast_two_sum(s.hi, _mm_add_pd(s.lo, _mm_add_pd(cl, _mm_xor_pd(vl, flip))));
-}
+// zero), both pairs, as a pair within about 2^-58 (vector/common/atan2_dd.h:
+// one division, the quotient reduced by a row of four and cut so that its
+// residual is exact, a Taylor polynomial), then pi/2 -+ atan t or (pi -)
+// atan t.
+inline DD atan2_pair(__m128d nh, __m128d nl, __m128d dh, __m128d dl) { return atan2_dd(nh, nl, dh, dl); }
 
 // Pair arithmetic for positive operands (no cancellation): each result within
 // a few units of 2^-104 relative.
@@ -152,7 +125,7 @@ inline __m128d log_pair(DD v, __m128d add1) {
 // one of positive terms; in this range every intermediate is a normal number.
 // For acos, xneg marks the lanes of a negative x, whose real part is
 // pi - acos |x|, formed on the pair.
-template <bool Acos, class E = HwEstimate>
+template <bool Acos>
 inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m128d& im) {
   const __m128d one = dv(1.0), zero = _mm_setzero_pd(), sign = dv(-0.0);
   const DD xp1 = two_sum(x, one);
@@ -174,12 +147,12 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
   const DD amx = dd_half(dd_add(t, {select(lt1, d.hi, w.hi), select(lt1, d.lo, w.lo)}));
   const DD q = dd_sqrt(dd_mul(dd_add(A, {x, zero}), amx));
   if constexpr (Acos) {
-    const DD a = atan2_pair<E>(q.hi, q.lo, x, zero);
+    const DD a = atan2_pair(q.hi, q.lo, x, zero);
     const __m128d fl = _mm_and_pd(xneg, sign);
     const DD c = two_sum(_mm_and_pd(xneg, dv(invtrig::kPi.hi)), _mm_xor_pd(a.hi, fl));
     re = _mm_add_pd(c.hi, _mm_add_pd(c.lo, _mm_add_pd(_mm_and_pd(xneg, dv(invtrig::kPi.lo)), _mm_xor_pd(a.lo, fl))));
   } else {
-    const DD a = atan2_pair<E>(x, zero, q.hi, q.lo);
+    const DD a = atan2_pair(x, zero, q.hi, q.lo);
     re = _mm_add_pd(a.hi, a.lo);
   }
   // A <= 1.5: log1p(v), v = A - 1 + sqrt((A - 1)(A + 1)); else log(A + sqrt(A^2 - 1))
@@ -198,7 +171,6 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
 // squares) and that of the imaginary part, (1 - x)(1 + x) - y^2, which cancels
 // near the unit circle, are both within 2^-104 of the largest term; every
 // quotient, square and sum stays a normal number in this range.
-template <class E = HwEstimate>
 inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d one = dv(1.0);
   const DD a = two_sum(one, _mm_xor_pd(x, dv(-0.0)));  // 1 - x
@@ -220,7 +192,7 @@ inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy.lo)),
                                 _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
   const DD D = two_sum(d1.hi, dl);
-  const DD t = atan2_pair<E>(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
+  const DD t = atan2_pair(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
   im = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
 }
 

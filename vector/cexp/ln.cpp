@@ -3,7 +3,8 @@
 // G, with its cut along the negative real axis (the sign of a zero
 // imaginary part chooses +pi or -pi), and Log10 = Ln / ln 10.
 //
-// z rows: log|z| and arg z as pairs (cexp_core.h), each rounded once; Log10
+// z rows: log|z| as a pair (cexp_core.h) and arg z as a pair from one
+// division (vector/common/atan2_dd.h), each rounded once; Log10
 // multiplies each pair by 1/ln 10 as a pair and rounds once. Vector lanes:
 // the larger part in [2^-500, 2^500], the smaller zero or at least 2^-1019.
 // c rows: in double (the squares of single parts exact, their sum a pair, the
@@ -19,6 +20,7 @@
 #include <limits>
 
 #include "vector/cexp/cexp_core.h"
+#include "vector/common/atan2_dd.h"
 #include "vector/cexp/cexp_scalar.h"
 
 namespace zev::vk::cexp {
@@ -118,8 +120,9 @@ struct ZLn {
       __m128d x, y, re, im;
       split_parts(a[2 * h], a[2 * h + 1], x, y);
       mask |= soa_mask(ln_flags(x, y)) << (2 * h);
-      DD lr, li;
-      ln_pair(x, y, lr, li);
+      const DD l = log_norm2(x, y);
+      const DD lr{_mm_mul_pd(l.hi, d1(0.5)), _mm_mul_pd(l.lo, d1(0.5))};
+      const DD li = atan2_dd(y, x);
       if constexpr (Log10) {
         const DD c{d1(kInvLn10.hi), d1(kInvLn10.lo)};
         re = mul_round(lr, c);
