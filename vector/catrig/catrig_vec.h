@@ -91,17 +91,33 @@ inline DD dd_mul(DD a, DD b) {
   const DD p = two_prod(a.hi, b.hi);
   return fast_two_sum(p.hi, _mm_add_pd(p.lo, _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi))));
 }
-inline DD dd_div(DD a, DD b) {
-  const __m128d q = _mm_div_pd(a.hi, b.hi);
+// a / b with rb, a reciprocal of b.hi within a few ulps: the head a.hi rb and
+// its exact residual times rb.
+inline DD dd_div(DD a, DD b, __m128d rb) {
+  const __m128d q = _mm_mul_pd(a.hi, rb);
   const DD p = two_prod(q, b.hi);
   const __m128d r = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, p.hi), p.lo), a.lo), _mm_mul_pd(q, b.lo));
-  return fast_two_sum(q, _mm_div_pd(r, b.hi));
+  return fast_two_sum(q, _mm_mul_pd(r, rb));
 }
-inline DD dd_sqrt(DD a) {
-  const __m128d s = _mm_sqrt_pd(a.hi);
-  const DD p = two_prod(s, s);
-  const __m128d e = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, p.hi), p.lo), a.lo);
-  return fast_two_sum(s, _mm_div_pd(e, _mm_add_pd(s, s)));
+// The reciprocals of a and b from one division, each within 3 ulps (a b must
+// stay normal).
+inline void recip2(__m128d a, __m128d b, __m128d& ra, __m128d& rb) {
+  const __m128d r = _mm_div_pd(dv(1.0), _mm_mul_pd(a, b));
+  ra = _mm_mul_pd(b, r);
+  rb = _mm_mul_pd(a, r);
+}
+// The square roots of the pairs a and b (the product of the roots normal):
+// each root's correction, its residual over twice the root, needs only a few
+// bits of the reciprocal, and the two reciprocals come from one division.
+inline void dd_sqrt2(DD a, DD b, DD& ra, DD& rb) {
+  const __m128d sa = _mm_sqrt_pd(a.hi), sb = _mm_sqrt_pd(b.hi);
+  const DD pa = two_prod(sa, sa), pb = two_prod(sb, sb);
+  const __m128d ea = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, pa.hi), pa.lo), a.lo);
+  const __m128d eb = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(b.hi, pb.hi), pb.lo), b.lo);
+  __m128d ia, ib;
+  recip2(_mm_add_pd(sa, sa), _mm_add_pd(sb, sb), ia, ib);
+  ra = fast_two_sum(sa, _mm_mul_pd(ea, ia));
+  rb = fast_two_sum(sb, _mm_mul_pd(eb, ib));
 }
 inline DD dd_half(DD a) { return {_mm_mul_pd(a.hi, dv(0.5)), _mm_mul_pd(a.lo, dv(0.5))}; }
 
@@ -131,21 +147,29 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
   const DD xp1 = two_sum(x, one);
   const DD xm1 = two_sum(x, _mm_xor_pd(one, sign));  // x - 1, either sign
   const DD y2 = two_prod(y, y);
-  const DD r = dd_sqrt(dd_add(dd_mul(xp1, xp1), y2));
   // (x - 1)^2 = |x - 1|^2
   const __m128d xms = _mm_and_pd(xm1.hi, sign);
   const DD axm1{_mm_xor_pd(xm1.hi, xms), _mm_xor_pd(xm1.lo, xms)};
-  const DD s = dd_sqrt(dd_add(dd_mul(axm1, axm1), y2));
+  DD r, s;
+  dd_sqrt2(dd_add(dd_mul(xp1, xp1), y2), dd_add(dd_mul(axm1, axm1), y2), r, s);
   const DD A = dd_half(dd_add(r, s));
-  const DD t = dd_div(y2, dd_add(r, xp1));  // r - (x + 1)
-  // d = s + |x - 1|; x < 1: A - 1 = (t + y^2/d)/2, A - x = (t + d)/2;
-  // x >= 1: A - 1 = (t + d)/2, A - x = (t + y^2/d)/2.
-  const DD d = dd_add(s, axm1);
-  const DD w = dd_div(y2, d);
+  // t = r - (x + 1) = y^2/(r + x + 1); d = s + |x - 1|; x < 1: A - 1 = (t +
+  // y^2/d)/2, A - x = (t + d)/2; x >= 1: A - 1 = (t + d)/2, A - x = (t + y^2/d)/2.
+  const DD rx = dd_add(r, xp1), d = dd_add(s, axm1);
+  __m128d irx, id;
+  recip2(rx.hi, d.hi, irx, id);
+  const DD t = dd_div(y2, rx, irx);
+  const DD w = dd_div(y2, d, id);
   const __m128d lt1 = _mm_cmplt_pd(x, one);
   const DD am1 = dd_half(dd_add(t, {select(lt1, w.hi, d.hi), select(lt1, w.lo, d.lo)}));
   const DD amx = dd_half(dd_add(t, {select(lt1, d.hi, w.hi), select(lt1, d.lo, w.lo)}));
-  const DD q = dd_sqrt(dd_mul(dd_add(A, {x, zero}), amx));
+  // A <= 1.5: log1p(v), v = A - 1 + sqrt((A - 1)(A + 1)); else log(A + sqrt(A^2 - 1))
+  // (A^2 - 1 = (A - 1)(A + 1) too, with A - 1 from the sum of A's pair).
+  const __m128d near = _mm_cmple_pd(A.hi, dv(1.5));
+  const DD Am1big = two_sum(A.hi, _mm_xor_pd(one, sign));
+  const DD am1s{select(near, am1.hi, Am1big.hi), select(near, am1.lo, _mm_add_pd(Am1big.lo, A.lo))};
+  DD q, sq;
+  dd_sqrt2(dd_mul(dd_add(A, {x, zero}), amx), dd_mul(am1s, dd_add(A, {one, zero})), q, sq);
   if constexpr (Acos) {
     const DD a = atan2_pair(q.hi, q.lo, x, zero);
     const __m128d fl = _mm_and_pd(xneg, sign);
@@ -155,12 +179,6 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
     const DD a = atan2_pair(x, zero, q.hi, q.lo);
     re = _mm_add_pd(a.hi, a.lo);
   }
-  // A <= 1.5: log1p(v), v = A - 1 + sqrt((A - 1)(A + 1)); else log(A + sqrt(A^2 - 1))
-  // (A^2 - 1 = (A - 1)(A + 1) too, with A - 1 from the sum of A's pair).
-  const __m128d near = _mm_cmple_pd(A.hi, dv(1.5));
-  const DD Am1big = two_sum(A.hi, _mm_xor_pd(one, sign));
-  const DD am1s{select(near, am1.hi, Am1big.hi), select(near, am1.lo, _mm_add_pd(Am1big.lo, A.lo))};
-  const DD sq = dd_sqrt(dd_mul(am1s, dd_add(A, {one, zero})));
   const DD base{select(near, am1.hi, A.hi), select(near, am1.lo, A.lo)};
   im = log_pair(dd_add(base, sq), near);
 }
