@@ -14,9 +14,10 @@
 // below 2^-58 of the result on every row). The result is C + (fl ? -v : v),
 // v = atan c + atan t', C in {0, pi/2, pi} as for any atan2, one Fast2Sum.
 //
-// Range: both parts zero or in [2^-1019, 2^993): D and the products stay
-// normal and Dekker's bounds hold; a quotient below the normal range only
-// where the exact result is below it too.
+// Range: both parts zero or in [2^-1019, 2^993), and the smaller part zero or
+// at least 2^-960 of the larger (atan2_dd_tiny marks the lanes below): there
+// every intermediate is normal or an exact zero, so that flushing subnormals
+// to zero changes nothing, and the 26-bit head q0 never loses its rest ql.
 #pragma once
 
 #include <emmintrin.h>
@@ -29,7 +30,7 @@
 namespace zev::vk {
 
 struct Atan2DDConst {
-  __m128d sign, cut, quarter, half, one, b1, b2, b3;
+  __m128d sign, cut, quarter, half, one, b1, b2, b3, tiny;
   __m128d a1h, a1l, a2h, a2l, a3h, a3l;  // atan 1/4, atan 1/2, atan 1 (= pi/4) as pairs
   __m128d pi2h, pi2l, pih, pil;
   __m128d q[9];                          // -1/3, 1/5, -1/7, ..., -1/19
@@ -43,6 +44,7 @@ inline constexpr Atan2DDConst kAtan2DD = {
     .b1 = d2(0.125),  // the bounds of m/M between the rows
     .b2 = d2(0.375),
     .b3 = d2(0.71875),
+    .tiny = d2(0x1p-960),  // the least ratio m/M of the range
     .a1h = d2(0x1.f5b75f92c80ddp-3),
     .a1l = d2(0x1.8ab6e3cf7afbdp-57),
     .a2h = d2(0x1.dac670561bb4fp-2),
@@ -101,6 +103,15 @@ inline DD atan2_branch(DD v, __m128d g, __m128d x) {
   const __m128d fl = _mm_xor_pd(_mm_and_pd(g, k.sign), xs);
   const DD s = fast_two_sum(ch, _mm_xor_pd(v.hi, fl));
   return {s.hi, _mm_add_pd(s.lo, _mm_add_pd(cl, _mm_xor_pd(v.lo, fl)))};
+}
+
+// Lanes whose smaller part is not zero but below 2^-960 of the larger: their
+// rest ql could fall below the normal range.
+inline __m128d atan2_dd_tiny(__m128d y, __m128d x) {
+  const Atan2DDConst& k = kAtan2DD;
+  const __m128d ay = _mm_andnot_pd(k.sign, y), ax = _mm_andnot_pd(k.sign, x);
+  const __m128d m = _mm_min_pd(ay, ax);
+  return _mm_and_pd(_mm_cmplt_pd(m, _mm_mul_pd(_mm_max_pd(ay, ax), k.tiny)), _mm_cmpneq_pd(m, _mm_setzero_pd()));
 }
 
 // atan2(y, x) as a pair, the sign of y on both parts.

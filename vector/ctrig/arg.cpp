@@ -10,9 +10,9 @@
 // HA: atan2 as a pair from one division (vector/common/atan2_dd.h: a row of
 // four by m/M, the reduced quotient as a pair, a Taylor polynomial), rounded
 // once. Elements with a part outside [2^-1019, 2^993) (zero, subnormal, huge,
-// infinite, NaN) go to the scalar atan2 of the inverse circular family at HA
-// (atan2_full.h), which scales finite parts to exponent 0. Arg reports
-// nothing.
+// infinite, NaN) or the parts more than 2^960 apart go to the scalar atan2 of
+// the inverse circular family at HA (atan2_full.h), which scales finite parts
+// to exponent 0. Arg reports nothing.
 #include <emmintrin.h>
 
 #include "vector/common/atan2_dd.h"
@@ -37,7 +37,7 @@ struct ZArg {
       V x, y, special;
       split_parts(a[2 * h], a[2 * h + 1], x, y);
       if constexpr (HA) {
-        special = _mm_or_pd(invtrig::atan_special(x), invtrig::atan_special(y));
+        special = _mm_or_pd(_mm_or_pd(invtrig::atan_special(x), invtrig::atan_special(y)), atan2_dd_tiny(y, x));
         const DD v = atan2_dd(y, x);
         r[h] = _mm_add_pd(v.hi, v.lo);
       } else {
