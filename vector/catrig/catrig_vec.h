@@ -12,6 +12,7 @@
 
 #include <emmintrin.h>
 
+#include "vector/common/atan2_dd.h"
 #include "vector/common/exact.h"
 #include "vector/invtrig/invtrig_core.h"
 #include "vector/log/log_core.h"
@@ -73,40 +74,12 @@ inline void atanh_first_d(__m128d x, __m128d y, __m128d& re, __m128d& im) {
 
 // ---- double rows: sums of two doubles ------------------------------------------------
 
-// The double paths take the estimator of the reciprocal in the table
-// reduction of atan_table as E (HwEstimate in the kernels; the tests run them
-// under the modelled worst estimates too); its two Newton steps and the
-// residual correction leave the estimate no influence above 2^-90.
-//
 // atan2(n, d) for n = nh + nl > 0 and d = dh + dl of either sign (dh may be
-// zero), both pairs, as a pair within about 2^-54 (the polynomial of the
-// table's lowest row, t up to 0.4375; 2^-60 elsewhere): t = min/max as a pair
-// (the product by the reciprocal, and its exact residual times the
-// reciprocal), atan t by the interval table of the inverse circular family,
-// then pi/2 -+ atan t or (pi -) atan t.
-template <class E = HwEstimate>
-inline DD atan2_pair(__m128d nh, __m128d nl, __m128d dh, __m128d dl) {
-  const __m128d sign = dv(-0.0);
-  const __m128d dneg = _mm_cmplt_pd(dh, _mm_setzero_pd());
-  const __m128d ds = _mm_and_pd(dh, sign);
-  const __m128d adh = _mm_xor_pd(dh, ds), adl = _mm_xor_pd(dl, ds);  // |d|
-  const __m128d swap = _mm_cmpgt_pd(nh, adh);
-  const __m128d sh = select(swap, adh, nh), sl = select(swap, adl, nl);
-  const __m128d bh = select(swap, nh, adh), bl = select(swap, nl, adl);
-  const __m128d rb = _mm_div_pd(dv(1.0), bh);
-  const __m128d q = _mm_mul_pd(sh, rb);
-  const DD qb = two_prod(q, bh);
-  const __m128d ql = _mm_mul_pd(_mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(sh, qb.hi), qb.lo), sl), _mm_mul_pd(q, bl)), rb);
-  const invtrig::AtanParts w = invtrig::atan_table<E, false>(q, ql);
-  const DD v = fast_two_sum(w.ch, w.th);
-  const __m128d vl = _mm_add_pd(v.lo, _mm_add_pd(w.cl, w.tl));
-  // swap: pi/2 - v (d >= 0), pi/2 + v (d < 0); else v (d >= 0), pi - v (d < 0).
-  const __m128d ch = select(swap, dv(invtrig::kPi2.hi), _mm_and_pd(dneg, dv(invtrig::kPi.hi)));
-  const __m128d cl = select(swap, dv(invtrig::kPi2.lo), _mm_and_pd(dneg, dv(invtrig::kPi.lo)));
-  const __m128d flip = _mm_and_pd(_mm_xor_pd(swap, dneg), sign);  // the sign of v
-  const DD s = two_sum(ch, _mm_xor_pd(v.hi, flip));
-  return fast_two_sum(s.hi, _mm_add_pd(s.lo, _mm_add_pd(cl, _mm_xor_pd(vl, flip))));
-}
+// zero), both pairs, as a pair within about 2^-58 (vector/common/atan2_dd.h:
+// one division, the quotient reduced by a row of four and cut so that its
+// residual is exact, a Taylor polynomial), then pi/2 -+ atan t or (pi -)
+// atan t.
+inline DD atan2_pair(__m128d nh, __m128d nl, __m128d dh, __m128d dl) { return atan2_dd(nh, nl, dh, dl); }
 
 // Pair arithmetic for positive operands (no cancellation): each result within
 // a few units of 2^-104 relative.
@@ -118,17 +91,33 @@ inline DD dd_mul(DD a, DD b) {
   const DD p = two_prod(a.hi, b.hi);
   return fast_two_sum(p.hi, _mm_add_pd(p.lo, _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi))));
 }
-inline DD dd_div(DD a, DD b) {
-  const __m128d q = _mm_div_pd(a.hi, b.hi);
+// a / b with rb, a reciprocal of b.hi within a few ulps: the head a.hi rb and
+// its exact residual times rb.
+inline DD dd_div(DD a, DD b, __m128d rb) {
+  const __m128d q = _mm_mul_pd(a.hi, rb);
   const DD p = two_prod(q, b.hi);
   const __m128d r = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, p.hi), p.lo), a.lo), _mm_mul_pd(q, b.lo));
-  return fast_two_sum(q, _mm_div_pd(r, b.hi));
+  return fast_two_sum(q, _mm_mul_pd(r, rb));
 }
-inline DD dd_sqrt(DD a) {
-  const __m128d s = _mm_sqrt_pd(a.hi);
-  const DD p = two_prod(s, s);
-  const __m128d e = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, p.hi), p.lo), a.lo);
-  return fast_two_sum(s, _mm_div_pd(e, _mm_add_pd(s, s)));
+// The reciprocals of a and b from one division, each within 3 ulps (a b must
+// stay normal).
+inline void recip2(__m128d a, __m128d b, __m128d& ra, __m128d& rb) {
+  const __m128d r = _mm_div_pd(dv(1.0), _mm_mul_pd(a, b));
+  ra = _mm_mul_pd(b, r);
+  rb = _mm_mul_pd(a, r);
+}
+// The square roots of the pairs a and b (the product of the roots normal):
+// each root's correction, its residual over twice the root, needs only a few
+// bits of the reciprocal, and the two reciprocals come from one division.
+inline void dd_sqrt2(DD a, DD b, DD& ra, DD& rb) {
+  const __m128d sa = _mm_sqrt_pd(a.hi), sb = _mm_sqrt_pd(b.hi);
+  const DD pa = two_prod(sa, sa), pb = two_prod(sb, sb);
+  const __m128d ea = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(a.hi, pa.hi), pa.lo), a.lo);
+  const __m128d eb = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(b.hi, pb.hi), pb.lo), b.lo);
+  __m128d ia, ib;
+  recip2(_mm_add_pd(sa, sa), _mm_add_pd(sb, sb), ia, ib);
+  ra = fast_two_sum(sa, _mm_mul_pd(ea, ia));
+  rb = fast_two_sum(sb, _mm_mul_pd(eb, ib));
 }
 inline DD dd_half(DD a) { return {_mm_mul_pd(a.hi, dv(0.5)), _mm_mul_pd(a.lo, dv(0.5))}; }
 
@@ -152,42 +141,44 @@ inline __m128d log_pair(DD v, __m128d add1) {
 // one of positive terms; in this range every intermediate is a normal number.
 // For acos, xneg marks the lanes of a negative x, whose real part is
 // pi - acos |x|, formed on the pair.
-template <bool Acos, class E = HwEstimate>
+template <bool Acos>
 inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m128d& im) {
   const __m128d one = dv(1.0), zero = _mm_setzero_pd(), sign = dv(-0.0);
   const DD xp1 = two_sum(x, one);
   const DD xm1 = two_sum(x, _mm_xor_pd(one, sign));  // x - 1, either sign
   const DD y2 = two_prod(y, y);
-  const DD r = dd_sqrt(dd_add(dd_mul(xp1, xp1), y2));
   // (x - 1)^2 = |x - 1|^2
   const __m128d xms = _mm_and_pd(xm1.hi, sign);
   const DD axm1{_mm_xor_pd(xm1.hi, xms), _mm_xor_pd(xm1.lo, xms)};
-  const DD s = dd_sqrt(dd_add(dd_mul(axm1, axm1), y2));
+  DD r, s;
+  dd_sqrt2(dd_add(dd_mul(xp1, xp1), y2), dd_add(dd_mul(axm1, axm1), y2), r, s);
   const DD A = dd_half(dd_add(r, s));
-  const DD t = dd_div(y2, dd_add(r, xp1));  // r - (x + 1)
-  // d = s + |x - 1|; x < 1: A - 1 = (t + y^2/d)/2, A - x = (t + d)/2;
-  // x >= 1: A - 1 = (t + d)/2, A - x = (t + y^2/d)/2.
-  const DD d = dd_add(s, axm1);
-  const DD w = dd_div(y2, d);
+  // t = r - (x + 1) = y^2/(r + x + 1); d = s + |x - 1|; x < 1: A - 1 = (t +
+  // y^2/d)/2, A - x = (t + d)/2; x >= 1: A - 1 = (t + d)/2, A - x = (t + y^2/d)/2.
+  const DD rx = dd_add(r, xp1), d = dd_add(s, axm1);
+  __m128d irx, id;
+  recip2(rx.hi, d.hi, irx, id);
+  const DD t = dd_div(y2, rx, irx);
+  const DD w = dd_div(y2, d, id);
   const __m128d lt1 = _mm_cmplt_pd(x, one);
   const DD am1 = dd_half(dd_add(t, {select(lt1, w.hi, d.hi), select(lt1, w.lo, d.lo)}));
   const DD amx = dd_half(dd_add(t, {select(lt1, d.hi, w.hi), select(lt1, d.lo, w.lo)}));
-  const DD q = dd_sqrt(dd_mul(dd_add(A, {x, zero}), amx));
-  if constexpr (Acos) {
-    const DD a = atan2_pair<E>(q.hi, q.lo, x, zero);
-    const __m128d fl = _mm_and_pd(xneg, sign);
-    const DD c = two_sum(_mm_and_pd(xneg, dv(invtrig::kPi.hi)), _mm_xor_pd(a.hi, fl));
-    re = _mm_add_pd(c.hi, _mm_add_pd(c.lo, _mm_add_pd(_mm_and_pd(xneg, dv(invtrig::kPi.lo)), _mm_xor_pd(a.lo, fl))));
-  } else {
-    const DD a = atan2_pair<E>(x, zero, q.hi, q.lo);
-    re = _mm_add_pd(a.hi, a.lo);
-  }
   // A <= 1.5: log1p(v), v = A - 1 + sqrt((A - 1)(A + 1)); else log(A + sqrt(A^2 - 1))
   // (A^2 - 1 = (A - 1)(A + 1) too, with A - 1 from the sum of A's pair).
   const __m128d near = _mm_cmple_pd(A.hi, dv(1.5));
   const DD Am1big = two_sum(A.hi, _mm_xor_pd(one, sign));
   const DD am1s{select(near, am1.hi, Am1big.hi), select(near, am1.lo, _mm_add_pd(Am1big.lo, A.lo))};
-  const DD sq = dd_sqrt(dd_mul(am1s, dd_add(A, {one, zero})));
+  DD q, sq;
+  dd_sqrt2(dd_mul(dd_add(A, {x, zero}), amx), dd_mul(am1s, dd_add(A, {one, zero})), q, sq);
+  if constexpr (Acos) {
+    const DD a = atan2_pair(q.hi, q.lo, x, zero);
+    const __m128d fl = _mm_and_pd(xneg, sign);
+    const DD c = two_sum(_mm_and_pd(xneg, dv(invtrig::kPi.hi)), _mm_xor_pd(a.hi, fl));
+    re = _mm_add_pd(c.hi, _mm_add_pd(c.lo, _mm_add_pd(_mm_and_pd(xneg, dv(invtrig::kPi.lo)), _mm_xor_pd(a.lo, fl))));
+  } else {
+    const DD a = atan2_pair(x, zero, q.hi, q.lo);
+    re = _mm_add_pd(a.hi, a.lo);
+  }
   const DD base{select(near, am1.hi, A.hi), select(near, am1.lo, A.lo)};
   im = log_pair(dd_add(base, sq), near);
 }
@@ -198,7 +189,6 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
 // squares) and that of the imaginary part, (1 - x)(1 + x) - y^2, which cancels
 // near the unit circle, are both within 2^-104 of the largest term; every
 // quotient, square and sum stays a normal number in this range.
-template <class E = HwEstimate>
 inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d one = dv(1.0);
   const DD a = two_sum(one, _mm_xor_pd(x, dv(-0.0)));  // 1 - x
@@ -220,7 +210,7 @@ inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
   const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy.lo)),
                                 _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
   const DD D = two_sum(d1.hi, dl);
-  const DD t = atan2_pair<E>(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
+  const DD t = atan2_pair(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
   im = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
 }
 

@@ -3,9 +3,11 @@
 // G, with its cut along the negative real axis (the sign of a zero
 // imaginary part chooses +pi or -pi), and Log10 = Ln / ln 10.
 //
-// z rows: log|z| and arg z as pairs (cexp_core.h), each rounded once; Log10
+// z rows: log|z| as a pair (cexp_core.h) and arg z as a pair from one
+// division (vector/common/atan2_dd.h), each rounded once; Log10
 // multiplies each pair by 1/ln 10 as a pair and rounds once. Vector lanes:
-// the larger part in [2^-500, 2^500], the smaller zero or at least 2^-1019.
+// the larger part in [2^-500, 2^500], the smaller zero or at least 2^-1019
+// and at least 2^-960 of the larger.
 // c rows: in double (the squares of single parts exact, their sum a pair, the
 // double EP logarithm and LA atan2, each far below a single ulp), one rounding
 // to single; vector lanes: every finite input but 0.
@@ -19,6 +21,7 @@
 #include <limits>
 
 #include "vector/cexp/cexp_core.h"
+#include "vector/common/atan2_dd.h"
 #include "vector/cexp/cexp_scalar.h"
 
 namespace zev::vk::cexp {
@@ -117,9 +120,10 @@ struct ZLn {
     for (int h = 0; h < 2; ++h) {
       __m128d x, y, re, im;
       split_parts(a[2 * h], a[2 * h + 1], x, y);
-      mask |= soa_mask(ln_flags(x, y)) << (2 * h);
-      DD lr, li;
-      ln_pair(x, y, lr, li);
+      mask |= soa_mask(_mm_or_pd(ln_flags(x, y), atan2_dd_tiny(y, x))) << (2 * h);
+      const DD l = log_norm2(x, y);
+      const DD lr{_mm_mul_pd(l.hi, d1(0.5)), _mm_mul_pd(l.lo, d1(0.5))};
+      const DD li = atan2_dd(y, x);
       if constexpr (Log10) {
         const DD c{d1(kInvLn10.hi), d1(kInvLn10.lo)};
         re = mul_round(lr, c);

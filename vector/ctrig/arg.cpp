@@ -7,13 +7,15 @@
 // with a part zero, infinite or NaN, the larger part outside [2^-900, 2^960]
 // or the parts 2^60 or more apart go to the scalar function of cArg in double.
 //
-// HA: the double Atan2 of the inverse circular family at HA (invtrig_core.h):
-// t as a pair, atan t from its interval table as a pair, the branch angle
-// added by one Fast2Sum. Elements with a part outside [2^-1019, 2^993) (zero,
-// subnormal, huge, infinite, NaN) go to its scalar atan2 (atan2_full.h),
-// which scales finite parts to exponent 0. Arg reports nothing.
+// HA: atan2 as a pair from one division (vector/common/atan2_dd.h: a row of
+// four by m/M, the reduced quotient as a pair, a Taylor polynomial), rounded
+// once. Elements with a part outside [2^-1019, 2^993) (zero, subnormal, huge,
+// infinite, NaN) or the parts more than 2^960 apart go to the scalar atan2 of
+// the inverse circular family at HA (atan2_full.h), which scales finite parts
+// to exponent 0. Arg reports nothing.
 #include <emmintrin.h>
 
+#include "vector/common/atan2_dd.h"
 #include "vector/complex/arg_core.h"
 #include "vector/complex/ckernel.h"
 #include "vector/invtrig/atan2_full.h"
@@ -35,8 +37,9 @@ struct ZArg {
       V x, y, special;
       split_parts(a[2 * h], a[2 * h + 1], x, y);
       if constexpr (HA) {
-        special = _mm_or_pd(invtrig::atan_special(x), invtrig::atan_special(y));
-        r[h] = invtrig::atan2_d<Level::HA, false>(y, x);
+        special = _mm_or_pd(_mm_or_pd(invtrig::atan_special(x), invtrig::atan_special(y)), atan2_dd_tiny(y, x));
+        const DD v = atan2_dd(y, x);
+        r[h] = _mm_add_pd(v.hi, v.lo);
       } else {
         r[h] = arg_core(x, y, special);
       }

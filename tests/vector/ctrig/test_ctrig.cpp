@@ -212,6 +212,80 @@ TEST(ComplexTrig, AccuracySingle) {
     for (int level = 0; level < 3; ++level) check_accuracy(row, level, 4000, seed++);
 }
 
+// zArg at HA where its atan2 changes rows: m/M a few ulps either side of 1/8,
+// 3/8, 23/32 and 1, both parts' order, all four quadrants, at several scales
+// of the vector range. The pair before the rounding is within 2^-58, so the
+// result is within 0.53 ulp; a wrong row constant or a lost low part shows
+// well above the 0.6 checked here.
+TEST(ComplexTrig, ArgAcrossTheRowsOfItsAtan2) {
+  std::mt19937_64 g(7);
+  std::vector<C16> a;
+  for (double bound : {0.125, 0.375, 0.71875, 1.0})
+    for (int e : {-1000, -40, 0, 3, 900})
+      for (int k = -3; k <= 3; ++k)
+        for (int q = 0; q < 8; ++q) {
+          const double M = std::ldexp(1.0 + double(g() >> 11) * 0x1p-53, e);
+          double m = M * bound;
+          for (int j = 0; j < std::abs(k); ++j) m = std::nextafter(m, k < 0 ? 0.0 : kInf);
+          double re = q & 4 ? m : M, im = q & 4 ? M : m;
+          if (q & 1) re = -re;
+          if (q & 2) im = -im;
+          a.push_back({re, im});
+        }
+  const int n = int(a.size());
+  std::vector<double> r(n);
+  _vqmzArg_HA(n, a.data(), r.data());
+  CExact x;
+  double worst = 0;
+  for (int i = 0; i < n; ++i) {
+    x.compute(ref_arg, a[i].re, a[i].im, 0, 0);
+    const double err = zev::ulp::cerror<double>(x, r[i], 0.0).norm;
+    worst = std::max(worst, err);
+    EXPECT_LE(err, 0.6) << std::hexfloat << a[i].re << " " << a[i].im << " -> " << r[i];
+  }
+  RecordProperty("worst_ulp", std::to_string(worst));
+}
+
+// The atan2 pair of zArg at HA and of zLn keeps every intermediate normal on
+// its vector path: flushing subnormals to zero changes no normal result, also
+// where the parts are 2^900 to 2^1010 apart (an angle near the bottom of the
+// normal range, zArg's scalar function beyond 2^960) and where the smaller
+// part is near 2^-1019. (zLn's scalar function, which the powers share, takes
+// parts more than 2^960 apart and is not held to this.)
+TEST(ComplexTrig, Atan2PairUnderFlushToZero) {
+  std::mt19937_64 g(9);
+  std::vector<C16> a;
+  for (int i = 0; i < 600; ++i) {
+    const double u = 1.0 + double(g() >> 11) * 0x1p-53, v = 1.0 + double(g() >> 11) * 0x1p-53;
+    double re, im;
+    switch (i % 3) {
+      case 0: re = std::ldexp(u, 480), im = std::ldexp(v, 480 - 900 - int(g() % 111)); break;
+      case 1: re = std::ldexp(u, -int(g() % 40)), im = std::ldexp(v, -1019 + int(g() % 8)); break;
+      default: re = std::ldexp(u, int(g() % 200) - 100), im = std::ldexp(v, int(g() % 200) - 100); break;
+    }
+    if (g() % 2) std::swap(re, im);
+    a.push_back({g() % 2 ? -re : re, g() % 2 ? -im : im});
+  }
+  const int n = int(a.size());
+  std::vector<double> t0(n), t1(n);
+  std::vector<C16> l0(n), l1(n);
+  {
+    ModeScope mode(VQM_ERRMODE_IGNORE | VQM_FTZDAZ_OFF);
+    _vqmzArg_HA(n, a.data(), t0.data());
+    _vqmzLn_HA(n, a.data(), l0.data());
+  }
+  {
+    ModeScope mode(VQM_ERRMODE_IGNORE | VQM_FTZDAZ_ON);
+    _vqmzArg_HA(n, a.data(), t1.data());
+    _vqmzLn_HA(n, a.data(), l1.data());
+  }
+  for (int i = 0; i < n; ++i) {
+    if (std::isnormal(t0[i])) EXPECT_EQ(bits(t0[i]), bits(t1[i])) << std::hexfloat << a[i].re << " " << a[i].im;
+    const double m = std::fmin(std::fabs(a[i].re), std::fabs(a[i].im)), M = std::fmax(std::fabs(a[i].re), std::fabs(a[i].im));
+    if (std::isnormal(l0[i].im) && m >= M * 0x1p-960) EXPECT_EQ(bits(l0[i].im), bits(l1[i].im)) << std::hexfloat << a[i].re << " " << a[i].im;
+  }
+}
+
 // CIS is the real SinCos at HA with its results interleaved: the same bits for
 // every finite argument, the large reduction paths included.
 TEST(ComplexTrig, CISIsSinCos) {
