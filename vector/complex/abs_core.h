@@ -27,6 +27,7 @@ namespace zev::vk::cx {
 
 struct AbsConst {
   __m128d abs, hi_mask, one, c1, c2, c3, c4, c5;
+  __m128d c_lo, c_hi;
   __m128 gap;
   Range32 z_range, c_range;
 };
@@ -39,6 +40,8 @@ inline constexpr AbsConst kAbs = {
     .c3 = d2(-0.3125),
     .c4 = d2(0.2734375),
     .c5 = d2(-0.24609375),
+    .c_lo = d2(0x1p-126),
+    .c_hi = d2(0x1p126),
     .gap = u4(0x00600000u),                      // exponents six apart
     .z_range = range32(0x3BC00000u, 0x440FFFFFu),  // S in [2^-67, 2^66)
     .c_range = range32(0x38100000u, 0x47CFFFFFu),  // S in [2^-126, 2^126)
@@ -102,14 +105,14 @@ struct CAbsCore {
     split_parts(x[0], x[1], re, im);
     const __m128d rd[2] = {_mm_cvtps_pd(re), _mm_cvtps_pd(_mm_movehl_ps(re, re))};
     const __m128d id[2] = {_mm_cvtps_pd(im), _mm_cvtps_pd(_mm_movehl_ps(im, im))};
-    __m128d s[2];
-    unsigned mask = 0;
-    for (int h = 0; h < 2; ++h) {
-      const __m128d s0 = _mm_add_pd(_mm_mul_pd(rd[h], rd[h]), _mm_mul_pd(id[h], id[h]));
-      const __m128d bad = _mm_castsi128_pd(outside(high_words(s0), kAbs.c_range));
-      mask |= static_cast<unsigned>(_mm_movemask_pd(bad)) << (2 * h);
-      s[h] = _mm_or_pd(_mm_andnot_pd(bad, s0), _mm_and_pd(bad, kAbs.one));
-    }
+    __m128d s0[2], s[2];
+    for (int h = 0; h < 2; ++h) s0[h] = _mm_add_pd(_mm_mul_pd(rd[h], rd[h]), _mm_mul_pd(id[h], id[h]));
+    // One compare of the four high words, a lane an element. S clamped into
+    // the range (NaN to its low end: maxpd returns its second operand) keeps
+    // the flagged elements' arithmetic clear of every flag but inexact.
+    const unsigned mask = static_cast<unsigned>(
+        _mm_movemask_ps(_mm_castsi128_ps(outside(high_words2(s0[0], s0[1]), kAbs.c_range))));
+    for (int h = 0; h < 2; ++h) s[h] = _mm_min_pd(_mm_max_pd(s0[h], kAbs.c_lo), kAbs.c_hi);
     const __m128 yf = Est::rsqrt(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])));
     __m128 out[2];
     for (int h = 0; h < 2; ++h) {
