@@ -55,6 +55,7 @@ struct AddSub {
   using V = typename Vec<R>::V;
   static constexpr int N = kVecs<R>;
   static constexpr bool kCallout = Test;
+  static constexpr bool kPrefetch = false;
   static constexpr const char* kName = sizeof(R) == 4 ? (Sub ? "vcSub" : "vcAdd") : (Sub ? "vzSub" : "vzAdd");
   static unsigned eval(const V (&a)[N], const V (&b)[N], V (&r)[N]) {
     for (int k = 0; k < N; ++k) r[k] = Sub ? sub(a[k], b[k]) : add(a[k], b[k]);
@@ -73,6 +74,7 @@ struct ConjP {
   static constexpr int N = kVecs<R>;
   static constexpr int kIn = 1;
   static constexpr bool kCallout = false;
+  static constexpr bool kPrefetch = false;
   static constexpr const char* kName = sizeof(R) == 4 ? "vcConj" : "vzConj";
   static unsigned eval(const V (&a)[N], const V (&)[N], V (&r)[N]) {
     const V sign = sizeof(R) == 4 ? V(_mm_castsi128_ps(_mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0)))

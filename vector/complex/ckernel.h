@@ -12,6 +12,9 @@
 //   kRealIn [false]                   the input is one real number (CIS): one
 //                                     real array in, kIn 1
 //   kCallout [true]
+//   kPrefetch [true]                  the plain loop prefetches the inputs ahead
+//                                     (off for the kernels of one operation a
+//                                     part, which the memory keeps up with)
 //   kScalarB [false]                  the second operand is one complex number
 //                                     for the whole call (Powx), passed by value
 //   static unsigned eval(const V (&a)[NV], const V (&b)[NV], V (&r)[NR])
@@ -51,6 +54,9 @@ template <class P> constexpr bool real_out() {
 }
 template <class P> constexpr bool scalar_b() {
   if constexpr (requires { P::kScalarB; }) return P::kScalarB; else return false;
+}
+template <class P> constexpr bool prefetch() {
+  if constexpr (requires { P::kPrefetch; }) return P::kPrefetch; else return true;
 }
 template <class P> constexpr bool real_in() {
   if constexpr (requires { P::kRealIn; }) return P::kRealIn; else return false;
@@ -272,9 +278,11 @@ struct CLoop {
         // The inputs a kilobyte ahead: a block of heavy arithmetic holds so
         // few loads in flight that the streams would otherwise stall on
         // memory at large counts. A prefetch past the end is harmless.
-        _mm_prefetch(reinterpret_cast<const char*>(acc.a + i) + kPrefetch, _MM_HINT_T0);
-        if constexpr (NI == 2 && !scalar_b<P>())
-          _mm_prefetch(reinterpret_cast<const char*>(acc.b + i) + kPrefetch, _MM_HINT_T0);
+        if constexpr (prefetch<P>()) {
+          _mm_prefetch(reinterpret_cast<const char*>(acc.a + i) + kPrefetch, _MM_HINT_T0);
+          if constexpr (NI == 2 && !scalar_b<P>())
+            _mm_prefetch(reinterpret_cast<const char*>(acc.b + i) + kPrefetch, _MM_HINT_T0);
+        }
         block<true>(acc, io, i, kElems);
       }
     else
