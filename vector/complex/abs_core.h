@@ -27,6 +27,7 @@ namespace zev::vk::cx {
 
 struct AbsConst {
   __m128d abs, hi_mask, one, c1, c2, c3, c4, c5;
+  __m128d z_lo, z_hi, c_lo, c_hi;
   __m128 gap;
   Range32 z_range, c_range;
 };
@@ -39,6 +40,10 @@ inline constexpr AbsConst kAbs = {
     .c3 = d2(-0.3125),
     .c4 = d2(0.2734375),
     .c5 = d2(-0.24609375),
+    .z_lo = d2(0x1p-67),
+    .z_hi = d2(0x1p66),
+    .c_lo = d2(0x1p-126),
+    .c_hi = d2(0x1p126),
     .gap = u4(0x00600000u),                      // exponents six apart
     .z_range = range32(0x3BC00000u, 0x440FFFFFu),  // S in [2^-67, 2^66)
     .c_range = range32(0x38100000u, 0x47CFFFFFu),  // S in [2^-126, 2^126)
@@ -51,8 +56,7 @@ struct ZAbsCore {
   static constexpr bool kRealOut = true;
   static constexpr int kIn = 1;
   static unsigned eval(const V (&x)[4], const V (&)[4], V (&r)[2]) {
-    V sh[2], sl[2];
-    unsigned mask = 0;
+    V M[2], m[2];
     for (int h = 0; h < 2; ++h) {
       V re, im;
       split_parts(x[2 * h], x[2 * h + 1], re, im);
@@ -60,20 +64,34 @@ struct ZAbsCore {
       im = _mm_and_pd(im, kAbs.abs);
       // maxpd and minpd return their second operand when one is NaN: in this
       // order a NaN part reaches M or m, so S is NaN and the element special.
-      const V M = _mm_max_pd(re, im), m = _mm_min_pd(im, re);
-      const V Mh = _mm_and_pd(M, kAbs.hi_mask), Ml = _mm_sub_pd(M, Mh);
-      const __m128i apart = _mm_cmpgt_epi32(_mm_sub_epi32(high_words(M), high_words(m)), bits(kAbs.gap));
-      const V mh = _mm_andnot_pd(_mm_castsi128_pd(apart), _mm_and_pd(m, kAbs.hi_mask));
-      const V ml = _mm_sub_pd(m, mh);
-      V h0 = _mm_add_pd(_mm_mul_pd(Mh, Mh), _mm_mul_pd(mh, mh));
-      V l0 = _mm_add_pd(_mm_mul_pd(Ml, _mm_add_pd(M, Mh)), _mm_mul_pd(ml, _mm_add_pd(m, mh)));
-      const V bad = _mm_castsi128_pd(outside(high_words(_mm_add_pd(h0, l0)), kAbs.z_range));
-      mask |= static_cast<unsigned>(_mm_movemask_pd(bad)) << (2 * h);
-      sh[h] = _mm_or_pd(_mm_andnot_pd(bad, h0), _mm_and_pd(bad, kAbs.one));  // 1.0 in flagged lanes
-      sl[h] = _mm_andnot_pd(bad, l0);
+      M[h] = _mm_max_pd(re, im);
+      m[h] = _mm_min_pd(im, re);
     }
-    const __m128 yf = Est::rsqrt(_mm_movelh_ps(_mm_cvtpd_ps(_mm_add_pd(sh[0], sl[0])),
-                                               _mm_cvtpd_ps(_mm_add_pd(sh[1], sl[1]))));
+    // The exponent gap and the range test each compare the four elements'
+    // high words at once; a lane an element, widened to the double lanes.
+    const __m128i apart =
+        _mm_cmpgt_epi32(_mm_sub_epi32(high_words2(M[0], M[1]), high_words2(m[0], m[1])), bits(kAbs.gap));
+    V sh[2], sl[2], s[2];
+    for (int h = 0; h < 2; ++h) {
+      const V Mh = _mm_and_pd(M[h], kAbs.hi_mask), Ml = _mm_sub_pd(M[h], Mh);
+      const V far = _mm_castsi128_pd(h ? _mm_unpackhi_epi32(apart, apart) : _mm_unpacklo_epi32(apart, apart));
+      const V mh = _mm_andnot_pd(far, _mm_and_pd(m[h], kAbs.hi_mask));
+      const V ml = _mm_sub_pd(m[h], mh);
+      sh[h] = _mm_add_pd(_mm_mul_pd(Mh, Mh), _mm_mul_pd(mh, mh));
+      sl[h] = _mm_add_pd(_mm_mul_pd(Ml, _mm_add_pd(M[h], Mh)), _mm_mul_pd(ml, _mm_add_pd(m[h], mh)));
+      s[h] = _mm_add_pd(sh[h], sl[h]);
+    }
+    const __m128i bad = outside(high_words2(s[0], s[1]), kAbs.z_range);
+    const unsigned mask = static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(bad)));
+    // Flagged elements run on S clamped into the range for the estimate (NaN
+    // to its low end) and on zero for Sh and Sl: no flag but inexact.
+    for (int h = 0; h < 2; ++h) {
+      const V out = _mm_castsi128_pd(h ? _mm_unpackhi_epi32(bad, bad) : _mm_unpacklo_epi32(bad, bad));
+      sh[h] = _mm_andnot_pd(out, sh[h]);
+      sl[h] = _mm_andnot_pd(out, sl[h]);
+      s[h] = _mm_min_pd(_mm_max_pd(s[h], kAbs.z_lo), kAbs.z_hi);
+    }
+    const __m128 yf = Est::rsqrt(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])));
     const V y2[2] = {_mm_cvtps_pd(yf), _mm_cvtps_pd(_mm_movehl_ps(yf, yf))};
     for (int h = 0; h < 2; ++h) {
       const V y = y2[h], yy = _mm_mul_pd(y, y);
@@ -102,14 +120,14 @@ struct CAbsCore {
     split_parts(x[0], x[1], re, im);
     const __m128d rd[2] = {_mm_cvtps_pd(re), _mm_cvtps_pd(_mm_movehl_ps(re, re))};
     const __m128d id[2] = {_mm_cvtps_pd(im), _mm_cvtps_pd(_mm_movehl_ps(im, im))};
-    __m128d s[2];
-    unsigned mask = 0;
-    for (int h = 0; h < 2; ++h) {
-      const __m128d s0 = _mm_add_pd(_mm_mul_pd(rd[h], rd[h]), _mm_mul_pd(id[h], id[h]));
-      const __m128d bad = _mm_castsi128_pd(outside(high_words(s0), kAbs.c_range));
-      mask |= static_cast<unsigned>(_mm_movemask_pd(bad)) << (2 * h);
-      s[h] = _mm_or_pd(_mm_andnot_pd(bad, s0), _mm_and_pd(bad, kAbs.one));
-    }
+    __m128d s0[2], s[2];
+    for (int h = 0; h < 2; ++h) s0[h] = _mm_add_pd(_mm_mul_pd(rd[h], rd[h]), _mm_mul_pd(id[h], id[h]));
+    // One compare of the four high words, a lane an element. S clamped into
+    // the range (NaN to its low end: maxpd returns its second operand) keeps
+    // the flagged elements' arithmetic clear of every flag but inexact.
+    const unsigned mask = static_cast<unsigned>(
+        _mm_movemask_ps(_mm_castsi128_ps(outside(high_words2(s0[0], s0[1]), kAbs.c_range))));
+    for (int h = 0; h < 2; ++h) s[h] = _mm_min_pd(_mm_max_pd(s0[h], kAbs.c_lo), kAbs.c_hi);
     const __m128 yf = Est::rsqrt(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])));
     __m128 out[2];
     for (int h = 0; h < 2; ++h) {

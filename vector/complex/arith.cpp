@@ -15,27 +15,48 @@
 namespace zev::vk::cx {
 namespace {
 
-// Lanes whose exponent field is all ones (an infinity or a NaN).
-inline __m128 all_ones_exp(__m128 x) {
-  const __m128i e = _mm_and_si128(bits(x), _mm_set1_epi32(0x7F800000));
-  return _mm_castsi128_ps(_mm_cmpeq_epi32(e, _mm_set1_epi32(0x7F800000)));
+struct TestConst {
+  __m128 s_exp;   // exponent field of a single
+  __m128d z_exp;  // exponent field of a double's high word, in every word
+};
+inline constexpr TestConst kTest = {.s_exp = u4(0x7F800000u), .z_exp = w2(0x7FF00000u)};
+
+// The elements of a block with an infinite or NaN part. The masked exponent
+// fields are non-negative 16-bit words in the upper half of each word, so a
+// 16-bit signed maximum folds the block's vectors into one before the single
+// compare and mask move of the common case; the element bits are worked out
+// only when some lane is hit.
+inline unsigned not_finite_elems(const __m128 (&r)[2]) {
+  const __m128i e = bits(kTest.s_exp);
+  const __m128i e0 = _mm_and_si128(bits(r[0]), e), e1 = _mm_and_si128(bits(r[1]), e);
+  if (_mm_movemask_epi8(_mm_cmpeq_epi32(_mm_max_epi16(e0, e1), e)) == 0) return 0;
+  return elem_mask(_mm_castsi128_ps(_mm_cmpeq_epi32(e0, e))) |
+         (elem_mask(_mm_castsi128_ps(_mm_cmpeq_epi32(e1, e))) << 2);
 }
-inline __m128d all_ones_exp(__m128d x) {
-  const __m128i e = _mm_and_si128(high_words(x), _mm_set1_epi32(0x7FF00000));
-  return _mm_castsi128_pd(_mm_cmpeq_epi32(e, _mm_set1_epi32(0x7FF00000)));
-}
-// The elements flagged in a block's lane masks; the common case, no lane,
-// costs one test.
-inline unsigned elem_mask_all(const __m128 (&m)[2]) {
-  if (_mm_movemask_ps(_mm_or_ps(m[0], m[1])) == 0) return 0;
-  return elem_mask(m[0]) | (elem_mask(m[1]) << 2);
-}
-inline unsigned elem_mask_all(const __m128d (&m)[4]) {
-  if (_mm_movemask_pd(_mm_or_pd(_mm_or_pd(m[0], m[1]), _mm_or_pd(m[2], m[3]))) == 0) return 0;
-  return elem_mask(m[0], m[1]) | (elem_mask(m[2], m[3]) << 2);
+inline unsigned not_finite_elems(const __m128d (&r)[4]) {
+  const __m128i e = bits(kTest.z_exp);
+  const __m128i e01 = _mm_and_si128(high_words2(r[0], r[1]), e);
+  const __m128i e23 = _mm_and_si128(high_words2(r[2], r[3]), e);
+  if (_mm_movemask_epi8(_mm_cmpeq_epi32(_mm_max_epi16(e01, e23), e)) == 0) return 0;
+  const unsigned lanes = static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(e01, e)))) |
+                         (static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(e23, e)))) << 4);
+  return pairs_to_elems(lanes);
 }
 
 // ---- Add and Sub ---------------------------------------------------------------
+
+// a + b with a the instruction's first operand: of two NaN lanes SSE returns
+// the first, and a plain + leaves the order to the compiler, which picked it
+// differently for the plain and the strided loop. With the scalar function's
+// first_plus, every form and level gives a's NaN.
+inline __m128d add_first(__m128d a, __m128d b) {
+  __asm__("addpd %1, %0" : "+x"(a) : "x"(b));
+  return a;
+}
+inline __m128 add_first(__m128 a, __m128 b) {
+  __asm__("addps %1, %0" : "+x"(a) : "x"(b));
+  return a;
+}
 
 // HA and LA: one IEEE operation a part; an element with an infinite or NaN
 // part goes to the scalar function, which reports an overflow of finite
@@ -47,14 +68,11 @@ struct AddSub {
   using V = typename Vec<R>::V;
   static constexpr int N = kVecs<R>;
   static constexpr bool kCallout = Test;
+  static constexpr bool kPrefetch = false;
   static constexpr const char* kName = sizeof(R) == 4 ? (Sub ? "vcSub" : "vcAdd") : (Sub ? "vzSub" : "vzAdd");
   static unsigned eval(const V (&a)[N], const V (&b)[N], V (&r)[N]) {
-    V m[N];
-    for (int k = 0; k < N; ++k) {
-      r[k] = Sub ? sub(a[k], b[k]) : add(a[k], b[k]);
-      if constexpr (Test) m[k] = all_ones_exp(r[k]);
-    }
-    if constexpr (Test) return elem_mask_all(m); else return 0;
+    for (int k = 0; k < N; ++k) r[k] = Sub ? sub(a[k], b[k]) : add_first(a[k], b[k]);
+    if constexpr (Test) return not_finite_elems(r); else return 0;
   }
   static int scalar(const C* a, const C* b, C* r) { return addsub_full(a, b, r, Sub); }
 };
@@ -69,6 +87,7 @@ struct ConjP {
   static constexpr int N = kVecs<R>;
   static constexpr int kIn = 1;
   static constexpr bool kCallout = false;
+  static constexpr bool kPrefetch = false;
   static constexpr const char* kName = sizeof(R) == 4 ? "vcConj" : "vzConj";
   static unsigned eval(const V (&a)[N], const V (&)[N], V (&r)[N]) {
     const V sign = sizeof(R) == 4 ? V(_mm_castsi128_ps(_mm_set_epi32(INT32_MIN, 0, INT32_MIN, 0)))
@@ -89,7 +108,7 @@ struct MulConst {
   __m128 s_abs;           // sign-clear mask, single
 };
 inline constexpr MulConst kMul = {
-    .z_ha = range32(0x23400000u, 0x5FD6A09Du),
+    .z_ha = range32_abs(0x23400000u, 0x5FD6A09Du),
     .d_cancel = q2(0x3EB0000000000000ull),
     .s_cancel = u4(0x3A800000u),
     .d_abs = q2(0x7FFFFFFFFFFFFFFFull),
@@ -111,23 +130,26 @@ struct ZMulHA {
     return _mm_add_pd(s.hi, _mm_add_pd(s.lo, _mm_add_pd(pl, ql)));
   }
   static unsigned eval(const V (&a)[4], const V (&b)[4], V (&r)[4]) {
-    unsigned mask = 0;
+    // The range test of the block: the high words of all sixteen parts in
+    // four vectors, one compare each, two mask moves.
+    unsigned lanes = 0;
+    for (int h = 0; h < 2; ++h) {
+      const __m128i out = _mm_or_si128(outside_abs(high_words2(a[2 * h], a[2 * h + 1]), kMul.z_ha),
+                                       outside_abs(high_words2(b[2 * h], b[2 * h + 1]), kMul.z_ha));
+      lanes |= static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(out))) << (4 * h);
+    }
     for (int h = 0; h < 2; ++h) {
       V ar, ai, br, bi;
       split_parts(a[2 * h], a[2 * h + 1], ar, ai);
       split_parts(b[2 * h], b[2 * h + 1], br, bi);
       if (Conj) bi = _mm_xor_pd(bi, _mm_set1_pd(-0.0));
-      const __m128i out = _mm_or_si128(
-          _mm_or_si128(outside(abs_high_words(ar), kMul.z_ha), outside(abs_high_words(ai), kMul.z_ha)),
-          _mm_or_si128(outside(abs_high_words(br), kMul.z_ha), outside(abs_high_words(bi), kMul.z_ha)));
-      mask |= soa_mask(_mm_castsi128_pd(out)) << (2 * h);
       const Halves xr = halves(ar), xi = halves(ai), yr = halves(br), yi = halves(bi);
       const DD ac = prod(xr, yr), bd = prod(xi, yi), ad = prod(xr, yi), bc = prod(xi, yr);
       const V re = part(ac.hi, ac.lo, _mm_xor_pd(bd.hi, _mm_set1_pd(-0.0)), _mm_xor_pd(bd.lo, _mm_set1_pd(-0.0)));
       const V im = part(ad.hi, ad.lo, bc.hi, bc.lo);
       join_parts(re, im, r[2 * h], r[2 * h + 1]);
     }
-    return mask;
+    return pairs_to_elems(lanes);
   }
   static int scalar(const C* a, const C* b, C* r) { return zmul_full(a, b, r, Conj); }
 };
@@ -187,25 +209,26 @@ struct CMulHA {
   using V = __m128;
   static constexpr const char* kName = Conj ? "vcMulByConj" : "vcMul";
   static unsigned eval(const V (&a)[2], const V (&b)[2], V (&r)[2]) {
-    V m[2];
-    for (int k = 0; k < 2; ++k) {
-      // Two elements a vector: (re0, im0, re1, im1).
-      __m128d out[2];
-      for (int e = 0; e < 2; ++e) {
-        const __m128 as = e ? _mm_movehl_ps(a[k], a[k]) : a[k];
-        const __m128 bs = e ? _mm_movehl_ps(b[k], b[k]) : b[k];
-        const __m128d x = _mm_cvtps_pd(as), y = _mm_cvtps_pd(bs);  // (a, b), (c, d)
-        const __m128d yr = _mm_unpacklo_pd(y, y);                  // (c, c)
-        __m128d yi = _mm_unpackhi_pd(y, y);                        // (d, d)
-        if (!Conj) yi = _mm_xor_pd(yi, _mm_set_pd(0.0, -0.0));    // (-d, d)
-        else yi = _mm_xor_pd(yi, _mm_set_pd(-0.0, 0.0));          // (d, -d)
-        const __m128d xs = _mm_shuffle_pd(x, x, 1);                // (b, a)
-        out[e] = _mm_add_pd(_mm_mul_pd(x, yr), _mm_mul_pd(xs, yi));
-      }
-      r[k] = _mm_movelh_ps(_mm_cvtpd_ps(out[0]), _mm_cvtpd_ps(out[1]));
-      m[k] = all_ones_exp(r[k]);
+    // Separate real and imaginary parts, each four elements, widened in two
+    // halves: (a + ib)(c + id) = (ac - bd) + i(bc + ad), and with conj(c + id)
+    // (ac + bd) + i(bc - ad).
+    V ar, ai, br, bi;
+    split_parts(a[0], a[1], ar, ai);
+    split_parts(b[0], b[1], br, bi);
+    __m128 re[2], im[2];
+    for (int h = 0; h < 2; ++h) {
+      const __m128d x = _mm_cvtps_pd(h ? _mm_movehl_ps(ar, ar) : ar), y = _mm_cvtps_pd(h ? _mm_movehl_ps(ai, ai) : ai);
+      const __m128d c = _mm_cvtps_pd(h ? _mm_movehl_ps(br, br) : br), d = _mm_cvtps_pd(h ? _mm_movehl_ps(bi, bi) : bi);
+      const __m128d ac = _mm_mul_pd(x, c), bd = _mm_mul_pd(y, d), bc = _mm_mul_pd(y, c), ad = _mm_mul_pd(x, d);
+      re[h] = _mm_cvtpd_ps(Conj ? _mm_add_pd(ac, bd) : _mm_sub_pd(ac, bd));
+      im[h] = _mm_cvtpd_ps(Conj ? _mm_sub_pd(bc, ad) : _mm_add_pd(bc, ad));
     }
-    return elem_mask_all(m);
+    const V rr = _mm_movelh_ps(re[0], re[1]), ri = _mm_movelh_ps(im[0], im[1]);
+    join_parts(rr, ri, r[0], r[1]);
+    // A lane a part: the element bits come straight from one mask move.
+    const __m128i e = bits(kTest.s_exp);
+    const __m128i m = _mm_max_epi16(_mm_and_si128(bits(rr), e), _mm_and_si128(bits(ri), e));
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(m, e))));
   }
   static int scalar(const C* a, const C* b, C* r) { return cmul_full(a, b, r, Conj); }
 };

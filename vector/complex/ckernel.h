@@ -12,6 +12,9 @@
 //   kRealIn [false]                   the input is one real number (CIS): one
 //                                     real array in, kIn 1
 //   kCallout [true]
+//   kPrefetch [true]                  the plain loop prefetches the inputs ahead
+//                                     (off for the kernels of one operation a
+//                                     part, which the memory keeps up with)
 //   kScalarB [false]                  the second operand is one complex number
 //                                     for the whole call (Powx), passed by value
 //   static unsigned eval(const V (&a)[NV], const V (&b)[NV], V (&r)[NR])
@@ -29,6 +32,7 @@
 #include <cstdint>
 
 #include "vector/common/exact.h"
+#include "vector/common/range.h"
 #include "vector/shape.h"
 
 namespace zev::vk::cx {
@@ -38,6 +42,7 @@ template <> struct CplxOf<float> { using type = zev_complex8; };
 template <> struct CplxOf<double> { using type = zev_complex16; };
 
 inline constexpr int kElems = 4;  // elements a block
+inline constexpr int kPrefetch = 1024;  // bytes ahead of a block
 // Vectors of one complex block of part type R.
 template <class R> inline constexpr int kVecs = kElems * 2 * static_cast<int>(sizeof(R)) / 16;
 
@@ -49,6 +54,9 @@ template <class P> constexpr bool real_out() {
 }
 template <class P> constexpr bool scalar_b() {
   if constexpr (requires { P::kScalarB; }) return P::kScalarB; else return false;
+}
+template <class P> constexpr bool prefetch() {
+  if constexpr (requires { P::kPrefetch; }) return P::kPrefetch; else return true;
 }
 template <class P> constexpr bool real_in() {
   if constexpr (requires { P::kRealIn; }) return P::kRealIn; else return false;
@@ -64,6 +72,22 @@ inline unsigned elem_mask(__m128d m0, __m128d m1) {
 inline unsigned elem_mask(__m128 m) {
   const unsigned b = static_cast<unsigned>(_mm_movemask_ps(_mm_or_ps(m, _mm_shuffle_ps(m, m, 0xB1))));
   return (b & 1u) | ((b >> 1) & 2u);
+}
+// The high words of two double vectors in one, (x0 low lane, x0 high lane,
+// x1 low, x1 high): one 32-bit compare then tests four doubles. For the
+// interleaved vectors of a block, two neighbouring lanes are one element.
+inline __m128i high_words2(__m128d x0, __m128d x1) {
+  return _mm_castps_si128(_mm_shuffle_ps(_mm_castpd_ps(x0), _mm_castpd_ps(x1), _MM_SHUFFLE(3, 1, 3, 1)));
+}
+// Range tests on such words with the sign shifted out (no mask constant to
+// hold): |w| in [lo, hi] is w << 1 in [2 lo, 2 hi + 1].
+constexpr Range32 range32_abs(uint32_t lo, uint32_t hi) { return range32(2 * lo, 2 * hi + 1); }
+inline __m128i outside_abs(__m128i w, const Range32& r) { return outside(_mm_slli_epi32(w, 1), r); }
+// Lane bits, two neighbouring lanes an element (up to eight), to element bits.
+inline unsigned pairs_to_elems(unsigned b) {
+  b = (b | (b >> 1)) & 0x55u;
+  b = (b | (b >> 1)) & 0x33u;
+  return (b | (b >> 2)) & 0x0Fu;
 }
 // One bit per element from masks of separate real and imaginary lanes.
 inline unsigned soa_mask(__m128d m) { return static_cast<unsigned>(_mm_movemask_pd(m)); }
@@ -210,15 +234,22 @@ struct CLoop {
     if constexpr (has_callout<P>()) {
       if (!Whole) mask &= (1u << g) - 1;
       if (__builtin_expect(mask != 0, 0)) {
-        for (int k = 0; k < NV; ++k) {
-          W::store_aligned(reinterpret_cast<R*>(ina) + k * L, x[k]);
-          W::store_aligned(reinterpret_cast<R*>(inb) + k * L, y[k]);
+        // A whole block's inputs are read again from the caller's arrays,
+        // which nothing has written yet (the block stores after its callout),
+        // so that x and y need not live across eval; a gathered block has
+        // them in ina and inb already.
+        if constexpr (Whole) {
+          for (int e = 0; e < kElems; ++e) {
+            ina[e] = acc.a[i + e];
+            if constexpr (NI == 2) inb[e] = scalar_b<P>() ? acc.b[e] : acc.b[i + e];
+          }
         }
+        const In* sb = NI == 2 ? inb : ina;  // a unary scalar function ignores b
         for (int k = 0; k < NR; ++k) W::store_aligned(reinterpret_cast<R*>(res) + k * L, z[k]);
         while (mask != 0) {
           const int j = __builtin_ctz(mask);
           mask &= mask - 1;
-          const int st = P::scalar(&ina[j], &inb[j], &res[j]);
+          const int st = P::scalar(&ina[j], &sb[j], &res[j]);
           if (st == 0) continue;
           io.r[(i + j) * io.ir] = res[j];
           report(io, st, i + j);
@@ -243,7 +274,17 @@ struct CLoop {
     const long whole = n & ~(kElems - 1);
     const Io acc = io;
     if (unit)
-      for (; i < whole; i += kElems) block<true>(acc, io, i, kElems);
+      for (; i < whole; i += kElems) {
+        // The inputs a kilobyte ahead: a block of heavy arithmetic holds so
+        // few loads in flight that the streams would otherwise stall on
+        // memory at large counts. A prefetch past the end is harmless.
+        if constexpr (prefetch<P>()) {
+          _mm_prefetch(reinterpret_cast<const char*>(acc.a + i) + kPrefetch, _MM_HINT_T0);
+          if constexpr (NI == 2 && !scalar_b<P>())
+            _mm_prefetch(reinterpret_cast<const char*>(acc.b + i) + kPrefetch, _MM_HINT_T0);
+        }
+        block<true>(acc, io, i, kElems);
+      }
     else
       for (; i < whole; i += kElems) block<false>(acc, io, i, kElems);
     if (i < n) block<false>(acc, io, i, static_cast<int>(n - i));

@@ -5,6 +5,8 @@
 // computation overflowed).
 #pragma once
 
+#include <emmintrin.h>
+
 #include <cmath>
 
 #include "zev/zev_config.h"
@@ -18,13 +20,21 @@ int cdiv_full(const zev_complex8* a, const zev_complex8* b, zev_complex8* r);
 int zabs_full(const zev_complex16* a, double* r);
 int cabs_full(const zev_complex8* a, float* r);
 
+// x + y with x the first operand of the instruction: of two NaN operands
+// SSE returns the first, so the order picks the payload, and a plain + leaves
+// the order to the compiler. x - y likewise, as one instruction (a NaN y keeps
+// its sign).
+inline double first_plus(double x, double y) { return _mm_cvtsd_f64(_mm_add_sd(_mm_set_sd(x), _mm_set_sd(y))); }
+inline float first_plus(float x, float y) { return _mm_cvtss_f32(_mm_add_ss(_mm_set_ss(x), _mm_set_ss(y))); }
+inline double minus(double x, double y) { return _mm_cvtsd_f64(_mm_sub_sd(_mm_set_sd(x), _mm_set_sd(y))); }
+inline float minus(float x, float y) { return _mm_cvtss_f32(_mm_sub_ss(_mm_set_ss(x), _mm_set_ss(y))); }
+
 // Add and Sub: a part that went infinite while no input part is infinite is
-// an overflow.
+// an overflow. Of two NaN parts the result is a's NaN.
 template <class C>
 inline int addsub_full(const C* a, const C* b, C* r, bool sub) {
-  const auto br = sub ? -b->re : b->re, bi = sub ? -b->im : b->im;
-  r->re = a->re + br;
-  r->im = a->im + bi;
+  r->re = sub ? minus(a->re, b->re) : first_plus(a->re, b->re);
+  r->im = sub ? minus(a->im, b->im) : first_plus(a->im, b->im);
   const bool in_inf = std::isinf(a->re) || std::isinf(a->im) || std::isinf(b->re) || std::isinf(b->im);
   return !in_inf && (std::isinf(r->re) || std::isinf(r->im)) ? 3 : 0;
 }
