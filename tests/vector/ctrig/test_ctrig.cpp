@@ -280,9 +280,13 @@ TEST(ComplexTrig, Atan2PairUnderFlushToZero) {
     _vqmzLn_HA(n, a.data(), l1.data());
   }
   for (int i = 0; i < n; ++i) {
-    if (std::isnormal(t0[i])) EXPECT_EQ(bits(t0[i]), bits(t1[i])) << std::hexfloat << a[i].re << " " << a[i].im;
+    if (std::isnormal(t0[i])) {
+      EXPECT_EQ(bits(t0[i]), bits(t1[i])) << std::hexfloat << a[i].re << " " << a[i].im;
+    }
     const double m = std::fmin(std::fabs(a[i].re), std::fabs(a[i].im)), M = std::fmax(std::fabs(a[i].re), std::fabs(a[i].im));
-    if (std::isnormal(l0[i].im) && m >= M * 0x1p-960) EXPECT_EQ(bits(l0[i].im), bits(l1[i].im)) << std::hexfloat << a[i].re << " " << a[i].im;
+    if (std::isnormal(l0[i].im) && m >= M * 0x1p-960) {
+      EXPECT_EQ(bits(l0[i].im), bits(l1[i].im)) << std::hexfloat << a[i].re << " " << a[i].im;
+    }
   }
 }
 
