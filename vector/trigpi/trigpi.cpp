@@ -145,8 +145,8 @@ inline __m128d series(const __m128d (&c)[M], __m128d z) {
   return p;
 }
 
-// The fitted polynomial of sin(c r), |r| <= a quarter turn, for single HA
-// and LA: within 2^-26 of the value, so that the float of +-quarter turn is
+// The fitted polynomial of sin(c r), |r| <= a quarter turn, in double for
+// single HA (and LA lanes beyond the float reduction): within 2^-26 of the value, so that the float of +-quarter turn is
 // +-1 exactly and no float result passes 1.
 template <class U>
 inline __m128d half_turn_fit(__m128d r) {
@@ -155,8 +155,8 @@ inline __m128d half_turn_fit(__m128d r) {
   return mul(r, add(k.c, mul(z, estrin(k.fit, z))));
 }
 
-// sin(c r), |r| <= a quarter turn, clamped to [-1, 1], at EP: single, the
-// Taylor series to r^9 (cut after a positive term, so never short of 1 at a
+// sin(c r), |r| <= a quarter turn, clamped to [-1, 1], at EP: single (lanes
+// beyond the float reduction), the Taylor series to r^9 (cut after a positive term, so never short of 1 at a
 // quarter turn); double, the fitted polynomial of the radian sine at EP in v.
 template <class U, class T>
 inline __m128d half_turn_ep(__m128d r) {
@@ -556,11 +556,11 @@ __attribute__((noinline)) __m128 wide_lanes(__m128 ax, __m128 wide, __m128 y, __
 // A block with a lane beyond (or an infinity, a NaN) recomputes those lanes
 // in double; the other lanes keep their bits.
 template <Fn F, class U, Level L>
-struct SPolicy : Blocks<float, 16> {
+struct SPolicy : Blocks<float, L == Level::HA ? 8 : 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = kNames[0][std::is_same_v<U, Degree>][static_cast<int>(F)];
   // The vectors of a block unrolled, so that their chains overlap.
-  static constexpr bool kUnrolled = true;
+  static constexpr bool kUnrolled = L != Level::HA;
   [[gnu::always_inline]] static __m128 eval(__m128 x, __m128& special) {
     const __m128 sgn = and_(x, _mm_set1_ps(-0.0f));
     const __m128 ax = xor_(x, sgn);
