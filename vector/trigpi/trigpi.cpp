@@ -13,15 +13,18 @@
 //   step on r + e = c v (trigpi_table.h).
 // - Double EP sine and cosine, single sine and cosine: a half turn; the sine
 //   is (-1)^k sin(c r) with r = a - k half turns, the cosine the same a
-//   quarter turn on; one series of sin(c r), |c r| <= pi/2 (sin_half_turn, in
-//   float below 2^22 for single). Single HA and LA take the fitted polynomial
-//   of the single radian sine at HA in v, double EP that of the double radian
-//   sine at EP (its lead raised by 2^-47), single EP the Taylor series cut
-//   after a positive term; the EP results are clamped to [-1, 1].
+//   quarter turn on; one series of sin(c r), |c r| <= pi/2 (sin_half_turn;
+//   single below 2^22: k and r in float, sin_half_turn_float). Single HA
+//   takes the fitted polynomial of the single radian sine at HA in double,
+//   double EP that of the double radian sine at EP (its lead raised by
+//   2^-47); single LA and EP stay in float (sin_float: the HA fit, and the
+//   short polynomial of the radian sine at EP, each written in r); the
+//   results are clamped to [-1, 1] where the polynomial may pass 1.
 // - Double LA and EP tangent: a quarter of a half turn, the radian tangent's
 //   rational function in v, N/D or -D/N by the parity of k.
-// - Single tangent: a quarter of a half turn, the series of sin(c v) and
-//   cos(c v) in double on widened lanes, their quotient rounded once.
+// - Single tangent: a quarter of a half turn; HA the double rational function
+//   above (that of EP) on widened lanes, rounded once; LA and EP the single
+//   radian tangent's rational function in float (tan_float).
 //
 // c = pi or pi/180. The series are Taylor series (trigpi_coeffs.inc,
 // tools/trigpi_tables); worst errors are in docs/accuracy_trigpi.md.
@@ -64,7 +67,7 @@ enum class Fn { Sin, Cos, Tan };
 // tangent is +-1; step: a quarter of a half turn, inv_step its inverse.
 template <class U>
 struct Consts {
-  __m128d c, h2, sin[5], cos[5], fit[4];
+  __m128d c, sin[5], fit[4];
   __m128d quarter, shifter, inv_step, step, sign, one, zero_pos, ep_c, ep[4];
 };
 template <class U>
@@ -72,9 +75,7 @@ constexpr Consts<U> make_consts() {
   constexpr bool half = std::is_same_v<U, HalfTurn>;
   Consts<U> k{};
   k.c = d2(U::kC);
-  k.h2 = d2(U::kH2);
   for (int i = 0; i < 5; ++i) k.sin[i] = d2(U::kSin[i]);
-  for (int i = 0; i < 5; ++i) k.cos[i] = d2(U::kCos[i]);
   // The fitted polynomial of the single radian sine at HA, sin s ~ s + s^3
   // (f1 + s^2 (f2 + s^2 (f3 + s^2 f4))) on |s| <= pi/2, in v = s / c: the
   // coefficient of v^(2i+3) is f(i+1) c^(2i+3).
@@ -144,21 +145,8 @@ inline __m128d series(const __m128d (&c)[M], __m128d z) {
   return p;
 }
 
-// sin(c v) and cos(c v) in plain double, NS and NC terms past the first.
-template <class U, int NS, int NC>
-inline void sincos_plain(__m128d v, __m128d& s, __m128d& c) {
-  const auto& k = kK<U>;
-  const __m128d z = mul(v, v);
-  s = mul(v, add(k.c, mul(z, series<NS>(k.sin, z))));
-  c = add(k.one, mul(z, sub(mul(z, series<NC>(k.cos, z)), k.h2)));
-}
-
-// Terms of the single tangent's series by level: {sine, cosine}.
-template <Level L>
-constexpr int kTanTerms = L == Level::HA ? 5 : L == Level::LA ? 4 : 2;
-
-// The fitted polynomial of sin(c r), |r| <= a quarter turn, for single HA
-// and LA: within 2^-26 of the value, so that the float of +-quarter turn is
+// The fitted polynomial of sin(c r), |r| <= a quarter turn, in double for
+// single HA (and LA lanes beyond the float reduction): within 2^-26 of the value, so that the float of +-quarter turn is
 // +-1 exactly and no float result passes 1.
 template <class U>
 inline __m128d half_turn_fit(__m128d r) {
@@ -167,8 +155,8 @@ inline __m128d half_turn_fit(__m128d r) {
   return mul(r, add(k.c, mul(z, estrin(k.fit, z))));
 }
 
-// sin(c r), |r| <= a quarter turn, clamped to [-1, 1], at EP: single, the
-// Taylor series to r^9 (cut after a positive term, so never short of 1 at a
+// sin(c r), |r| <= a quarter turn, clamped to [-1, 1], at EP: single (lanes
+// beyond the float reduction), the Taylor series to r^9 (cut after a positive term, so never short of 1 at a
 // quarter turn); double, the fitted polynomial of the radian sine at EP in v.
 template <class U, class T>
 inline __m128d half_turn_ep(__m128d r) {
@@ -196,25 +184,130 @@ inline __m128d sin_half_turn(__m128d a) {
   return add(xor_(y, flip), k.zero_pos);  // a zero comes out +0
 }
 
+// ---- single cores in float (LA, EP) ------------------------------------------------
+
+// The constants of the float cores of one unit. The sine at LA is the fitted
+// polynomial of the single radian sine at HA written in r (its coefficient of
+// r^(2i+3) times c^(2i+3), rounded to float), with c = hi + lo so that the
+// leading term keeps the bits of c; at EP the short polynomial of the radian
+// sine at EP. The tangent at LA and EP is the rational function of the single
+// radian tangent written in v.
+template <class U>
+struct FConsts {
+  __m128 shifter, inv_turn, turn, quarter, hi, lo, la[4], ep[3];
+  __m128 tan_inv, tan_step, tan_quarter, tn[2], td[3];
+  __m128 one, minus_one, sign;
+};
+
+// The float sine polynomials at a quarter turn q, in the kernel's order of
+// operations (constant evaluation rounds each step to float as the kernel does).
+constexpr float la_at(float q, float hi, float lo, const float (&p)[4]) {
+  const float z = q * q;
+  float s = p[2] + z * p[3];
+  s = p[1] + z * s;
+  s = p[0] + z * s;
+  return q * hi + q * (lo + z * s);
+}
+constexpr float ep_at(float q, const float (&p)[3]) {
+  const float z = q * q;
+  return q * (p[0] + z * (p[1] + z * p[2]));
+}
+// One float step of x away from zero (dir 1) or towards it (dir -1).
+constexpr float nudge(float x, int dir) {
+  return __builtin_bit_cast(float, __builtin_bit_cast(int32_t, x) + dir);
+}
+
+template <class U>
+constexpr FConsts<U> make_fconsts() {
+  constexpr bool half = std::is_same_v<U, HalfTurn>;
+  constexpr double c = U::kC;
+  const float q = half ? 0.5f : 90.0f;
+  FConsts<U> k{};
+  k.shifter = f4(0x1.8p23f);
+  k.inv_turn = f4(static_cast<float>(1.0 / 180));
+  k.turn = f4(180.0f);
+  k.quarter = f4(q);
+  const float hi = static_cast<float>(c), lo = static_cast<float>(c - hi);
+  k.hi = f4(hi);
+  k.lo = f4(lo);
+  // Each polynomial must not fall short of 1 at the quarter turn, where the
+  // clamp to [-1, 1] then makes it exact: the coefficient of r^3 (LA) or of r
+  // (EP) is moved by whole float steps until it does not; at EP this stays
+  // within 2^-18 of the fit.
+  constexpr double fit[4] = {-0.1666665955042783, 0.00833306624608569, -0.00019809602902257352,
+                             2.605780638722852e-06};
+  float la[4] = {};
+  double cp = c * c * c;
+  for (int i = 0; i < 4; ++i, cp *= c * c) la[i] = static_cast<float>(fit[i] * cp);
+  for (int i = 0; i < 16 && la_at(q, hi, lo, la) < 1.0f; ++i) la[0] = nudge(la[0], -1);
+  float ep[3] = {static_cast<float>(0.999885321 * c), static_cast<float>(-0.165920958 * c * c * c),
+                 static_cast<float>(0.00757660158 * c * c * c * c * c)};
+  for (int i = 0; i < 256 && ep_at(q, ep) < 1.0f; ++i) ep[0] = nudge(ep[0], 1);
+  for (int i = 0; i < 4; ++i) k.la[i] = f4(la[i]);
+  for (int i = 0; i < 3; ++i) k.ep[i] = f4(ep[i]);
+  // tan r ~ r (n0 + z n1) / (d0 + z (d1 + z d2)) on |r| <= pi/4, in v = r / c.
+  k.tan_inv = f4(half ? 2.0f : static_cast<float>(1.0 / 90));
+  k.tan_step = f4(half ? 0.5f : 90.0f);
+  k.tan_quarter = f4(q / 2);
+  k.tn[0] = f4(static_cast<float>(0.999999762 * c));
+  k.tn[1] = f4(static_cast<float>(-0.0958017409 * c * c * c));
+  k.td[0] = f4(0.999999762f);
+  k.td[1] = f4(static_cast<float>(-0.42913565 * c * c));
+  k.td[2] = f4(static_cast<float>(0.00971684884 * c * c * c * c));
+  k.one = f4(1.0f);
+  k.minus_one = f4(-1.0f);
+  k.sign = u4(0x80000000u);
+  return k;
+}
+template <class U>
+inline constexpr FConsts<U> kF = make_fconsts<U>();
+
+// sin(c r), |r| up to a quarter turn (a little more for degrees, where k may
+// be off by one next to the half-way points), clamped to [-1, 1].
+template <Fn F, class U, Level L>
+inline __m128 sin_float(__m128 r) {
+  const auto& k = kF<U>;
+  const __m128 z = mul(r, r);
+  __m128 y;
+  if constexpr (L == Level::LA) {
+    __m128 p = add(k.la[2], mul(z, k.la[3]));
+    p = add(k.la[1], mul(z, p));
+    p = add(k.la[0], mul(z, p));
+    y = add(mul(r, k.hi), mul(r, add(k.lo, mul(z, p))));
+  } else {
+    y = mul(r, add(k.ep[0], mul(z, add(k.ep[1], mul(z, k.ep[2])))));
+  }
+  y = _mm_min_ps(y, k.one);
+  return F == Fn::Sin ? _mm_max_ps(y, k.minus_one) : y;  // the cosine's argument is >= 0
+}
+
 // Single Sin and Cos of lanes below 2^22 (half turns or degrees): k =
 // round(a / half turn) and r = a - k half turns in float, exact; the sine is
-// (-1)^k sin(c r), the cosine (-1)^k sin(c (quarter - |r|)), the quarter
-// turn taken in double, exactly. The same values as sin_half_turn.
+// (-1)^k sin(c r), the cosine (-1)^k sin(c (quarter - |r|)). HA takes the
+// quarter turn and the polynomial in double (the quarter exactly), the same
+// values as sin_half_turn; LA and EP stay in float, where quarter - |r| is
+// exact from |r| = quarter / 2 on and elsewhere moves the cosine, which is
+// then above 0.7, by at most half an ulp.
 template <Fn F, class U, Level L>
 inline __m128 sin_half_turn_float(__m128 a) {
   constexpr bool half = std::is_same_v<U, HalfTurn>;
-  const __m128 shifter = _mm_set1_ps(0x1.8p23f);
-  const __m128 t = add(half ? a : mul(a, _mm_set1_ps(1.0f / 180)), shifter);
-  const __m128 kf = sub(t, shifter);
-  const __m128 r = sub(a, half ? kf : mul(kf, _mm_set1_ps(180.0f)));
-  __m128d r0 = widen_lo(r), r1 = widen_hi(r);
-  if constexpr (F == Fn::Cos) {
-    const __m128d q = _mm_set1_pd(half ? 0.5 : 90.0), sign = kK<U>.sign;
-    r0 = sub(q, andnot(sign, r0));
-    r1 = sub(q, andnot(sign, r1));
+  const auto& k = kF<U>;
+  const __m128 t = add(half ? a : mul(a, k.inv_turn), k.shifter);
+  const __m128 kf = sub(t, k.shifter);
+  __m128 r = sub(a, half ? kf : mul(kf, k.turn));
+  __m128 y;
+  if constexpr (L == Level::HA) {
+    __m128d r0 = widen_lo(r), r1 = widen_hi(r);
+    if constexpr (F == Fn::Cos) {
+      const __m128d q = _mm_set1_pd(half ? 0.5 : 90.0), sign = kK<U>.sign;
+      r0 = sub(q, andnot(sign, r0));
+      r1 = sub(q, andnot(sign, r1));
+    }
+    y = narrow(half_turn_fit<U>(r0), half_turn_fit<U>(r1));
+  } else {
+    if constexpr (F == Fn::Cos) r = sub(k.quarter, andnot(k.sign, r));
+    y = sin_float<F, U, L>(r);
   }
-  const __m128 y = L == Level::EP ? narrow(half_turn_ep<U, float>(r0), half_turn_ep<U, float>(r1))
-                                  : narrow(half_turn_fit<U>(r0), half_turn_fit<U>(r1));
   const __m128 flip = _mm_castsi128_ps(_mm_slli_epi32(_mm_castps_si128(t), 31));
   return add(xor_(y, flip), _mm_setzero_ps());  // a zero comes out +0
 }
@@ -276,35 +369,73 @@ inline __m128d rational_tan(__m128d a, __m128d& pole) {
   return y;
 }
 
+// The quotient of the single tangent at HA: N/D (even k) or D/N (odd k) of
+// the double rational function of EP, on the widened lanes of v (exact),
+// rounded once.
+template <class U>
+inline __m128 tan_quotient_double(__m128 v, __m128 odd) {
+  const TanRational<U, Level::EP>& q = kTanRat<U, Level::EP>;
+  __m128d y[2];
+  for (int h = 0; h < 2; ++h) {
+    const __m128d w = h == 0 ? widen_lo(v) : widen_hi(v), z = mul(w, w);
+    const __m128d od = _mm_castps_pd(h == 0 ? _mm_unpacklo_ps(odd, odd) : _mm_unpackhi_ps(odd, odd));
+    __m128d n = mul(w, add(q.n[0], mul(z, add(q.n[1], mul(z, q.n[2])))));
+    __m128d d = add(q.d[0], mul(z, add(q.d[1], mul(z, q.d[2]))));
+    const __m128d swap = and_(xor_(n, d), od);
+    y[h] = _mm_div_pd(xor_(n, swap), xor_(d, swap));
+  }
+  return narrow(y[0], y[1]);
+}
+
+// Single tangent, a below 2^21 half turns (2^22 degrees): k = round(a /
+// quarter of a half turn) and v = a - k step in float, both exact; N/D for
+// even k, -D/N for odd k, one division: the float rational function (LA, EP)
+// or the double one (HA). The rare lanes as in rational_tan: the poles (their
+// quotient divides by zero) go to the scalar function, tan(n half turns)
+// takes the sign of n's parity, +-1 is exact.
+template <class U, Level L>
+inline __m128 tan_float(__m128 a, __m128& pole) {
+  const auto& k = kF<U>;
+  constexpr bool half = std::is_same_v<U, HalfTurn>;
+  const __m128 t = add(half ? add(a, a) : mul(a, k.tan_inv), k.shifter);
+  const __m128 v = sub(a, mul(sub(t, k.shifter), k.tan_step));
+  const __m128i tb = _mm_castps_si128(t);
+  const __m128 odd = _mm_castsi128_ps(_mm_srai_epi32(_mm_slli_epi32(tb, 31), 31));
+  __m128 y;
+  if constexpr (L == Level::HA) {
+    y = tan_quotient_double<U>(v, odd);
+  } else {
+    const __m128 z = mul(v, v);
+    const __m128 n = mul(v, add(k.tn[0], mul(z, k.tn[1])));
+    const __m128 d = add(k.td[0], mul(z, add(k.td[1], mul(z, k.td[2]))));
+    const __m128 swap = and_(xor_(n, d), odd);
+    y = _mm_div_ps(xor_(n, swap), xor_(d, swap));
+  }
+  y = xor_(y, _mm_castsi128_ps(_mm_slli_epi32(tb, 31)));
+  const __m128 vzero = cmpeq(v, _mm_setzero_ps()), at1 = cmpeq(andnot(k.sign, v), k.tan_quarter);
+  if (__builtin_expect(_mm_movemask_ps(or_(vzero, at1)) != 0, 0)) {
+    pole = and_(vzero, odd);
+    const __m128 half_sign = and_(_mm_castsi128_ps(_mm_slli_epi32(tb, 30)), k.sign);
+    y = or_(y, and_(andnot(odd, vzero), half_sign));
+    y = select(at1, or_(and_(y, k.sign), k.one), y);
+  }
+  return y;
+}
+
 // One function of |x| on two double lanes, before the sign of x; `pole`
 // marks the tangent's poles.
 template <Fn F, class U, class T, Level L>
 [[gnu::always_inline]] inline __m128d core(__m128d a, __m128d& pole) {
-  const auto& k = kK<U>;
   if constexpr (F != Fn::Tan && (sizeof(T) == 4 || L == Level::EP)) return sin_half_turn<F, U, T, L>(a);
   // Double HA and LA sine and cosine, and the HA tangent: the circle table.
   if constexpr (sizeof(T) == 8 && F != Fn::Tan && L != Level::EP)
     return trigpi::table_sin_cos<U, L == Level::HA>(a, F == Fn::Cos ? 128 : 0);
   if constexpr (sizeof(T) == 8 && F == Fn::Tan && L == Level::HA) return trigpi::table_tan<U, HwEstimate>(a, pole);
   if constexpr (sizeof(T) == 8 && F == Fn::Tan) return rational_tan<U, L>(a, pole);
-  // Single tangent: the series of sin(c v) and cos(c v) in double on the
-  // widened lanes, their quotient rounded once.
-  const Red r = reduce<U>(a);
-  __m128d s, c;
-  sincos_plain<U, kTanTerms<L>, kTanTerms<L>>(r.v, s, c);
-  const __m128d odd = odd_lanes(r.q);
-  // sin and cos of the argument, with their signs: the quotient then has the
-  // sign of zero the rules give.
-  const __m128d ns = half_sign(r.q), nc = half_sign(_mm_add_epi32(r.q, _mm_set1_epi32(1)));
-  const __m128d nh = add(xor_(select(odd, c, s), ns), k.zero_pos);
-  __m128d dh = xor_(select(odd, s, c), nc);
-  pole = and_(cmpeq(r.v, _mm_setzero_pd()), odd);
-  dh = select(pole, k.one, dh);  // no 0/0 in the lanes the scalar function takes
-  const __m128d y = _mm_div_pd(nh, dh);
-  // +-1 at |v| = quarter, with the sign of the quotient.
-  const __m128d at1 = cmpeq(_mm_andnot_pd(k.sign, r.v), k.quarter);
-  const __m128d unit = or_(and_(xor_(nh, dh), k.sign), k.one);
-  return select(at1, unit, y);
+  // Single tangent in double (HA, and the lanes beyond the float cores): the
+  // rational function of the double radian tangent at EP, within 2^-34 of
+  // the value, rounded once to float later.
+  return rational_tan<U, Level::EP>(a, pole);
 }
 
 // ---- scalar functions ----------------------------------------------------------------
@@ -363,13 +494,16 @@ constexpr const char* kNames[2][2][3] = {
 };
 
 // The table kernels (HA, and LA but the tangent) run blocks of 4: the
-// compiler keeps two of them in registers, not four.
+// compiler keeps two of them in registers, not four. So do the rational
+// tangents (LA, EP), one vector after the other: unrolled in blocks of 8 they
+// cost 1.7 to 1.9 times the radian tangent at a million elements.
 template <Fn F, class U, Level L>
-struct DPolicy : Blocks<double, (L == Level::HA || (L == Level::LA && F != Fn::Tan)) ? 4 : 8> {
+struct DPolicy : Blocks<double, (L != Level::EP || F == Fn::Tan) ? 4 : 8> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = kNames[1][std::is_same_v<U, Degree>][static_cast<int>(F)];
-  // The vectors of a block unrolled, so that their long chains overlap.
-  static constexpr bool kUnrolled = true;
+  // The vectors of a block unrolled, so that their long chains overlap (not
+  // the rational tangent's).
+  static constexpr bool kUnrolled = !(F == Fn::Tan && L != Level::HA);
   [[gnu::always_inline]] static __m128d eval(__m128d x, __m128d& special) {
     // Special: tiny lanes (zeros included), infinities and NaN; degrees
     // also from 2^46 on. One test for them and for the half turns from 2^43
@@ -391,40 +525,61 @@ struct DPolicy : Blocks<double, (L == Level::HA || (L == Level::LA && F != Fn::T
   static int scalar(const double* a, double* r) { return scalar_fn<F, U, double, L>(a, r); }
 };
 
+// The least |x| (its bits) that the float reductions do not take: 2^22, and
+// 2^21 for the half-turn tangent, which rounds 2a.
+template <Fn F, class U>
+inline constexpr uint32_t kFloatLimit = F == Fn::Tan && std::is_same_v<U, HalfTurn> ? 0x4A000000u : 0x4A800000u;
+
+// The lanes of `wide` (from the float limit on, infinities and NaN) in double
+// on the widened lanes, merged into the float results y, with their special
+// lanes: infinities, NaN, degrees from 2^46 on, tangent poles. Half-turn
+// lanes from 2^43 on lose their multiples of 4 first (cut_big).
 template <Fn F, class U, Level L>
-struct SPolicy : Blocks<float, 16> {
+__attribute__((noinline)) __m128 wide_lanes(__m128 ax, __m128 wide, __m128 y, __m128& special) {
+  static constexpr Range32 kOrdinary = range32(0u, std::is_same_v<U, HalfTurn> ? 0x7F7FFFFFu : 0x567FFFFFu);
+  __m128d a0 = widen_lo(ax), a1 = widen_hi(ax);
+  __m128 sp = _mm_setzero_ps();
+  constexpr int32_t kCut = std::is_same_v<U, HalfTurn> ? 0x55000000 : 0x56800000;  // 2^43, 2^46
+  if (_mm_movemask_epi8(_mm_cmpgt_epi32(bits(ax), _mm_set1_epi32(kCut - 1))) != 0) {
+    sp = _mm_castsi128_ps(outside(bits(ax), kOrdinary));
+    a0 = trigpi::cut_big<U>(a0);
+    a1 = trigpi::cut_big<U>(a1);
+  }
+  __m128d p0 = _mm_setzero_pd(), p1 = _mm_setzero_pd();
+  const __m128 yw = narrow(core<F, U, float, L>(a0, p0), core<F, U, float, L>(a1, p1));
+  if constexpr (F == Fn::Tan)
+    sp = or_(sp, _mm_shuffle_ps(_mm_castpd_ps(p0), _mm_castpd_ps(p1), _MM_SHUFFLE(2, 0, 2, 0)));
+  special = select(wide, sp, special);
+  return select(wide, yw, y);
+}
+
+// Single rows: below the float limit, Sin and Cos reduce in float and take
+// the polynomial in double (HA) or in float (LA, EP); the tangent takes the
+// double rational function on widened lanes (HA) or the float one (LA, EP).
+// A block with a lane beyond (or an infinity, a NaN) recomputes those lanes
+// in double; the other lanes keep their bits.
+template <Fn F, class U, Level L>
+// HA, which carries its work in double, runs short rolled blocks: unrolled in
+// blocks of 16 it cost half again at a million elements.
+struct SPolicy : Blocks<float, L == Level::HA ? (F == Fn::Tan ? 4 : 8) : 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = kNames[0][std::is_same_v<U, Degree>][static_cast<int>(F)];
-  // The vectors of a block unrolled, so that their chains overlap.
-  static constexpr bool kUnrolled = true;
+  // The vectors of a block unrolled (LA, EP), so that their chains overlap.
+  static constexpr bool kUnrolled = L != Level::HA;
   [[gnu::always_inline]] static __m128 eval(__m128 x, __m128& special) {
-    // Infinities and NaN; degrees also from 2^46 on.
-    static constexpr Range32 kOrdinary = range32(0u, std::is_same_v<U, HalfTurn> ? 0x7F7FFFFFu : 0x567FFFFFu);
-    // One test for them and for the half turns from 2^43 on, which the
-    // cores take only after cut_big; Sin and Cos reduce in float below 2^22.
     const __m128 sgn = and_(x, _mm_set1_ps(-0.0f));
     const __m128 ax = xor_(x, sgn);
-    if constexpr (F != Fn::Tan) {
-      if (__builtin_expect(_mm_movemask_ps(_mm_cmpnlt_ps(ax, _mm_set1_ps(0x1p22f))) == 0, 1)) {
-        special = _mm_setzero_ps();
-        const __m128 y = sin_half_turn_float<F, U, L>(ax);
-        return F == Fn::Cos ? y : xor_(y, sgn);
-      }
-    }
-    __m128d a0 = widen_lo(ax), a1 = widen_hi(ax);
-    special = _mm_setzero_ps();
-    if (__builtin_expect(_mm_movemask_ps(_mm_cmpnlt_ps(ax, _mm_set1_ps(std::is_same_v<U, HalfTurn> ? 0x1p43f : 0x1p46f))) != 0, 0)) {
-      special = _mm_castsi128_ps(outside(abs_bits(x), kOrdinary));
-      a0 = trigpi::cut_big<U>(a0);
-      a1 = trigpi::cut_big<U>(a1);
-    }
-    __m128d p0 = _mm_setzero_pd(), p1 = _mm_setzero_pd();
-    const __m128d y0 = core<F, U, float, L>(a0, p0);
-    const __m128d y1 = core<F, U, float, L>(a1, p1);
-    __m128 y = narrow(y0, y1);
+    __m128 y, pole = _mm_setzero_ps();
+    if constexpr (F != Fn::Tan)
+      y = sin_half_turn_float<F, U, L>(ax);
+    else
+      y = tan_float<U, L>(ax, pole);
+    special = pole;
+    // Signed compare of the sign-cleared bits: NaN and infinities lie above.
+    const __m128i wide = _mm_cmpgt_epi32(bits(ax), _mm_set1_epi32(kFloatLimit<F, U> - 1));
+    if (__builtin_expect(_mm_movemask_epi8(wide) != 0, 0))
+      y = wide_lanes<F, U, L>(ax, _mm_castsi128_ps(wide), y, special);
     if constexpr (F != Fn::Cos) y = xor_(y, sgn);
-    if constexpr (F == Fn::Tan)
-      special = or_(special, _mm_shuffle_ps(_mm_castpd_ps(p0), _mm_castpd_ps(p1), _MM_SHUFFLE(2, 0, 2, 0)));
     return y;
   }
   static int scalar(const float* a, float* r) { return scalar_fn<F, U, float, L>(a, r); }
