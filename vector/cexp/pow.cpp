@@ -25,34 +25,26 @@
 //          normal range; an angle Im(w log z) beyond the double range (|w|
 //          near the largest double) is unknown, and the modulus is returned
 //          on the real axis.
+#include <cfloat>
 #include <cmath>
 #include <limits>
 
 #include "vector/cexp/cexp_core.h"
 #include "vector/cexp/cexp_scalar.h"
+#include "vector/cexp/pow_long.h"
 
 namespace zev::vk::cexp {
 
 namespace {
 
-// a b with a zero factor giving an exact zero (never NaN from 0 inf).
-double mul0(double a, double b) { return a == 0 || b == 0 ? 0.0 : a * b; }
-
-SPair two_sum_s(double a, double b) {
-  const double s = a + b, bb = s - a;
-  return {s, (a - (s - bb)) + (b - bb)};
-}
-
-// (wr + i wi)(lr + i li) as pairs; |w| below 2^900 and the parts of l finite.
-void mul_w_s(double wr, double wi, SPair lr, SPair li, SPair& pr, SPair& pi) {
-  double a, al, b, bl, c, cl, d, dl;
-  two_prod<double>(wr, lr.hi, a, al);
-  two_prod<double>(wi, li.hi, b, bl);
-  two_prod<double>(wr, li.hi, c, cl);
-  two_prod<double>(wi, lr.hi, d, dl);
-  const SPair s = two_sum_s(a, -b), t = two_sum_s(c, d);
-  pr = two_sum_s(s.hi, s.lo + (al - bl) + (wr * lr.lo - wi * li.lo));
-  pi = two_sum_s(t.hi, t.lo + (cl + dl) + (wr * li.lo + wi * lr.lo));
+// a b in w log z where an input part is infinite: a zero factor gives an
+// exact zero (never NaN from 0 inf), and finite factors a finite product (the
+// largest double at most, as in exact arithmetic), so that it cannot cancel
+// an infinite term: (0 + 2^-1074 i)^(-inf + i DBL_MAX) is exp(inf - i inf).
+double mul0(double a, double b) {
+  if (a == 0 || b == 0) return 0.0;
+  const double p = a * b;
+  return std::isinf(p) && std::isfinite(a) && std::isfinite(b) ? std::copysign(DBL_MAX, p) : p;
 }
 
 // z^w in double; `fin` tells whether every input part was finite.
@@ -82,29 +74,41 @@ int pow_d(double x, double y, double wr, double wi, double& re, double& im, bool
   LnPairs l;
   ln_full(x, y, l);
   if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(wr) || !std::isfinite(wi)) {
-    const double pr = mul0(wr, l.rh) - mul0(wi, l.ih), pi = mul0(wr, l.ih) + mul0(wi, l.rh);
-    if (std::isnan(pr) || std::isnan(pi)) {
-      volatile double zero = 0;
-      re = im = zero * std::numeric_limits<double>::infinity();
-      return 1;
-    }
+    // A part of log z that is not zero but below the double range keeps its
+    // sign, so that an infinite w sees it: log|z| > 0 unless z is one of
+    // 1, -1, i, -i (|z| = 1 exactly), arg z has the sign of y.
+    // (Annex G's arg of an infinite z is exact.)
+    const bool unit = (std::fabs(x) == 1 && y == 0) || (x == 0 && std::fabs(y) == 1);
+    const bool zf = std::isfinite(x) && std::isfinite(y);
+    const double lr = l.rh == 0 && !unit ? DBL_TRUE_MIN : l.rh;
+    const double li = l.ih == 0 && y != 0 && zf ? std::copysign(DBL_TRUE_MIN, y) : l.ih;
+    const double pr = mul0(wr, lr) - mul0(wi, li), pi = mul0(wr, li) + mul0(wi, lr);
+    // inf - inf in w log z is invalid; exp of the rest follows Exp's table
+    // (exp(+inf + i NaN) = +inf + i NaN, exp(-inf + i NaN) = 0 + 0i).
     const int st = exp_full<double>(pr, pi, re, im);
-    return st == 1 ? 1 : 0;
+    return st == 1 || std::isnan(pr) || std::isnan(pi) ? 1 : 0;
   }
   fin = true;
-  SPair pr, pi;
-  if (std::fmax(std::fabs(wr), std::fabs(wi)) < 0x1p900) {
-    mul_w_s(wr, wi, {l.rh, l.rl}, {l.ih, l.il}, pr, pi);
-  } else {  // scaled by 2^-200 so that the sums do not meet inf - inf
-    const double sr = wr * 0x1p-200, si = wi * 0x1p-200;
-    pr = {(sr * l.rh - si * l.ih) * 0x1p200, 0};
-    pi = {(sr * l.ih + si * l.rh) * 0x1p200, 0};
+  lng::PowParts q;
+  lng::pow_parts(x, y, wr, wi, q);
+  const double cs[4] = {q.c_hi, q.c_lo, q.s_hi, q.s_lo};
+  exp_cis_pairs(q.re_hi, q.re_lo, cs, q.c_exp, q.s_exp, re, im);
+  if (q.c_hi == 0 || q.s_hi == 0) {
+    // A part that is exactly zero (the angle a whole number of quarter
+    // turns) takes the sign of that part of exp(w log z) with the angle
+    // w log z in double arithmetic, wr arg z + wi log|z|, which keeps
+    // conj(z)^conj(w) = conj(z^w): (-2)^2 = 4 - 0i, i^2 = -1 + 0i, i^1 = 0 + i.
+    const double th = wr * l.ih + wi * l.rh;
+    double c = 1, s = th;  // sin(+-0) = +-0
+    if (!std::isfinite(th)) {
+      s = 1;
+    } else if (th != 0) {
+      const trig::CosSin t = trig::cos_sin(lane(th));
+      c = first(_mm_add_pd(t.c.hi, t.c.lo)), s = first(_mm_add_pd(t.s.hi, t.s.lo));
+    }
+    if (q.c_hi == 0) re = std::copysign(0.0, c);
+    if (q.s_hi == 0) im = std::copysign(0.0, s);
   }
-  // An angle beyond the range of doubles is unknown: the modulus goes on the
-  // real axis.
-  if (!std::isfinite(pi.hi)) pi = {0, 0};
-  const double h = std::fmin(std::fmax(pr.hi, -1e5), 1e5);
-  exp_finite(h, h == pr.hi ? pr.lo : 0.0, pi.hi, pi.lo, re, im);
   return 0;
 }
 
@@ -126,6 +130,13 @@ using namespace cx;
 inline __m128d w_flags(__m128d wr, __m128d wi) {
   return _mm_or_pd(_mm_cmpnlt_pd(abs_of(wr), d1(0x1p900)), _mm_cmpnlt_pd(abs_of(wi), d1(0x1p900)));
 }
+
+// The vector path of the z rows: the pairs carry w log z to about 2^-60 of
+// |w| |log z| (log|z| to about 2^-68, arg z after its Newton step, the
+// circle reduction's pairs 2^-62 absolute), so that kSize bounds the
+// normwise error and kPart a part's error in its own ulps; every other lane
+// takes the long arithmetic of the scalar function.
+constexpr double kSize = 16.0, kPart = 0x1p10;
 
 template <bool Scalar>
 struct ZPow {
@@ -151,12 +162,20 @@ struct ZPow {
       const __m128d tl = _mm_add_pd(_mm_add_pd(t.lo, _mm_add_pd(p3.lo, p4.lo)),
                                     _mm_add_pd(_mm_mul_pd(wr, li.lo), _mm_mul_pd(wi, lr.lo)));
       const DD pr = two_sum(s.hi, sl), pi = two_sum(t.hi, tl);
-      const __m128d bad = _mm_or_pd(_mm_or_pd(ln_flags(x, y), w_flags(wr, wi)), exp_flags(pr.hi, pi.hi, -700.0, 708.0));
-      mask |= soa_mask(bad) << (2 * h);
       const __m128d xc = _mm_min_pd(_mm_max_pd(pr.hi, d1(-700.0)), d1(708.0));
       const ExpCis o = exp_cis<true, true>(xc, pr.lo, pi.hi, pi.lo);
       const __m128d re = _mm_mul_pd(o.m_re, o.scale);
       const __m128d im = _mm_mul_pd(o.m_im, o.scale);
+      // The pairs serve while (|wr| + |wi|)(|log|z|| + |arg z|) stays below
+      // kSize (which also keeps Re(w log z) in range), and while neither part
+      // is below kPart of the other, unless the angle is exactly zero.
+      const __m128d size = _mm_mul_pd(_mm_add_pd(abs_of(wr), abs_of(wi)), _mm_add_pd(abs_of(lr.hi), abs_of(li.hi)));
+      const __m128d are = abs_of(re), aim = abs_of(im);
+      const __m128d thin = _mm_andnot_pd(_mm_cmpeq_pd(pi.hi, _mm_setzero_pd()),
+                                         _mm_cmplt_pd(_mm_mul_pd(_mm_min_pd(are, aim), d1(kPart)), _mm_max_pd(are, aim)));
+      const __m128d bad = _mm_or_pd(_mm_or_pd(ln_flags(x, y), w_flags(wr, wi)),
+                                    _mm_or_pd(_mm_cmpnlt_pd(size, d1(kSize)), thin));
+      mask |= soa_mask(bad) << (2 * h);
       join_parts(re, im, r[2 * h], r[2 * h + 1]);
     }
     return mask;
@@ -173,14 +192,23 @@ struct CPow {
   static constexpr bool kScalarB = Scalar;
   static constexpr const char* kName = Scalar ? "vcPowx" : "vcPow";
   static __m128d core(__m128d x, __m128d y, __m128d wr, __m128d wi, __m128d& re, __m128d& im) {
-    const __m128d lr = _mm_mul_pd(log_norm2_s(x, y), d1(0.5));
+    // log|z| from the pair of log(x^2 + y^2) (2^-62), arg z the double LA
+    // atan2 (about 2^-53): w log z within a few 2^-53 size.
+    const DD l2 = log_norm2(x, y);
+    const __m128d lr = _mm_mul_pd(_mm_add_pd(l2.hi, l2.lo), d1(0.5));
     const __m128d li = invtrig::atan2_d<Level::LA, false>(y, x);
     const __m128d pr = _mm_sub_pd(_mm_mul_pd(wr, lr), _mm_mul_pd(wi, li));
     const __m128d pi = _mm_add_pd(_mm_mul_pd(wr, li), _mm_mul_pd(wi, lr));
     // The size of w log z: beyond 2^16 the double products lose single bits.
     const __m128d size = _mm_mul_pd(_mm_add_pd(abs_of(wr), abs_of(wi)), _mm_add_pd(abs_of(lr), abs_of(li)));
     exp_v<false>(pr, pi, re, im);
-    return _mm_or_pd(exp_flags(pr, pi, -87.0, 88.0), _mm_cmpnlt_pd(size, d1(65536.0)));
+    // The angle is known to a few 2^-53 size: a part below 2^-24 size of the
+    // other (unless the angle is exactly zero) would lose single bits.
+    const __m128d are = abs_of(re), aim = abs_of(im);
+    const __m128d thin = _mm_andnot_pd(_mm_cmpeq_pd(pi, _mm_setzero_pd()),
+                                       _mm_cmplt_pd(_mm_mul_pd(_mm_min_pd(are, aim), d1(0x1p24)),
+                                                    _mm_mul_pd(size, _mm_max_pd(are, aim))));
+    return _mm_or_pd(_mm_or_pd(exp_flags(pr, pi, -87.0, 88.0), _mm_cmpnlt_pd(size, d1(65536.0))), thin);
   }
   static unsigned eval(const __m128 (&a)[2], const __m128 (&b)[2], __m128 (&r)[2]) {
     __m128 x, y, wr, wi;

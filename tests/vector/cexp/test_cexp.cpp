@@ -31,7 +31,7 @@ using C16 = zev_complex16;
 void exp_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_exp(v, a, MPC_RNDNN); }
 void log_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_log(v, a, MPC_RNDNN); }
 void log10_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_log10(v, a, MPC_RNDNN); }
-void pow_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { mpc_pow(v, a, b, MPC_RNDNN); }
+void pow_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { zev::ulp::pow_exact(v, a, b); }
 
 // Every entry of a row in one shape: n, a, a's stride, b, b's stride (0 for
 // Powx), r, r's stride.
