@@ -1,13 +1,15 @@
 // Generates vector/cexp/pow_long_data.cpp: the fixed-point constants of the
 // long arithmetic of the complex powers (vector/cexp/pow_long.h), computed
-// with MPFR at 1600 bits and truncated.
+// with MPFR at 1600 bits and truncated, and a pair table of atan.
 //
 //   zev_cpow_tables > vector/cexp/pow_long_data.cpp
 //
 // A constant is kLimbs 64-bit limbs, most significant first: limb 0 holds the
 // integer part, limbs 1 to kLimbs - 1 the fraction (2^-64 per unit of limb 1).
 // Values: ln 2, 2 pi, 1 / (2 pi); ln(1 + i/64) for i = 0..64; atan(j/64) / (2
-// pi), in turns, for j = 0..64 (atan(1) / (2 pi) = 1/8 exactly).
+// pi), in turns, for j = 0..64 (atan(1) / (2 pi) = 1/8 exactly); and
+// atan(k/256), k = 0..256, as pairs of doubles rounded to nearest (the
+// argument of the vector powers).
 #include <gmp.h>
 #include <mpfr.h>
 
@@ -73,6 +75,15 @@ int main() {
     mpfr_div(v, v, t, MPFR_RNDN);
     if (j == 64) mpfr_set_d(v, 0.125, MPFR_RNDN);  // exact, so that the diagonals are exact angles
     put(v);
+  }
+  printf("};\n\n// atan(k/256) as pairs {hi, lo} of double, k = 0..256\nalignas(16) const double kAtanPairs[257][2] = {\n");
+  for (int k = 0; k <= 256; ++k) {
+    mpfr_set_ui(v, k, MPFR_RNDN);
+    mpfr_div_ui(v, v, 256, MPFR_RNDN);
+    mpfr_atan(v, v, MPFR_RNDN);
+    const double hi = mpfr_get_d(v, MPFR_RNDN);
+    mpfr_sub_d(v, v, hi, MPFR_RNDN);
+    printf("    {%a, %a},\n", hi, mpfr_get_d(v, MPFR_RNDN));
   }
   printf("};\n\n}  // namespace zev::vk::cexp::lng\n");
   mpfr_clears(v, t, (mpfr_ptr)0);

@@ -136,6 +136,16 @@ void mul_u(Fx& r, const Fx& a, u64 m, int n) {
   }
 }
 void div_u(Fx& r, const Fx& a, u64 d, int n) {
+  if (d < (u64{1} << 32)) {  // by halves of limbs, in 64-bit divisions
+    u64 rem = 0;
+    for (int k = 0; k <= n; ++k) {
+      const u64 h = rem << 32 | a.l[k] >> 32, qh = h / d;
+      const u64 l = (h - qh * d) << 32 | (a.l[k] & 0xFFFFFFFFu), ql = l / d;
+      r.l[k] = qh << 32 | ql;
+      rem = l - ql * d;
+    }
+    return;
+  }
   u128 rem = 0;
   for (int k = 0; k <= n; ++k) {
     const u128 cur = rem << 64 | a.l[k];

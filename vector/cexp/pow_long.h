@@ -26,6 +26,8 @@ inline constexpr int kLimbs = 22;  // the integer limb and 21 fraction limbs
 extern const uint64_t kConst[3][kLimbs];
 extern const uint64_t kLnTable[65][kLimbs];
 extern const uint64_t kAtanTurns[65][kLimbs];
+// atan(k/256) as pairs hi + lo, k = 0..256 (the vector powers' arg z).
+extern const double kAtanPairs[257][2];
 
 // exp(w log z) = e^re (c 2^c_exp + i s 2^s_exp).
 struct PowParts {
