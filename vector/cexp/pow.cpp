@@ -1,17 +1,27 @@
 // zPow, cPow, zPowx, cPowx (one kernel each): z^w = exp(w log z), the
 // principal branch, cpow of C's Annex G; Powx takes one w for the whole call.
 //
-// z rows: log z as pairs (cexp_core.h), w log z as pairs from exact
-// products, and the exponential of the pair (the low part of the real part
-// folded into the reduction by ln2/128, that of the imaginary part into the
-// circle reduction); each part rounded once. The pairs carry w log z to about
-// 2^-60 of |w| |log z|, so that a large exponent keeps its accuracy.
+// z rows: log|z| as a pair (the logarithm family's power core, 2^-67), arg z
+// as a pair within about 2^-80 (a rotation by 256 - ik and atan(k/256) from
+// a table of pairs), w log z as pairs from exact products, and the
+// exponential of the pair (the low part of the real part folded into the
+// reduction by ln2/128, that of the imaginary part into the circle
+// reduction); each part rounded once.
 // c rows: log z and w log z in double, the exponential in double, one
 // rounding to single.
 //
 // Vector lanes: z in the vector range of Ln, w finite with parts below
-// 2^900, the real part of w log z in [-700, 708] (z) or [-87, 88] (c), and
-// for c rows (|wr| + |wi|)(|log|z|| + |arg z|) below 2^16.
+// 2^900; for z rows size = (|wr| + |wi|)(|log|z|| + |arg z|) below 128 and
+// neither part below (1 + size/32) 2^-10 of the other; for c rows the real
+// part of w log z in [-87, 88], size below 2^16 and neither part below
+// size 2^-24 of the other. A part exactly zero (the angle exactly 0) stays.
+//
+// The scalar function, for finite z != 0 and w != 0, is exact enough for any
+// such inputs (pow_long.h): log|z| and arg z in fixed point to 64n bits, n
+// from the exponent of w, Im(w log z) reduced modulo 2 pi exactly, in turns;
+// cos and sin of the rest from their series; e^Re(w log z) and the parts
+// scaled by hand, so that a part is rounded once also where it over- or
+// underflows, and an infinite or zero part has the sign of the exact one.
 //
 // The special cases (the scalar function):
 //   w = 0 (either zero sign): 1 + 0i for every z, NaN and infinities included;
@@ -20,11 +30,12 @@
 //          NaN + NaN i and status 1 for Re w = 0, Im w != 0;
 //   an infinite part: exp(w log z) with log of Annex G and a zero factor
 //          taken as an exact zero in w log z (so inf^2 = inf, 2^inf = inf,
-//          0.5^inf = 0); status 1 where Annex G's exp raises invalid, else 0;
+//          0.5^inf = 0); status 1 where Annex G's exp raises invalid or
+//          w log z meets inf - inf, else 0;
 //   finite: status 3 when a part overflows, 4 when both parts fall below the
-//          normal range; an angle Im(w log z) beyond the double range (|w|
-//          near the largest double) is unknown, and the modulus is returned
-//          on the real axis.
+//          normal range; a part that is exactly zero (the angle a whole
+//          number of quarter turns) takes the sign of that part computed
+//          with the angle wr arg z + wi log|z| in double arithmetic.
 #include <cfloat>
 #include <cmath>
 #include <limits>

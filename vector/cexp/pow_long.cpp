@@ -67,8 +67,17 @@ void add_bits(u64* d, int units, int len, u64 m, long p) {
     c >>= 64;
   }
 }
-// A non-negative array as a pair hi + lo (about 125 bits from its leading one).
+// A non-negative array as (hi + lo) 2^e, hi in [1, 2) (about 125 bits from
+// its leading one), or (0, 0) 2^0.
+void to_pair_e(const u64* d, int units, int len, double& hi, double& lo, int& e);
+// The same as a pair.
 void to_pair(const u64* d, int units, int len, double& hi, double& lo) {
+  int e;
+  to_pair_e(d, units, len, hi, lo, e);
+  hi = std::ldexp(hi, e), lo = std::ldexp(lo, e);
+}
+void to_pair_e(const u64* d, int units, int len, double& hi, double& lo, int& e) {
+  e = 0;
   int k = 0;
   while (k < len && d[k] == 0) ++k;
   if (k == len) {
@@ -83,9 +92,9 @@ void to_pair(const u64* d, int units, int len, double& hi, double& lo) {
   const double vh = static_cast<double>(v);
   const u128 back = static_cast<u128>(vh);
   const double r = v >= back ? static_cast<double>(v - back) : -static_cast<double>(back - v);
-  const int e = 64 * (units - k) + 63 - z - 126;
-  hi = std::ldexp(vh, e);
-  lo = std::ldexp(r, e);
+  e = 64 * (units - k) + 63 - z;
+  hi = std::ldexp(vh, -126);
+  lo = std::ldexp(r, -126);
 }
 
 void add(Fx& r, const Fx& a, const Fx& b, int n) { add_arr(r.l, a.l, b.l, n + 1); }
@@ -349,12 +358,12 @@ void add_term(u64* acc, int units, int len, const Fx& mag, bool negative, u64 m,
 
 }  // namespace
 
-void pow_parts(double x, double y, double wr, double wi, PowParts& p) {
-  int ew = -1100;
-  if (wr != 0) ew = std::ilogb(wr);
-  if (wi != 0) ew = std::max(ew, std::ilogb(wi));
-  // |w| times the error of log z (a few hundred units of 2^-64n) below 2^-130.
-  const int n = std::clamp((std::max(ew, 0) + 160 + 63) / 64, 3, kLimbs - 1);
+namespace {
+
+// pow_parts in 64 n fraction bits; n_more, where larger, the bits that keep
+// also the smaller part of w times log z (for an angle that comes out a
+// whole number of quarter turns but for such a term).
+void parts_n(double x, double y, double wr, double wi, int ew, int n, int n_more, PowParts& p) {
   bool ln_neg, at_neg;
   Tiny ln_tail, at_tail;
   const Fx ln = magnitude(log_abs(x, y, n, ew, ln_tail), n, ln_neg);
@@ -382,6 +391,8 @@ void pow_parts(double x, double y, double wr, double wi, PowParts& p) {
     to_pair(re, kUnits, len, p.re_hi, p.re_lo);
   }
   if (rneg) p.re_hi = -p.re_hi, p.re_lo = -p.re_lo;
+  // The tails' share, 2 pi (wr log|z| - wi arg z) / (2 pi), below 2^-90.
+  p.re_lo += (wr * std::ldexp(ln_tail.m, ln_tail.e) - wi * std::ldexp(at_tail.m, at_tail.e)) * (2 * kPiD);
 
   // Im(w log z) / (2 pi) = wr arg z / (2 pi) + wi log|z| / (2 pi), modulo 1.
   u64 tt[kUnits + kLimbs + 1] = {};
@@ -395,20 +406,27 @@ void pow_parts(double x, double y, double wr, double wi, PowParts& p) {
   bool zero = true;
   for (int k = 0; k < n; ++k) zero &= tt[k] == 0;
   p.c_exp = p.s_exp = 0;
-  if (zero) {
-    // cos r = 1 and sin r = 2 pi r to far below an ulp (r below 2^-90).
+  if (zero && n_more > n) {
+    parts_n(x, y, wr, wi, ew, n_more, n_more, p);
+    return;
+  }
+  // A rest r below 2^-90 of a turn: cos r = 1 and sin r = 2 pi r to far
+  // below an ulp, r = m 2^e kept apart from the double range.
+  auto tiny_rest = [&](double m, double ml, int se) {
     double sh, sl;
-    two_prod<double>(rt.m, k2PiHi, sh, sl);
-    sl += rt.m * k2PiLo;
+    two_prod<double>(m, k2PiHi, sh, sl);
+    sl += m * k2PiLo + ml * k2PiHi;
     const double c[2] = {1, 0}, s[2] = {sh, sl};
-    const int se = rt.e;
     switch (q) {
       case 0: p.c_hi = c[0], p.c_lo = c[1], p.s_hi = s[0], p.s_lo = s[1], p.s_exp = se; break;
       case 1: p.c_hi = -s[0], p.c_lo = -s[1], p.c_exp = se, p.s_hi = c[0], p.s_lo = c[1]; break;
       case 2: p.c_hi = -c[0], p.c_lo = -c[1], p.s_hi = -s[0], p.s_lo = -s[1], p.s_exp = se; break;
       default: p.c_hi = s[0], p.c_lo = s[1], p.c_exp = se, p.s_hi = -c[0], p.s_lo = -c[1]; break;
     }
-    return;  // with no tail, a part is exactly zero
+  };
+  if (zero) {
+    tiny_rest(rt.m, 0, rt.e);  // with no tail, a part is exactly zero
+    return;
   }
   if (rt.m != 0 && rt.e > -64 * n) {
     u64 m;
@@ -421,8 +439,15 @@ void pow_parts(double x, double y, double wr, double wi, PowParts& p) {
   }
   const bool rn = static_cast<int64_t>(tt[0]) < 0;
   if (rn) neg_arr(tt, tt, n);
-  // cos r and sin r in 192 bits: their series on r in radians.
   constexpr int m = 3;
+  if (tt[0] == 0 && tt[1] == 0) {  // r below 2^-128 of a turn
+    double h, l;
+    int e;
+    to_pair_e(tt, -1, n, h, l, e);
+    tiny_rest(rn ? -h : h, rn ? -l : l, e);
+    return;
+  }
+  // cos r and sin r in 192 bits: their series on r in radians.
   Fx r{}, r2, term;
   for (int k = 0; k < m; ++k) r.l[k + 1] = tt[k];
   mul(r, r, from(kConst[1]), m);
@@ -452,6 +477,18 @@ void pow_parts(double x, double y, double wr, double wi, PowParts& p) {
     case 2: p.c_hi = -ch, p.c_lo = -cl, p.s_hi = -sh, p.s_lo = -sl; break;
     default: p.c_hi = sh, p.c_lo = sl, p.s_hi = -ch, p.s_lo = -cl; break;
   }
+}
+
+}  // namespace
+
+void pow_parts(double x, double y, double wr, double wi, PowParts& p) {
+  int ew = -1100, es = 1100;
+  for (const double v : {wr, wi})
+    if (v != 0) ew = std::max(ew, std::ilogb(v)), es = std::min(es, std::ilogb(v));
+  // |w| times the error of log z (a few hundred units of 2^-64n) below 2^-130.
+  const int n = std::clamp((std::max(ew, 0) + 160 + 63) / 64, 3, kLimbs - 1);
+  const int n_more = std::clamp((std::max(ew, 0) - std::min(es, 0) + 180 + 63) / 64, n, kLimbs - 1);
+  parts_n(x, y, wr, wi, ew, n, n_more, p);
 }
 
 }  // namespace zev::vk::cexp::lng
