@@ -145,13 +145,21 @@ void mul_u(Fx& r, const Fx& a, u64 m, int n) {
   }
 }
 void div_u(Fx& r, const Fx& a, u64 d, int n) {
-  if (d < (u64{1} << 32)) {  // by halves of limbs, in 64-bit divisions
+  if (d < (u64{1} << 32)) {
+    // By halves of limbs (each partial dividend below d 2^32), the quotient
+    // from the product with floor((2^64 - 1)/d), at most two short.
+    const u64 inv = ~u64{0} / d;
+    auto step = [&](u64 h, u64& rem) {
+      u64 q = static_cast<u64>((static_cast<u128>(h) * inv) >> 64), t = h - q * d;
+      while (t >= d) t -= d, ++q;
+      rem = t;
+      return q;
+    };
     u64 rem = 0;
     for (int k = 0; k <= n; ++k) {
-      const u64 h = rem << 32 | a.l[k] >> 32, qh = h / d;
-      const u64 l = (h - qh * d) << 32 | (a.l[k] & 0xFFFFFFFFu), ql = l / d;
+      const u64 qh = step(rem << 32 | a.l[k] >> 32, rem);
+      const u64 ql = step(rem << 32 | (a.l[k] & 0xFFFFFFFFu), rem);
       r.l[k] = qh << 32 | ql;
-      rem = l - ql * d;
     }
     return;
   }
@@ -356,10 +364,6 @@ void add_term(u64* acc, int units, int len, const Fx& mag, bool negative, u64 m,
   add_arr(acc, acc, t, len);
 }
 
-}  // namespace
-
-namespace {
-
 // pow_parts in 64 n fraction bits; n_more, where larger, the bits that keep
 // also the smaller part of w times log z (for an angle that comes out a
 // whole number of quarter turns but for such a term).
@@ -410,8 +414,8 @@ void parts_n(double x, double y, double wr, double wi, int ew, int n, int n_more
     parts_n(x, y, wr, wi, ew, n_more, n_more, p);
     return;
   }
-  // A rest r below 2^-90 of a turn: cos r = 1 and sin r = 2 pi r to far
-  // below an ulp, r = m 2^e kept apart from the double range.
+  // A rest r below 2^-64 of a turn: cos r = 1 and sin r = 2 pi r within
+  // 2^-123, r = m 2^e kept apart from the double range.
   auto tiny_rest = [&](double m, double ml, int se) {
     double sh, sl;
     two_prod<double>(m, k2PiHi, sh, sl);
@@ -439,15 +443,15 @@ void parts_n(double x, double y, double wr, double wi, int ew, int n, int n_more
   }
   const bool rn = static_cast<int64_t>(tt[0]) < 0;
   if (rn) neg_arr(tt, tt, n);
-  constexpr int m = 3;
-  if (tt[0] == 0 && tt[1] == 0) {  // r below 2^-128 of a turn
+  constexpr int m = 2;
+  if (tt[0] == 0) {  // r below 2^-64 of a turn
     double h, l;
     int e;
     to_pair_e(tt, -1, n, h, l, e);
     tiny_rest(rn ? -h : h, rn ? -l : l, e);
     return;
   }
-  // cos r and sin r in 192 bits: their series on r in radians.
+  // cos r and sin r in 128 bits: their series on r in radians.
   Fx r{}, r2, term;
   for (int k = 0; k < m; ++k) r.l[k + 1] = tt[k];
   mul(r, r, from(kConst[1]), m);
