@@ -252,7 +252,7 @@ struct CPow {
   static constexpr bool kScalarB = Scalar;
   static constexpr const char* kName = Scalar ? "vcPowx" : "vcPow";
   static __m128d core(__m128d x, __m128d y, __m128d wr, __m128d wi, __m128d& re, __m128d& im) {
-    // log|z| from the pair of log(x^2 + y^2) (2^-62), arg z the double LA
+    // log|z| from the pair of log(x^2 + y^2) (about 2^-59), arg z the double LA
     // atan2 (about 2^-53): w log z within a few 2^-53 size.
     const DD l2 = log_norm2(x, y);
     const __m128d lr = _mm_mul_pd(_mm_add_pd(l2.hi, l2.lo), d1(0.5));
