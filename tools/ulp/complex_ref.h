@@ -114,6 +114,56 @@ inline void tan_exact(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) {
   mpc_clear(ia);
 }
 
+// z^w by MPC, with two repairs. MPC's exact results (a negative real z with
+// w real, such as (-1 - 0i)^0.5) take arg z = +pi whatever the sign of a zero
+// imaginary part: z with -0 goes through conj(conj(z)^conj(w)), the principal
+// branch's symmetry, so that the cut follows that sign as everywhere else.
+// And where finite inputs overflow, MPC can give an infinite part the wrong
+// sign when the angle Im(w log z) lies within 2^-1000 of a multiple of pi/2
+// ((2^-1074 + i DBL_MAX)^DBL_MAX is inf - i inf, MPC says inf + i inf): the
+// signs of infinite parts come from cos and sin of that angle in 4400-bit
+// arithmetic, which holds it to far below its distance from such a multiple.
+inline void pow_exact(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) {
+  if (mpfr_zero_p(mpc_imagref(a)) && mpfr_signbit(mpc_imagref(a))) {
+    mpc_t ca, cb;
+    mpc_init2(ca, mpfr_get_prec(mpc_realref(a)));
+    mpc_init2(cb, mpfr_get_prec(mpc_realref(b)));
+    mpc_conj(ca, a, MPC_RNDNN);
+    mpc_conj(cb, b, MPC_RNDNN);
+    pow_exact(v, ca, cb);
+    mpc_conj(v, v, MPC_RNDNN);
+    mpc_clear(ca);
+    mpc_clear(cb);
+    return;
+  }
+  mpc_pow(v, a, b, MPC_RNDNN);
+  const bool finite = mpfr_number_p(mpc_realref(a)) && mpfr_number_p(mpc_imagref(a)) &&
+                      mpfr_number_p(mpc_realref(b)) && mpfr_number_p(mpc_imagref(b));
+  if (!finite || mpc_cmp_si(a, 0) == 0 || (!mpfr_inf_p(mpc_realref(v)) && !mpfr_inf_p(mpc_imagref(v)))) return;
+  // First with the bits of w and 200 more; where the cosine or sine that
+  // decides a sign is below 2^-100 there, again with 4400.
+  const long ew = std::max(mpfr_regular_p(mpc_realref(b)) ? mpfr_get_exp(mpc_realref(b)) : 0,
+                           mpfr_regular_p(mpc_imagref(b)) ? mpfr_get_exp(mpc_imagref(b)) : 0);
+  for (const long prec : {std::max(ew, 0L) + 200, 4400L}) {
+    mpfr_t l, g, t;
+    mpfr_inits2(prec, l, g, t, (mpfr_ptr)0);
+    mpfr_hypot(l, mpc_realref(a), mpc_imagref(a), MPFR_RNDN);
+    mpfr_log(l, l, MPFR_RNDN);
+    mpfr_atan2(g, mpc_imagref(a), mpc_realref(a), MPFR_RNDN);
+    mpfr_mul(g, g, mpc_realref(b), MPFR_RNDN);
+    mpfr_fma(t, l, mpc_imagref(b), g, MPFR_RNDN);  // wr arg z + wi log|z|
+    mpfr_sin_cos(g, l, t, MPFR_RNDN);
+    const bool re_inf = mpfr_inf_p(mpc_realref(v)), im_inf = mpfr_inf_p(mpc_imagref(v));
+    const bool sure = (!re_inf || mpfr_get_exp(l) > -100) && (!im_inf || mpfr_get_exp(g) > -100);
+    if (sure || prec == 4400) {
+      if (re_inf && !mpfr_zero_p(l)) mpfr_setsign(mpc_realref(v), mpc_realref(v), mpfr_signbit(l), MPFR_RNDN);
+      if (im_inf && !mpfr_zero_p(g)) mpfr_setsign(mpc_imagref(v), mpc_imagref(v), mpfr_signbit(g), MPFR_RNDN);
+    }
+    mpfr_clears(l, g, t, (mpfr_ptr)0);
+    if (sure) break;
+  }
+}
+
 // A part of the exact value correctly rounded to R, as a double.
 template <class R>
 double rounded(mpfr_srcptr x) {

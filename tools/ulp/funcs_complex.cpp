@@ -236,7 +236,8 @@ void measure_level(const CRow& row, const std::vector<CPoint>& p, void* fn, void
     if (std::isinf(wr) || std::isinf(wi) || std::isnan(wr) || std::isnan(wi) || nan_in || inf_in) {
       bool bad = false;
       if (!nan_in && (std::isinf(wr) || std::isinf(wi)) && !std::isinf(gr) && !std::isinf(gi)) bad = true;
-      if (nan_in && !inf_in && !std::isnan(gr) && !std::isnan(gi)) bad = true;
+      // NaN inputs give a NaN part where the exact value has one (z^0 is 1 for every z).
+      if (nan_in && !inf_in && !std::isnan(gr) && !std::isnan(gi) && (std::isnan(wr) || std::isnan(wi))) bad = true;
       // Finite inputs: an overflowing part is an infinity of its sign.
       if (!nan_in && !inf_in && ((std::isinf(wr) && gr != wr) || (std::isinf(wi) && gi != wi))) bad = true;
       if (bad) {

@@ -15,7 +15,7 @@ namespace {
 void exp_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_exp(v, a, MPC_RNDNN); }
 void log_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_log(v, a, MPC_RNDNN); }
 void log10_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_log10(v, a, MPC_RNDNN); }
-void pow_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { mpc_pow(v, a, b, MPC_RNDNN); }
+void pow_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { pow_exact(v, a, b); }
 
 void exp_points(std::vector<CPoint>& p, bool single) {
   const double lo = single ? -87.0 : -700.0, hi = single ? 88.0 : 708.0;

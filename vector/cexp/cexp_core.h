@@ -129,6 +129,15 @@ inline DD log_norm2(__m128d x, __m128d y) {
   const DD s = fast_two_sum(s0.hi, _mm_add_pd(s0.lo, _mm_add_pd(xx.lo, yy.lo)));
   return logpow::log_ha<true>(s.hi, s.lo);
 }
+// The same to about 2^-67 relative, for the powers: the logarithm family's
+// core for exp(y log x) on the head, the tail's first-order term added.
+inline DD log_norm2_pw(__m128d x, __m128d y) {
+  const DD xx = two_prod(x, x), yy = two_prod(y, y);
+  const DD s0 = two_sum(xx.hi, yy.hi);
+  const DD s = fast_two_sum(s0.hi, _mm_add_pd(s0.lo, _mm_add_pd(xx.lo, yy.lo)));
+  const DD l = logpow::log_pw(s.hi);
+  return two_sum(l.hi, _mm_add_pd(l.lo, _mm_div_pd(s.lo, s.hi)));
+}
 // log(x^2 + y^2) for single parts widened, far below a single ulp: the
 // squares exact in double and their sum a pair; the EP double logarithm of
 // its head (2^-36 relative, and near 1 the row c = 1 sees S - 1 exactly) plus

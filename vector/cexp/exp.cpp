@@ -89,10 +89,10 @@ int exp_special(double x, double y, double& re, double& im) {
   return 0;
 }
 
-// exp((x + xl) + i(y + yl)) for finite x, y and their low parts:
-// 2^m e^h (cos y + i sin y), h = x - m ln2.
-void exp_finite(double x, double xl, double y, double yl, double& re, double& im) {
-  const double xc = std::fmin(std::fmax(x, -1600.0), 1600.0);  // beyond, every part over- or underflows
+// e^(x + xl) (c 2^ce + i s 2^se) for finite x and its low part, c and s given
+// as pairs: 2^m e^h (c + i s), h = x - m ln2, each part rounded once.
+void exp_cis_pairs(double x, double xl, const double (&cs)[4], int ce, int se, double& re, double& im) {
+  const double xc = std::fmin(std::fmax(x, -20000.0), 20000.0);  // beyond, every part over- or underflows
   const double m = std::nearbyint(xc * 0x1.71547652b82fep0);
   double ph, pl;
   two_prod<double>(m, kLn2.hi, ph, pl);
@@ -100,14 +100,21 @@ void exp_finite(double x, double xl, double y, double yl, double& re, double& im
   const double l = (xc == x ? xl : 0.0) - (pl + m * kLn2.lo);
   const DD hl = fast_two_sum(lane(h), lane(l));
   const expk::ExpParts e = expk::exp_parts<5>(hl.hi, hl.lo);
-  const trig::CosSin cs = trig::cos_sin<true>(lane(y), lane(yl));
   const DD ex{e.hi, e.lo};
-  const DD pr = mul_pair(ex, cs.c), pi = mul_pair(ex, cs.s);
+  const DD pr = mul_pair(ex, {lane(cs[0]), lane(cs[1])}), pi = mul_pair(ex, {lane(cs[2]), lane(cs[3])});
   // e^h = 2^k (hi + lo), k in {-1, 0, 1}: the exponent of the scale of 1.0.
   const int k = static_cast<int>((static_cast<long long>(_mm_cvtsi128_si64(e.nb)) >> 52));
   const int n = static_cast<int>(m) + k;
-  re = scale_pair(first(pr.hi), first(pr.lo), n);
-  im = y == 0 ? y : scale_pair(first(pi.hi), first(pi.lo), n);  // sin(+-0) = +-0
+  re = scale_pair(first(pr.hi), first(pr.lo), n + ce);
+  im = scale_pair(first(pi.hi), first(pi.lo), n + se);
+}
+
+// exp((x + xl) + i(y + yl)) for finite x, y and their low parts.
+void exp_finite(double x, double xl, double y, double yl, double& re, double& im) {
+  const trig::CosSin cs = trig::cos_sin<true>(lane(y), lane(yl));
+  const double p[4] = {first(cs.c.hi), first(cs.c.lo), first(cs.s.hi), first(cs.s.lo)};
+  exp_cis_pairs(std::fmin(std::fmax(x, -1600.0), 1600.0), xl, p, 0, 0, re, im);  // beyond 1600, every part over- or underflows
+  if (y == 0) im = y;  // sin(+-0) = +-0
 }
 
 template <class R>

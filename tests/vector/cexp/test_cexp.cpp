@@ -31,7 +31,7 @@ using C16 = zev_complex16;
 void exp_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_exp(v, a, MPC_RNDNN); }
 void log_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_log(v, a, MPC_RNDNN); }
 void log10_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr) { mpc_log10(v, a, MPC_RNDNN); }
-void pow_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { mpc_pow(v, a, b, MPC_RNDNN); }
+void pow_fn(mpc_ptr v, mpc_srcptr a, mpc_srcptr b) { zev::ulp::pow_exact(v, a, b); }
 
 // Every entry of a row in one shape: n, a, a's stride, b, b's stride (0 for
 // Powx), r, r's stride.
@@ -76,8 +76,9 @@ bool is_powx(const char* name) { return std::string(name).find("Powx") != std::s
 
 // Points of the row's domain where the HA bound is promised: for Exp, x
 // within the result's range (some beyond e^x's own, where a part still
-// fits); for Ln, every binade of both parts; for Pow, |w log z| up to about
-// 45 (beyond, zPow's error grows as about |w log z| / 100 ulp).
+// fits); for Ln, every binade of both parts; for Pow, |w log z| up to 512,
+// across the vector path's bound, with a fifth of the points on a part
+// 2^-20 to 2^-6 of the other (the angle near a quarter turn).
 template <class R>
 std::vector<std::pair<std::complex<double>, std::complex<double>>> points(const char* row, std::mt19937_64& g,
                                                                           int n) {
@@ -110,9 +111,16 @@ std::vector<std::pair<std::complex<double>, std::complex<double>>> points(const 
       }
     } else {
       a = {any(-8, 8), any(-8, 8)};
-      const double lz = std::abs(std::log(a));
-      const double s = std::ldexp(1.0, static_cast<int>(g() % 6)) / std::max(lz, 1e-3);
+      const std::complex<double> l = std::log(a);
+      const double lz = std::abs(l);
+      const double s = std::ldexp(1.0, static_cast<int>(g() % 10)) / std::max(lz, 1e-3);
       b = {fit(u(g) * s), fit(u(g) * s * (i % 5 == 0 ? 0 : 1))};
+      if (i % 5 == 1 && !single) {
+        // w real, w arg z = k pi/2 + d: a part d of the other.
+        const double d = std::ldexp(u(g), -6 - static_cast<int>(g() % 15));
+        const double k = static_cast<double>(g() % 8) - 4;
+        if (l.imag() != 0) b = {(k * 1.5707963267948966 + d) / l.imag(), 0.0};
+      }
     }
     p.push_back({a, b});
   }
@@ -149,9 +157,7 @@ void check_accuracy(const Row<C>& row, int level, uint64_t seed) {
         worst = std::max(worst, e.norm), worst_part = std::max(worst_part, pe);
         ASSERT_LE(e.norm, level == 0 ? 4.0 : 1.0) << row.name << " level " << level << " at (" << a[k].re << ", "
                                                    << a[k].im << ") op (" << b[k].re << ", " << b[k].im << ")";
-        // Pow's parts: see docs/vector_cexp.md (an angle w arg z known to
-        // about 2^-60 |w log z| cannot give a part 2^-19 of |exact| to 2 ulp).
-        if (level == 1 && row.name[1] != 'P') {
+        if (level == 1) {
           ASSERT_TRUE(zevtest::parts_ok(e)) << row.name << " at (" << a[k].re << ", " << a[k].im << ")";
         }
       }
@@ -300,6 +306,87 @@ TEST(Cexp, SpecialValuesAndStatuses) {
       check_special(s, find_row(kZRows, "Log10"));
       check_special(s, find_row(kCRows, "Log10"));
     }
+  }
+}
+
+// Powers over the whole plane: angles Im(w log z) of up to 2^1034 radians,
+// reduced exactly; parts that are exactly zero, and the signs of zero and
+// infinite parts on underflow and overflow. Where `re` is kAny the value is
+// MPC's (HA bounds); otherwise the expected parts and status.
+struct PowCase {
+  double ar, ai, br, bi;
+  double re, im;
+  int status;
+};
+constexpr double kMax = 1.7976931348623157e308, kTrue = 0x1p-1074;
+const PowCase kPowCases[] = {
+    {3.0, 0.0, kMax, 0.0, kInf, 0.0, 3},
+    {3.0, 0.0, 0.0, 1e300, kAny, kAny, 0},
+    {3.0, 0.0, 0.0, -kMax, kAny, kAny, 0},
+    {1.0, kTrue, kMax, 0.0, kAny, kAny, 0},
+    {1.0, 0x1p-600, 0.0, 0x1p300, kAny, kAny, 0},
+    {kTrue, kMax, 1.0, 0.0, kTrue, kMax, 0},                    // z^1 = z, a part 2^-2098 of the other
+    {kTrue, kMax, kMax, 0.0, kInf, -kInf, 3},                   // the angle 2^-1074 below a whole turn
+    {-kMax, kTrue, kMax, 0.0, kInf, -kInf, 3},
+    {-0x1p-1022, kMax, 3.0, 0.0, kInf, -kInf, 3},               // 3 pi/2 + 3 2^-2046
+    {0.6, 0.8, 1e10, 0.0, kAny, kAny, 0},          // |z| within 2^-53 of 1, an angle of 9e9
+    {-1.5, 1e-5, 700.5, 0.25, kAny, kAny, 0},
+    {2.0, 0.0, 1e-300, 1e-300, kAny, kAny, 0},
+    {0.0, 1.0, 1.0 + 0x1p-15, 0.0, kAny, kAny, 0},              // a part 2^-14 of the other
+    {1.0, 1.0, 4.0, 1e-9, kAny, kAny, 0},
+    // Exactly zero parts: the sign of that part of exp(w log z) in double arithmetic.
+    {-2.0, 0.0, 2.0, 0.0, 4.0, -0.0, 0},
+    {-2.0, -0.0, 2.0, -0.0, 4.0, 0.0, 0},
+    {-2.0, 0.0, 3.0, 0.0, -8.0, kAny, 0},
+    {0.0, 1.0, 2.0, 0.0, -1.0, 0.0, 0},
+    {0.0, 1.0, 1.0, 0.0, 0.0, 1.0, 0},
+    {1.0, 1.0, 4.0, 0.0, -4.0, 0.0, 0},
+    {-1.0, 0.0, 0x1p1000, 0.0, 1.0, kAny, 0},
+    // Over- and underflow at angles of pi/4 and 3 pi/4 from the cut.
+    {-2.0, 0.0, 2000.25, 0.0, kInf, kInf, 3},
+    {-2.0, 0.0, 2000.75, 0.0, -kInf, kInf, 3},
+    {-2.0, -0.0, 2000.75, 0.0, -kInf, -kInf, 3},
+    {-0.5, 0.0, 2000.25, 0.0, 0.0, 0.0, 4},
+    {-0.5, 0.0, 2001.75, 0.0, 0.0, -0.0, 4},
+    {-0.5, 0.0, 2000.75, 0.0, -0.0, 0.0, 4},
+};
+
+TEST(Cexp, PowOverTheWholePlane) {
+  ModeScope mode(VQM_ERRMODE_IGNORE);
+  CExact x;
+  for (const PowCase& c : kPowCases) {
+    SCOPED_TRACE(testing::Message() << "(" << c.ar << ", " << c.ai << ")^(" << c.br << ", " << c.bi << ")");
+    const C16 a[3] = {{0.5, 0.25}, {c.ar, c.ai}, {0.5, 0.25}}, b[3] = {{1, 1}, {c.br, c.bi}, {1, 1}};
+    C16 r[3], rx[3];
+    zev_vqm_kernel_ClearErrStatus();
+    _vqmzPow(3, a, b, r);
+    EXPECT_EQ(zev_vqm_kernel_GetErrStatus(), c.status);
+    _vqmzPowx(1, a + 1, b[1], rx);
+    EXPECT_TRUE(zevtest::same(rx[0].re, r[1].re) && zevtest::same(rx[0].im, r[1].im));
+    if (c.re == kAny) {
+      x.compute(pow_fn, c.ar, c.ai, c.br, c.bi);
+      const CError e = zev::ulp::cerror<double>(x, r[1].re, r[1].im);
+      EXPECT_LE(e.norm, 1.0) << r[1].re << " " << r[1].im;
+      EXPECT_TRUE(zevtest::parts_ok(e)) << r[1].re << " " << r[1].im;
+    } else {
+      EXPECT_TRUE(matches(r[1].re, c.re)) << r[1].re;
+      EXPECT_TRUE(matches(r[1].im, c.im)) << r[1].im;
+    }
+  }
+}
+
+// The single rows share the scalar arithmetic: the same signs where a part
+// overflows or vanishes, in the single range.
+TEST(Cexp, PowSingleSigns) {
+  ModeScope mode(VQM_ERRMODE_IGNORE);
+  const C8 a[] = {{-2.0f, 0.0f}, {-2.0f, 0.0f}, {-0.5f, 0.0f}, {0x1p-149f, 3e38f}, {0.0f, 1.0f}};
+  const C8 b[] = {{200.25f, 0.0f}, {200.75f, 0.0f}, {201.75f, 0.0f}, {3e38f, 0.0f}, {2.0f, 0.0f}};
+  const double want[][2] = {{kInf, kInf}, {-kInf, kInf}, {0.0, -0.0}, {kInf, -kInf}, {-1.0, 0.0}};
+  C8 r[5];
+  _vqmcPow(5, a, b, r);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_TRUE(matches(r[i].re, want[i][0])) << i << " " << r[i].re;
+    EXPECT_TRUE(matches(r[i].im, want[i][1])) << i << " " << r[i].im;
   }
 }
 
