@@ -163,7 +163,7 @@ int atanh_scalar(const T* a, T* r) {
     *r = invalid_nan<T>();
     return 1;
   }
-  *r = x;  // below 2^-970: atanh x = x + x^3/3 rounds to x
+  *r = x;  // below 2^-970 (double) or 2^-28 (single): atanh x = x + x^3/3 rounds to x
   return 0;
 }
 
@@ -340,6 +340,16 @@ inline __m128 odd_of_abs(__m128 x, int bound, __m128& special, Core core) {
   special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(bound)));
   return _mm_or_ps(core(_mm_andnot_ps(special, ax)), sign_of(x));
 }
+// The same with the lanes below 2^-28 special too (the single-arithmetic
+// kernels, whose f^2 and f^4 would raise a false underflow there).
+template <class Core>
+inline __m128 odd_of_abs(__m128 x, const Range32& range, __m128& special, Core core) {
+  const __m128 ax = abs_of(x);
+  special = fv(outside(_mm_castps_si128(ax), range));
+  return _mm_or_ps(core(_mm_andnot_ps(special, ax)), sign_of(x));
+}
+constexpr Range32 kSAsinhSingleRange = range32(kTinyBits, 0x7E7FFFFFu);
+constexpr Range32 kSAtanhSingleRange = range32(kTinyBits, 0x3F7FFFFFu);
 
 // Specials: Asinh NaN and infinities; Acosh x <= 1 (and negative, NaN),
 // infinities; Atanh |x| >= 1 and NaN. Special lanes compute on a harmless
@@ -366,8 +376,8 @@ struct SAcoshHAP : Blocks<float, 16> {
   static int scalar(const float* a, float* r) { return acosh_scalar(a, r); }
 };
 
-// Scalar function of sAsinh at LA and EP: from 2^126 on the result comes from
-// the HA arithmetic in double.
+// Scalar function of sAsinh at LA and EP: below 2^-28 and from 2^126 on the
+// result comes from the HA arithmetic in double.
 int sasinh_scalar_wide(const float* a, float* r) {
   const float x = *a;
   if (std::isnan(x) || std::isinf(x)) return sasinh_scalar(a, r);
@@ -393,7 +403,7 @@ struct SAsinhSingle : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAsinh";
   static __m128 one(__m128 x, __m128& special) {
-    return odd_of_abs(x, 0x7E7FFFFF, special, [](__m128 a) { return asinh_sf<L>(a); });
+    return odd_of_abs(x, kSAsinhSingleRange, special, [](__m128 a) { return asinh_sf<L>(a); });
   }
   static int scalar(const float* a, float* r) { return sasinh_scalar_wide(a, r); }
 };
@@ -416,7 +426,7 @@ struct SAtanhSingle : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAtanh";
   static __m128 one(__m128 x, __m128& special) {
-    return odd_of_abs(x, 0x3F7FFFFF, special, [](__m128 a) { return atanh_sf<L>(a); });
+    return odd_of_abs(x, kSAtanhSingleRange, special, [](__m128 a) { return atanh_sf<L>(a); });
   }
   static int scalar(const float* a, float* r) { return atanh_scalar(a, r); }
 };

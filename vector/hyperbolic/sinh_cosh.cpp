@@ -327,14 +327,17 @@ int shyp_scalar(const float* in, float* out) {
   return 0;
 }
 
-// LA and EP: special lanes compute on 0 instead, so that nothing raises a flag.
+// LA and EP: lanes below 2^-28 or above 89.0, NaN and infinities are special
+// and compute on 0 instead, so that nothing raises a flag.
+constexpr Range32 kSHypSingleRange = range32(kTinyBits, 0x42B20000u);
+
 template <Level L, bool Cosh>
 struct SHypSingle : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = Cosh ? "vsCosh" : "vsSinh";
   static __m128 one(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
-    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), iv(kSHypBound)));
+    special = fv(outside(_mm_castps_si128(ax), kSHypSingleRange));
     const __m128 y = hyp_value<Cosh>(hyp_parts<L>(_mm_andnot_ps(special, ax)));
     return Cosh ? y : _mm_or_ps(y, sign_of(x));
   }

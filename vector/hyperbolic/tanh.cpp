@@ -86,10 +86,15 @@ inline __m128d tanh_abs(__m128d ax, const double (*tab)[16], __m128d& special) {
 // entry of the two-entry table chosen by the sign of x.
 const double kTanhEnds[2] = {1.0, -1.0};
 
+// The single LA and EP kernels also send lanes below 2^-28, where tanh x
+// rounds to x.
 template <class T>
 int tanh_scalar(const T* a, T* r) {
   const T x = *a;
-  *r = std::isnan(x) ? x + x : static_cast<T>(kTanhEnds[std::signbit(x) ? 1 : 0]);
+  if (std::fabs(x) < T(0x1p-28))
+    *r = x;
+  else
+    *r = std::isnan(x) ? x + x : static_cast<T>(kTanhEnds[std::signbit(x) ? 1 : 0]);
   return 0;
 }
 
@@ -123,15 +128,19 @@ struct STanhHAP : Blocks<float, 16> {
 // Single LA and EP, in single arithmetic four lanes at a time: the quotient
 // of sinh a and cosh a from one reduction (hyp_single.h), a = |x| held to
 // 9.5, beyond which tanh rounds to 1 (there H - L and H + L round alike and
-// the quotient is 1 exactly). Only NaN goes out. EP, with the shorter
-// polynomials, is the shortest kernel of the row.
+// the quotient is 1 exactly). Only NaN and lanes below 2^-28 go out (they
+// compute on 0). EP, with the shorter polynomials, is the shortest kernel of
+// the row.
+constexpr Range32 kSTanhSingleRange = range32(kTinyBits, 0x7F800000u);
+
 template <Level L>
 struct STanhSingleP : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsTanh";
   static __m128 eval(__m128 x, __m128& special) {
-    special = _mm_cmpunord_ps(x, x);
-    const __m128 a = _mm_min_ps(abs_of(x), _mm_set1_ps(9.5f));  // a NaN lane takes 9.5
+    const __m128 ax = abs_of(x);
+    special = fv(outside(_mm_castps_si128(ax), kSTanhSingleRange));
+    const __m128 a = _mm_min_ps(_mm_andnot_ps(special, ax), _mm_set1_ps(9.5f));
     const HypParts p = hyp_parts<L>(a);
     return _mm_or_ps(_mm_div_ps(hyp_value<false>(p), hyp_value<true>(p)), sign_of(x));
   }
