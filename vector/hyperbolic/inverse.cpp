@@ -87,7 +87,7 @@ struct DInvLA : Blocks<double, 8> {
       a = _mm_or_pd(_mm_and_pd(special, c.two), _mm_andnot_pd(special, x));
     } else {
       const __m128d ax = _mm_andnot_pd(c.sign, x);
-      special = _mm_cmpnle_pd(ax, c.big);
+      special = _mm_or_pd(_mm_cmpnle_pd(ax, c.big), _mm_cmplt_pd(ax, c.tiny));  // as at HA
       a = _mm_or_pd(_mm_and_pd(special, c.two), _mm_andnot_pd(special, ax));  // specials compute on 2
     }
     const __m128d am = _mm_min_pd(a, c.lim);
@@ -131,7 +131,7 @@ struct DAcoshP : Blocks<double, 8> {
 // ---- double Atanh ---------------------------------------------------------------------
 
 struct AtanhConst {
-  __m128d one, two, half, small, third, fifth, sign, tiny, q3, q5, q7, q9, q11;
+  __m128d one, two, half, small, third, fifth, sign, tiny, zcut, q3, q5, q7, q9, q11;
 };
 alignas(16) const AtanhConst kAtanh = {
     .one = dc(1.0),
@@ -144,6 +144,7 @@ alignas(16) const AtanhConst kAtanh = {
     // HA and LA below 2^-6: the Taylor series a + a^3/3 + ... + a^11/11; the
     // first term left out is below 2^-74 of a.
     .tiny = dc(0x1p-6),
+    .zcut = dc(0x1p-300),
     .q3 = dc(1.0 / 3),
     .q5 = dc(1.0 / 5),
     .q7 = dc(1.0 / 7),
@@ -151,10 +152,12 @@ alignas(16) const AtanhConst kAtanh = {
     .q11 = dc(1.0 / 11),
 };
 
-// The series below 2^-6, selected into the lanes it serves.
+// The series below 2^-6, selected into the lanes it serves. Below 2^-300 its
+// z is taken as 0 (a^3 would go subnormal from 2^-341 down; the result is a).
 inline __m128d atanh_small(__m128d a, __m128d y) {
   const AtanhConst& c = kAtanh;
-  const __m128d z = _mm_mul_pd(a, a);
+  const __m128d az = _mm_and_pd(a, _mm_cmpge_pd(a, c.zcut));
+  const __m128d z = _mm_mul_pd(az, az);
   __m128d s = _mm_add_pd(c.q9, _mm_mul_pd(z, c.q11));
   s = _mm_add_pd(c.q7, _mm_mul_pd(z, s));
   s = _mm_add_pd(c.q5, _mm_mul_pd(z, s));
@@ -190,7 +193,8 @@ inline __m128d atanh_abs(__m128d a) {
   } else {
     const __m128d q = _mm_div_pd(_mm_add_pd(c.one, a), _mm_sub_pd(c.one, a));
     const __m128d big = _mm_mul_pd(c.half, log_ep(q));
-    const __m128d a2 = _mm_mul_pd(a, a);
+    const __m128d az = _mm_and_pd(a, _mm_cmpge_pd(a, c.zcut));  // as in atanh_small
+    const __m128d a2 = _mm_mul_pd(az, az);
     const __m128d poly = _mm_add_pd(a, _mm_mul_pd(_mm_mul_pd(a, a2), _mm_add_pd(c.third, _mm_mul_pd(a2, c.fifth))));
     const __m128d m = _mm_cmplt_pd(a, c.small);
     return _mm_or_pd(_mm_and_pd(m, poly), _mm_andnot_pd(m, big));

@@ -36,8 +36,8 @@
 namespace zev::vk::hyp {
 
 struct InvConst {
-  __m128d split, lim, big, one, two, quarter, s1, s2, s3, s4, s5, s4c, s5c, ln2hi, ln2lo, sign, small, p1, p2, p3, p4,
-      p5;
+  __m128d split, lim, big, one, two, quarter, s1, s2, s3, s4, s5, s4c, s5c, ln2hi, ln2lo, sign, small, tiny, p1,
+      p2, p3, p4, p5;
 };
 inline constexpr InvConst kInv = {
     .split = __m128d{__builtin_bit_cast(double, 0xFFFFFE0000000000ull),
@@ -63,6 +63,7 @@ inline constexpr InvConst kInv = {
     // against a small result: a + a z (p1 + z (p2 + ... + z p5)), z = a^2, the
     // Taylor series to a^11; the first term left out is below 2^-64 of a.
     .small = __m128d{0x1p-6, 0x1p-6},
+    .tiny = __m128d{0x1p-53, 0x1p-53},
     .p1 = __m128d{-1.0 / 6, -1.0 / 6},
     .p2 = __m128d{3.0 / 40, 3.0 / 40},
     .p3 = __m128d{-15.0 / 336, -15.0 / 336},
@@ -121,13 +122,15 @@ inline __m128d log_of_sum(__m128d xm, DD root, __m128d x, __m128d big) {
 // from 2^30 on and asinh's series below 2^-6 run where a lane needs them,
 // tested by one mask move each.
 
-// asinh x. Special: NaN and infinities.
+// asinh x. Special: NaN and infinities, and |x| below 2^-53, where asinh
+// rounds to x (and the square and the series would go subnormal from 2^-341
+// down).
 template <class E>
 struct AsinhD {
   static __m128d eval(__m128d x, __m128d& special) {
     const InvConst& c = kInv;
     const __m128d ax = _mm_andnot_pd(c.sign, x);
-    special = _mm_cmpnle_pd(ax, c.big);
+    special = _mm_or_pd(_mm_cmpnle_pd(ax, c.big), _mm_cmplt_pd(ax, c.tiny));
     // Special lanes compute on 2 instead, so that nothing below raises a flag.
     const __m128d a = _mm_or_pd(_mm_and_pd(special, c.two), _mm_andnot_pd(special, ax));
     const __m128d big = _mm_cmpge_pd(a, c.lim);

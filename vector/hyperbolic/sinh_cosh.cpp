@@ -214,7 +214,9 @@ struct DSinhP : Blocks<double, 8> {
     const __m128i hw = abs_high_words(x);
     special = _mm_castsi128_pd(outside(hw, kDSinhRange));
     const __m128d ax = abs_of(x);
-    __m128d y = Full ? sinh_abs(ax) : sinh_la(ax);
+    // Flagged lanes compute on 0, so that no tiny or huge lane raises a flag.
+    const __m128d a = _mm_andnot_pd(special, ax);
+    __m128d y = Full ? sinh_abs(a) : sinh_la(a);
     if (__builtin_expect(_mm_movemask_pd(special) != 0, 0)) {
       const __m128d wide = _mm_andnot_pd(_mm_castsi128_pd(outside(hw, kDSinhWide)), special);
       if (_mm_movemask_pd(wide) != 0) {
@@ -244,8 +246,9 @@ alignas(16) const DCoshConst kDCosh = {
     .half = dc(0.5),                      //
 };
 
-// Lanes above about 707.69983 (high word 0x40861D99), NaN and infinities.
-constexpr I4 kDCoshBound = i4(0x40861D99);
+// Lanes above about 707.69983 (high word 0x40861D99), NaN and infinities,
+// and below 2^-53, where cosh rounds to 1 (the scalar function's |x| + 1).
+constexpr Range32 kDCoshRange = range32(0x3CA00000u, 0x40861D99u);
 
 // cosh a for 0 <= a <= 707.7: P e^r + M e^-r with e^(+-r) - 1 = E +- O,
 // E and O the even and odd parts.
@@ -304,8 +307,8 @@ struct DCoshP : Blocks<double, 8> {
   static constexpr const char* kName = "vdCosh";
   static __m128d eval(__m128d x, __m128d& special) {
     const __m128i hw = abs_high_words(x);
-    special = _mm_castsi128_pd(_mm_cmpgt_epi32(hw, iv(kDCoshBound)));
-    return cosh_abs(abs_of(x));
+    special = _mm_castsi128_pd(outside(hw, kDCoshRange));
+    return cosh_abs(_mm_andnot_pd(special, abs_of(x)));  // flagged lanes compute on 0: no flag
   }
   static int scalar(const double* a, double* r) { return dcosh_scalar(a, r); }
 };
