@@ -99,14 +99,13 @@ struct DInvLA : Blocks<double, 8> {
       const __m128d a2 = _mm_mul_pd(am, am);
       u = _mm_add_pd(am, _mm_div_pd(a2, _mm_add_pd(c.one, _mm_sqrt_pd(_mm_add_pd(a2, c.one)))));
     }
+    const DD w = fast_two_sum(_mm_max_pd(c.one, u), _mm_min_pd(c.one, u));
     const __m128d big = _mm_cmpge_pd(a, c.lim);
     __m128d y;
     if (__builtin_expect(_mm_movemask_pd(big) == 0, 1)) {
-      const DD w = fast_two_sum(_mm_max_pd(c.one, u), _mm_min_pd(c.one, u));
       const DD lg = log_ha<true>(w.hi, w.lo);
       y = _mm_add_pd(lg.hi, lg.lo);
     } else {
-      const DD w = fast_two_sum(_mm_max_pd(c.one, u), _mm_min_pd(c.one, u));
       const DD lg = log_ha<true>(select(big, _mm_mul_pd(a, c.quarter), w.hi), _mm_andnot_pd(big, w.lo));
       y = _mm_add_pd(_mm_add_pd(lg.hi, _mm_and_pd(big, c.ln2hi)), _mm_add_pd(lg.lo, _mm_and_pd(big, c.ln2lo)));
     }
