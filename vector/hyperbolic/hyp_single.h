@@ -20,7 +20,10 @@
 
 #include <emmintrin.h>
 
+#include <cstdint>
+
 #include "vector/common/level.h"
+#include "vector/common/range.h"
 #include "vector/exp/exp_common.h"
 
 namespace zev::vk::hyp {
@@ -78,6 +81,12 @@ inline __m128 hyp_value(const HypParts& p) {
   const __m128 big = Cosh ? p.s : p.d, small = Cosh ? p.d : p.s;
   return _mm_add_ps(big, _mm_add_ps(_mm_mul_ps(big, p.cm1), _mm_mul_ps(small, p.sr)));
 }
+
+// The lanes of the single-arithmetic kernels that leave the vector path at
+// the small end: below 2^-28 the squares and fourth powers of the polynomials
+// would go subnormal and raise a false underflow, while the result is x (1
+// for Cosh) to the last bit. Their scalar functions compute in double.
+inline constexpr uint32_t kTinyBits = 0x31800000u;  // 2^-28
 
 // A per-block policy from a per-vector one: Base::one(x, special) gives a
 // vector's results and special lanes; the block's lanes are tested with one

@@ -64,6 +64,56 @@ int acosh_scalar(const T* a, T* r) {
   return 1;
 }
 
+// HA: the split arithmetic of inverse_core.h. LA and EP (below): log1p of a
+// u >= 0 formed without cancellation, with sqrtpd and one division,
+//   asinh a = log1p(a + a^2 / (1 + sqrt(a^2 + 1))),
+//   acosh x = log1p(t + sqrt(t (t + 2))),  t = x - 1 (exact),
+// w = 1 + u as an exact sum into the log family's logarithm with its low-part
+// correction. u carries at most 1.5 ulp (the second term is at most half of
+// it in Asinh), and log1p does not magnify a relative error, so the result
+// stays within about 2.5 ulp. From 2^30 on, log 2x is taken as the logarithm
+// of x/4 (whose exponent the log core's scale can always take) plus 3 ln2;
+// the dropped 1/(4 x^2) is below 2^-61 of the result. That runs in the blocks
+// that hold such lanes.
+template <bool Acosh>
+struct DInvLA : Blocks<double, 8> {
+  static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
+  static constexpr const char* kName = Acosh ? "vdAcosh" : "vdAsinh";
+  static __m128d eval(__m128d x, __m128d& special) {
+    const InvConst& c = kInv;
+    __m128d a;
+    if constexpr (Acosh) {
+      special = _mm_or_pd(_mm_cmpngt_pd(x, c.one), _mm_cmpnle_pd(x, c.big));
+      a = _mm_or_pd(_mm_and_pd(special, c.two), _mm_andnot_pd(special, x));
+    } else {
+      const __m128d ax = _mm_andnot_pd(c.sign, x);
+      special = _mm_or_pd(_mm_cmpnle_pd(ax, c.big), _mm_cmplt_pd(ax, c.tiny));  // as at HA
+      a = _mm_or_pd(_mm_and_pd(special, c.two), _mm_andnot_pd(special, ax));  // specials compute on 2
+    }
+    const __m128d am = _mm_min_pd(a, c.lim);
+    __m128d u;
+    if constexpr (Acosh) {
+      const __m128d t = _mm_sub_pd(am, c.one);
+      u = _mm_add_pd(t, _mm_sqrt_pd(_mm_mul_pd(t, _mm_add_pd(t, c.two))));
+    } else {
+      const __m128d a2 = _mm_mul_pd(am, am);
+      u = _mm_add_pd(am, _mm_div_pd(a2, _mm_add_pd(c.one, _mm_sqrt_pd(_mm_add_pd(a2, c.one)))));
+    }
+    const DD w = fast_two_sum(_mm_max_pd(c.one, u), _mm_min_pd(c.one, u));
+    const __m128d big = _mm_cmpge_pd(a, c.lim);
+    __m128d y;
+    if (__builtin_expect(_mm_movemask_pd(big) == 0, 1)) {
+      const DD lg = log_ha<true>(w.hi, w.lo);
+      y = _mm_add_pd(lg.hi, lg.lo);
+    } else {
+      const DD lg = log_ha<true>(select(big, _mm_mul_pd(a, c.quarter), w.hi), _mm_andnot_pd(big, w.lo));
+      y = _mm_add_pd(_mm_add_pd(lg.hi, _mm_and_pd(big, c.ln2hi)), _mm_add_pd(lg.lo, _mm_and_pd(big, c.ln2lo)));
+    }
+    return Acosh ? y : _mm_or_pd(y, _mm_and_pd(c.sign, x));
+  }
+  static int scalar(const double* a, double* r) { return Acosh ? acosh_scalar(a, r) : dasinh_scalar(a, r); }
+};
+
 struct DAsinhP : Blocks<double, 8> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vdAsinh";
@@ -80,7 +130,7 @@ struct DAcoshP : Blocks<double, 8> {
 // ---- double Atanh ---------------------------------------------------------------------
 
 struct AtanhConst {
-  __m128d one, two, half, small, third, fifth, sign, tiny, q3, q5, q7, q9, q11;
+  __m128d one, two, half, small, third, fifth, sign, tiny, zcut, q3, q5, q7, q9, q11;
 };
 alignas(16) const AtanhConst kAtanh = {
     .one = dc(1.0),
@@ -93,6 +143,7 @@ alignas(16) const AtanhConst kAtanh = {
     // HA and LA below 2^-6: the Taylor series a + a^3/3 + ... + a^11/11; the
     // first term left out is below 2^-74 of a.
     .tiny = dc(0x1p-6),
+    .zcut = dc(0x1p-300),
     .q3 = dc(1.0 / 3),
     .q5 = dc(1.0 / 5),
     .q7 = dc(1.0 / 7),
@@ -100,10 +151,12 @@ alignas(16) const AtanhConst kAtanh = {
     .q11 = dc(1.0 / 11),
 };
 
-// The series below 2^-6, selected into the lanes it serves.
+// The series below 2^-6, selected into the lanes it serves. Below 2^-300 its
+// z is taken as 0 (a^3 would go subnormal from 2^-341 down; the result is a).
 inline __m128d atanh_small(__m128d a, __m128d y) {
   const AtanhConst& c = kAtanh;
-  const __m128d z = _mm_mul_pd(a, a);
+  const __m128d az = _mm_and_pd(a, _mm_cmpge_pd(a, c.zcut));
+  const __m128d z = _mm_mul_pd(az, az);
   __m128d s = _mm_add_pd(c.q9, _mm_mul_pd(z, c.q11));
   s = _mm_add_pd(c.q7, _mm_mul_pd(z, s));
   s = _mm_add_pd(c.q5, _mm_mul_pd(z, s));
@@ -139,7 +192,8 @@ inline __m128d atanh_abs(__m128d a) {
   } else {
     const __m128d q = _mm_div_pd(_mm_add_pd(c.one, a), _mm_sub_pd(c.one, a));
     const __m128d big = _mm_mul_pd(c.half, log_ep(q));
-    const __m128d a2 = _mm_mul_pd(a, a);
+    const __m128d az = _mm_and_pd(a, _mm_cmpge_pd(a, c.zcut));  // as in atanh_small
+    const __m128d a2 = _mm_mul_pd(az, az);
     const __m128d poly = _mm_add_pd(a, _mm_mul_pd(_mm_mul_pd(a, a2), _mm_add_pd(c.third, _mm_mul_pd(a2, c.fifth))));
     const __m128d m = _mm_cmplt_pd(a, c.small);
     return _mm_or_pd(_mm_and_pd(m, poly), _mm_andnot_pd(m, big));
@@ -163,7 +217,7 @@ int atanh_scalar(const T* a, T* r) {
     *r = invalid_nan<T>();
     return 1;
   }
-  *r = x;  // below 2^-970: atanh x = x + x^3/3 rounds to x
+  *r = x;  // below 2^-970 (double) or 2^-28 (single): atanh x = x + x^3/3 rounds to x
   return 0;
 }
 
@@ -340,6 +394,16 @@ inline __m128 odd_of_abs(__m128 x, int bound, __m128& special, Core core) {
   special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(bound)));
   return _mm_or_ps(core(_mm_andnot_ps(special, ax)), sign_of(x));
 }
+// The same with the lanes below 2^-28 special too (the single-arithmetic
+// kernels, whose f^2 and f^4 would raise a false underflow there).
+template <class Core>
+inline __m128 odd_of_abs(__m128 x, const Range32& range, __m128& special, Core core) {
+  const __m128 ax = abs_of(x);
+  special = fv(outside(_mm_castps_si128(ax), range));
+  return _mm_or_ps(core(_mm_andnot_ps(special, ax)), sign_of(x));
+}
+constexpr Range32 kSAsinhSingleRange = range32(kTinyBits, 0x7E7FFFFFu);
+constexpr Range32 kSAtanhSingleRange = range32(kTinyBits, 0x3F7FFFFFu);
 
 // Specials: Asinh NaN and infinities; Acosh x <= 1 (and negative, NaN),
 // infinities; Atanh |x| >= 1 and NaN. Special lanes compute on a harmless
@@ -366,8 +430,8 @@ struct SAcoshHAP : Blocks<float, 16> {
   static int scalar(const float* a, float* r) { return acosh_scalar(a, r); }
 };
 
-// Scalar function of sAsinh at LA and EP: from 2^126 on the result comes from
-// the HA arithmetic in double.
+// Scalar function of sAsinh at LA and EP: below 2^-28 and from 2^126 on the
+// result comes from the HA arithmetic in double.
 int sasinh_scalar_wide(const float* a, float* r) {
   const float x = *a;
   if (std::isnan(x) || std::isinf(x)) return sasinh_scalar(a, r);
@@ -393,7 +457,7 @@ struct SAsinhSingle : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAsinh";
   static __m128 one(__m128 x, __m128& special) {
-    return odd_of_abs(x, 0x7E7FFFFF, special, [](__m128 a) { return asinh_sf<L>(a); });
+    return odd_of_abs(x, kSAsinhSingleRange, special, [](__m128 a) { return asinh_sf<L>(a); });
   }
   static int scalar(const float* a, float* r) { return sasinh_scalar_wide(a, r); }
 };
@@ -416,7 +480,7 @@ struct SAtanhSingle : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsAtanh";
   static __m128 one(__m128 x, __m128& special) {
-    return odd_of_abs(x, 0x3F7FFFFF, special, [](__m128 a) { return atanh_sf<L>(a); });
+    return odd_of_abs(x, kSAtanhSingleRange, special, [](__m128 a) { return atanh_sf<L>(a); });
   }
   static int scalar(const float* a, float* r) { return atanh_scalar(a, r); }
 };
@@ -439,11 +503,10 @@ struct SAtanhHAP : Blocks<float, 16> {
 
 using namespace zev::vk;
 
-// dAsinh, dAcosh: the LA and EP kernel runs the HA arithmetic (see above).
 ZEV_KERNELS(dAsinh, ha, DAsinhP)
-ZEV_KERNELS(dAsinh, laep, DAsinhP)
+ZEV_KERNELS(dAsinh, laep, DInvLA<false>)
 ZEV_KERNELS(dAcosh, ha, DAcoshP)
-ZEV_KERNELS(dAcosh, laep, DAcoshP)
+ZEV_KERNELS(dAcosh, laep, DInvLA<true>)
 ZEV_KERNELS(dAtanh, ha, DAtanhP<Level::HA>)
 ZEV_KERNELS(dAtanh, la, DAtanhP<Level::LA>)
 ZEV_KERNELS(dAtanh, ep, DAtanhP<Level::EP>)

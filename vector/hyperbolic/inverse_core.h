@@ -36,8 +36,8 @@
 namespace zev::vk::hyp {
 
 struct InvConst {
-  __m128d split, lim, big, one, two, quarter, s1, s2, s3, s4, s5, s4c, s5c, ln2hi, ln2lo, sign, small, p1, p2, p3, p4,
-      p5;
+  __m128d split, lim, big, one, two, quarter, s1, s2, s3, s4, s5, s4c, s5c, ln2hi, ln2lo, sign, small, tiny, p1,
+      p2, p3, p4, p5;
 };
 inline constexpr InvConst kInv = {
     .split = __m128d{__builtin_bit_cast(double, 0xFFFFFE0000000000ull),
@@ -63,6 +63,7 @@ inline constexpr InvConst kInv = {
     // against a small result: a + a z (p1 + z (p2 + ... + z p5)), z = a^2, the
     // Taylor series to a^11; the first term left out is below 2^-64 of a.
     .small = __m128d{0x1p-6, 0x1p-6},
+    .tiny = __m128d{0x1p-53, 0x1p-53},
     .p1 = __m128d{-1.0 / 6, -1.0 / 6},
     .p2 = __m128d{3.0 / 40, 3.0 / 40},
     .p3 = __m128d{-15.0 / 336, -15.0 / 336},
@@ -98,41 +99,57 @@ inline DD sqrt_dd(__m128d qh, __m128d ql) {
   return fast_two_sum(h0, rest);
 }
 
-// log(H + L) for the argument as an unnormalised sum (xm + root) and, in the
-// lanes marked big, log(x/4) + 3 ln2.
+// log(H + L) for the argument as an unnormalised sum (xm + root) and, with
+// Big, in the lanes marked big, log(x/4) + 3 ln2. Without Big no lane is.
+template <bool Big>
 inline __m128d log_of_sum(__m128d xm, DD root, __m128d x, __m128d big) {
   const InvConst& c = kInv;
   const DD u = two_sum(xm, root.hi);
   const DD v = fast_two_sum(u.hi, _mm_add_pd(u.lo, root.lo));
-  const __m128d h = _mm_or_pd(_mm_and_pd(big, _mm_mul_pd(x, c.quarter)), _mm_andnot_pd(big, v.hi));
-  const __m128d l = _mm_andnot_pd(big, v.lo);
-  const DD lg = logpow::log_ha<true>(h, l);
-  const DD s = fast_two_sum(lg.hi, _mm_and_pd(big, c.ln2hi));
-  return _mm_add_pd(s.hi, _mm_add_pd(_mm_add_pd(s.lo, lg.lo), _mm_and_pd(big, c.ln2lo)));
+  if constexpr (!Big) {
+    const DD lg = logpow::log_ha<true>(v.hi, v.lo);
+    return _mm_add_pd(lg.hi, lg.lo);
+  } else {
+    const __m128d h = _mm_or_pd(_mm_and_pd(big, _mm_mul_pd(x, c.quarter)), _mm_andnot_pd(big, v.hi));
+    const __m128d l = _mm_andnot_pd(big, v.lo);
+    const DD lg = logpow::log_ha<true>(h, l);
+    const DD s = fast_two_sum(lg.hi, _mm_and_pd(big, c.ln2hi));
+    return _mm_add_pd(s.hi, _mm_add_pd(_mm_add_pd(s.lo, lg.lo), _mm_and_pd(big, c.ln2lo)));
+  }
 }
 
-// asinh x. Special: NaN and infinities.
+// The rare lanes cost only the blocks that hold them: the scaled logarithm
+// from 2^30 on and asinh's series below 2^-6 run where a lane needs them,
+// tested by one mask move each.
+
+// asinh x. Special: NaN and infinities, and |x| below 2^-53, where asinh
+// rounds to x (and the square and the series would go subnormal from 2^-341
+// down).
 template <class E>
 struct AsinhD {
   static __m128d eval(__m128d x, __m128d& special) {
     const InvConst& c = kInv;
     const __m128d ax = _mm_andnot_pd(c.sign, x);
-    special = _mm_cmpnle_pd(ax, c.big);
+    special = _mm_or_pd(_mm_cmpnle_pd(ax, c.big), _mm_cmplt_pd(ax, c.tiny));
     // Special lanes compute on 2 instead, so that nothing below raises a flag.
     const __m128d a = _mm_or_pd(_mm_and_pd(special, c.two), _mm_andnot_pd(special, ax));
+    const __m128d big = _mm_cmpge_pd(a, c.lim);
     const __m128d am = _mm_min_pd(a, c.lim);
     const DD p = square(am);
     const DD q = fast_two_sum(_mm_max_pd(c.one, p.hi), _mm_min_pd(c.one, p.hi));
     const DD root = sqrt_dd<E, false>(q.hi, _mm_add_pd(q.lo, p.lo));
-    const __m128d y = log_of_sum(am, root, a, _mm_cmpge_pd(a, c.lim));
-    const __m128d z = _mm_add_pd(p.hi, p.lo);
-    __m128d s = _mm_add_pd(c.p4, _mm_mul_pd(z, c.p5));
-    s = _mm_add_pd(c.p3, _mm_mul_pd(z, s));
-    s = _mm_add_pd(c.p2, _mm_mul_pd(z, s));
-    s = _mm_add_pd(c.p1, _mm_mul_pd(z, s));
-    const __m128d ys = _mm_add_pd(a, _mm_mul_pd(_mm_mul_pd(a, z), s));
+    __m128d y = _mm_movemask_pd(big) ? log_of_sum<true>(am, root, a, big) : log_of_sum<false>(am, root, a, big);
     const __m128d m = _mm_cmplt_pd(a, c.small);
-    return _mm_or_pd(_mm_or_pd(_mm_and_pd(m, ys), _mm_andnot_pd(m, y)), _mm_and_pd(c.sign, x));
+    if (__builtin_expect(_mm_movemask_pd(m) != 0, 0)) {
+      const __m128d z = _mm_add_pd(p.hi, p.lo);
+      __m128d s = _mm_add_pd(c.p4, _mm_mul_pd(z, c.p5));
+      s = _mm_add_pd(c.p3, _mm_mul_pd(z, s));
+      s = _mm_add_pd(c.p2, _mm_mul_pd(z, s));
+      s = _mm_add_pd(c.p1, _mm_mul_pd(z, s));
+      const __m128d ys = _mm_add_pd(a, _mm_mul_pd(_mm_mul_pd(a, z), s));
+      y = _mm_or_pd(_mm_and_pd(m, ys), _mm_andnot_pd(m, y));
+    }
+    return _mm_or_pd(y, _mm_and_pd(c.sign, x));
   }
 };
 
@@ -143,13 +160,14 @@ struct AcoshD {
     const InvConst& c = kInv;
     special = _mm_or_pd(_mm_cmpngt_pd(x, c.one), _mm_cmpnle_pd(x, c.big));
     const __m128d xs = _mm_or_pd(_mm_and_pd(special, c.two), _mm_andnot_pd(special, x));
+    const __m128d big = _mm_cmpge_pd(xs, c.lim);
     const __m128d xm = _mm_min_pd(xs, c.lim);
     const __m128d t = _mm_sub_pd(xm, c.one);  // exact
     const DD p = square(t);
     const __m128d t2 = _mm_add_pd(t, t);
     const DD q = two_sum(t2, p.hi);
     const DD root = sqrt_dd<E, true>(q.hi, _mm_add_pd(q.lo, p.lo));
-    return log_of_sum(xm, root, xs, _mm_cmpge_pd(xs, c.lim));
+    return _mm_movemask_pd(big) ? log_of_sum<true>(xm, root, xs, big) : log_of_sum<false>(xm, root, xs, big);
   }
 };
 

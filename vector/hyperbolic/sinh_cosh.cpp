@@ -68,11 +68,11 @@ alignas(16) const DSinhConst kDSinh = {
 // 2^-m. Zeros, denormals, tiny and large lanes, NaN and infinities go out.
 constexpr Range32 kDSinhRange = range32(0x3CA00000u, 0x4084EE33u);
 
-// sinh a for a >= 0. Full: the rounding error of P - M is carried (HA). Split
+// sinh a for a >= 0 (HA): the rounding error of P - M is carried. Split
 // (the scalar function, a up to the overflow limit): P is scaled by 2^(m-2)
 // and M dropped (below 2^-1900 of the result); the caller multiplies by 4.
 // There A is 2^1000 times B r, so the plain sum is exact enough.
-template <bool Full, bool Split = false>
+template <bool Split = false>
 inline __m128d sinh_abs(__m128d a) {
   const DSinhConst& c = kDSinh;
   __m128d t;
@@ -91,15 +91,13 @@ inline __m128d sinh_abs(__m128d a) {
   const __m128d mhi = _mm_mul_pd(fetch(tab.minusHi, j), down);
   const __m128d mlo = _mm_mul_pd(fetch(tab.minusLo, j), down);
   const __m128d ahi = _mm_sub_pd(phi, mhi);
-  __m128d alo = _mm_sub_pd(plo, mlo);
-  if constexpr (Full) alo = _mm_add_pd(alo, _mm_sub_pd(_mm_sub_pd(phi, ahi), mhi));  // exact: phi >= mhi
+  const __m128d alo = _mm_add_pd(_mm_sub_pd(plo, mlo), _mm_sub_pd(_mm_sub_pd(phi, ahi), mhi));  // exact: phi >= mhi
   const __m128d b = _mm_add_pd(phi, mhi);
   const __m128d z = _mm_mul_pd(r, r);
   const __m128d sr = _mm_mul_pd(_mm_mul_pd(r, z), _mm_add_pd(c.s3, _mm_mul_pd(z, _mm_add_pd(c.s5, _mm_mul_pd(z, c.s7)))));
-  __m128d cp = Full ? _mm_add_pd(c.c6, _mm_mul_pd(z, c.c8)) : c.c6;
-  cp = _mm_add_pd(c.c4, _mm_mul_pd(z, cp));
+  const __m128d cp = _mm_add_pd(c.c4, _mm_mul_pd(z, _mm_add_pd(c.c6, _mm_mul_pd(z, c.c8))));
   const __m128d cr = _mm_mul_pd(z, _mm_add_pd(c.c2, _mm_mul_pd(z, cp)));
-  if constexpr (Full && !Split) {
+  if constexpr (!Split) {
     // Near a = ln2/32, where A and B r nearly cancel, every part of A + B r
     // counts: B's rounding error, the product B r and the sum A + B r are
     // carried exactly into the small terms.
@@ -116,6 +114,62 @@ inline __m128d sinh_abs(__m128d a) {
         _mm_add_pd(_mm_add_pd(_mm_add_pd(alo, _mm_mul_pd(ahi, cr)), _mm_mul_pd(b, sr)), _mm_mul_pd(b, r));
     return _mm_add_pd(ahi, inner);
   }
+}
+
+// sinh a for 0 <= a < 669.8 at LA and EP, with no table: a = k ln2 + r, k an
+// integer, |r| <= ln2/2 (a little more where a log2e rounds across a half),
+// H = 2^(k-1) and L = 2^(-k-1) from the bits of k, d = H - L, s = H + L, and
+//   sinh a = d + (d (cosh r - 1) + s sinh r),
+// the Taylor series of cosh r - 1 to r^12 and of sinh r to r^13 (the first
+// terms left out are below 2^-57 of the result). For k = 0, d is 0 and s is 1:
+// sinh a is sinh r itself. The worst case is k = 1 near a = ln2/2, where d
+// and s sinh r cancel to half of d (the difference exact by Sterbenz): about
+// 2 ulp. Every step is a full-width vector operation: no row to fetch.
+struct DSinhLAConst {
+  __m128d log2e, shift, l1, l2, c2, c4, c6, c8, c10, c12, s3, s5, s7, s9, s11, s13;
+  I2 half;
+};
+alignas(16) const DSinhLAConst kDSinhLA = {
+    .log2e = dc(1.4426950408889634),     // log2 e
+    .shift = dc(6755399441055744.0),     // 1.5 * 2^52: rounds a log2e to an integer k in the low bits
+    .l1 = dc(0.69314718055829871),       // ln2, high 36 bits: k l1 is exact
+    .l2 = dc(1.6465949582897082e-12),    // ln2 - l1
+    .c2 = dc(1.0 / 2),                   // cosh r - 1 = z (c2 + z (c4 + ... + z c12)), z = r^2
+    .c4 = dc(1.0 / 24),
+    .c6 = dc(1.0 / 720),
+    .c8 = dc(1.0 / 40320),
+    .c10 = dc(1.0 / 3628800),
+    .c12 = dc(1.0 / 479001600),
+    .s3 = dc(1.0 / 6),                   // sinh r = r + r z (s3 + z (s5 + ... + z s13))
+    .s5 = dc(1.0 / 120),
+    .s7 = dc(1.0 / 5040),
+    .s9 = dc(1.0 / 362880),
+    .s11 = dc(1.0 / 39916800),
+    .s13 = dc(1.0 / 6227020800.0),
+    .half = i2(0x3FE0000000000000ll),    // the bits of 0.5
+};
+
+inline __m128d sinh_la(__m128d a) {
+  const DSinhLAConst& c = kDSinhLA;
+  const __m128d t = _mm_add_pd(_mm_mul_pd(a, c.log2e), c.shift);
+  const __m128d k = _mm_sub_pd(t, c.shift);
+  const __m128d r = _mm_sub_pd(_mm_sub_pd(a, _mm_mul_pd(k, c.l1)), _mm_mul_pd(k, c.l2));
+  const __m128i kb = _mm_slli_epi64(_mm_castpd_si128(t), 52);  // k << 52 (k <= 967)
+  const __m128d h = _mm_castsi128_pd(_mm_add_epi64(iv(c.half), kb));
+  const __m128d l = _mm_castsi128_pd(_mm_sub_epi64(iv(c.half), kb));
+  const __m128d d = _mm_sub_pd(h, l), s = _mm_add_pd(h, l);
+  const __m128d z = _mm_mul_pd(r, r);
+  __m128d e = _mm_add_pd(c.c10, _mm_mul_pd(z, c.c12));
+  __m128d o = _mm_add_pd(c.s11, _mm_mul_pd(z, c.s13));
+  e = _mm_add_pd(c.c8, _mm_mul_pd(z, e));
+  o = _mm_add_pd(c.s9, _mm_mul_pd(z, o));
+  e = _mm_add_pd(c.c6, _mm_mul_pd(z, e));
+  o = _mm_add_pd(c.s7, _mm_mul_pd(z, o));
+  e = _mm_add_pd(c.c4, _mm_mul_pd(z, e));
+  o = _mm_add_pd(c.s5, _mm_mul_pd(z, o));
+  e = _mm_mul_pd(z, _mm_add_pd(c.c2, _mm_mul_pd(z, e)));                        // cosh r - 1
+  o = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, z), _mm_add_pd(c.s3, _mm_mul_pd(z, o))));  // sinh r
+  return _mm_add_pd(d, _mm_add_pd(_mm_mul_pd(d, e), _mm_mul_pd(s, o)));
 }
 
 // Scalar function of dSinh at every level.
@@ -139,7 +193,7 @@ int dsinh_scalar(const double* in, double* out) {
     *out = x * DBL_MAX;  // an infinity of x's sign, with overflow raised
     return 3;
   }
-  const double y = lane([](__m128d v) { return sinh_abs<true, true>(v); }, ax) * 4.0;
+  const double y = lane([](__m128d v) { return sinh_abs<true>(v); }, ax) * 4.0;
   *out = std::copysign(y, x);
   return std::isinf(y) ? 3 : 0;
 }
@@ -160,11 +214,13 @@ struct DSinhP : Blocks<double, 8> {
     const __m128i hw = abs_high_words(x);
     special = _mm_castsi128_pd(outside(hw, kDSinhRange));
     const __m128d ax = abs_of(x);
-    __m128d y = sinh_abs<Full>(ax);
+    // Flagged lanes compute on 0, so that no tiny or huge lane raises a flag.
+    const __m128d a = _mm_andnot_pd(special, ax);
+    __m128d y = Full ? sinh_abs(a) : sinh_la(a);
     if (__builtin_expect(_mm_movemask_pd(special) != 0, 0)) {
       const __m128d wide = _mm_andnot_pd(_mm_castsi128_pd(outside(hw, kDSinhWide)), special);
       if (_mm_movemask_pd(wide) != 0) {
-        const __m128d split = _mm_mul_pd(sinh_abs<true, true>(_mm_and_pd(wide, ax)), _mm_set1_pd(4.0));
+        const __m128d split = _mm_mul_pd(sinh_abs<true>(_mm_and_pd(wide, ax)), _mm_set1_pd(4.0));
         y = _mm_or_pd(_mm_and_pd(wide, split), _mm_andnot_pd(wide, y));
         special = _mm_andnot_pd(wide, special);
       }
@@ -190,8 +246,9 @@ alignas(16) const DCoshConst kDCosh = {
     .half = dc(0.5),                      //
 };
 
-// Lanes above about 707.69983 (high word 0x40861D99), NaN and infinities.
-constexpr I4 kDCoshBound = i4(0x40861D99);
+// Lanes above about 707.69983 (high word 0x40861D99), NaN and infinities,
+// and below 2^-53, where cosh rounds to 1 (the scalar function's |x| + 1).
+constexpr Range32 kDCoshRange = range32(0x3CA00000u, 0x40861D99u);
 
 // cosh a for 0 <= a <= 707.7: P e^r + M e^-r with e^(+-r) - 1 = E +- O,
 // E and O the even and odd parts.
@@ -237,7 +294,7 @@ int dcosh_scalar(const double* in, double* out) {
   if (ax > 707.0) {
     // e^-a is below 2^-2000 of the result here: cosh a = sinh a, formed as
     // (value 2^(m-2)) 4 so that no false overflow occurs.
-    const double y = lane([](__m128d v) { return sinh_abs<true, true>(v); }, ax) * 4.0;
+    const double y = lane([](__m128d v) { return sinh_abs<true>(v); }, ax) * 4.0;
     *out = y;
     return std::isinf(y) ? 3 : 0;
   }
@@ -250,8 +307,8 @@ struct DCoshP : Blocks<double, 8> {
   static constexpr const char* kName = "vdCosh";
   static __m128d eval(__m128d x, __m128d& special) {
     const __m128i hw = abs_high_words(x);
-    special = _mm_castsi128_pd(_mm_cmpgt_epi32(hw, iv(kDCoshBound)));
-    return cosh_abs(abs_of(x));
+    special = _mm_castsi128_pd(outside(hw, kDCoshRange));
+    return cosh_abs(_mm_andnot_pd(special, abs_of(x)));  // flagged lanes compute on 0: no flag
   }
   static int scalar(const double* a, double* r) { return dcosh_scalar(a, r); }
 };
@@ -327,14 +384,17 @@ int shyp_scalar(const float* in, float* out) {
   return 0;
 }
 
-// LA and EP: special lanes compute on 0 instead, so that nothing raises a flag.
+// LA and EP: lanes below 2^-28 or above 89.0, NaN and infinities are special
+// and compute on 0 instead, so that nothing raises a flag.
+constexpr Range32 kSHypSingleRange = range32(kTinyBits, 0x42B20000u);
+
 template <Level L, bool Cosh>
 struct SHypSingle : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = Cosh ? "vsCosh" : "vsSinh";
   static __m128 one(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
-    special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), iv(kSHypBound)));
+    special = fv(outside(_mm_castps_si128(ax), kSHypSingleRange));
     const __m128 y = hyp_value<Cosh>(hyp_parts<L>(_mm_andnot_ps(special, ax)));
     return Cosh ? y : _mm_or_ps(y, sign_of(x));
   }

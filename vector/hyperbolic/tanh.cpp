@@ -10,8 +10,8 @@
 // is). With d = a scale + negCentre (exact), tanh a = c0Hi + (c0Lo + d P(d)),
 // P of degree 9. HA forms the head c0Hi + c1 d as an exact sum.
 //
-// Lanes with a word above 0x7FE00000 (the top binade, infinities, NaN) go to
-// the scalar function. Tanh never reports a status.
+// Lanes with a word above 0x7FE00000 (the top binade, infinities, NaN) or
+// below 2^-53 go to the scalar function. Tanh never reports a status.
 //
 // Measured worst errors: docs/accuracy_hyperbolic.md.
 #include <cmath>
@@ -26,20 +26,23 @@ namespace {
 using namespace hyp;
 
 struct TanhConst {
-  I4 rowmask, base, top, flag;
+  I4 rowmask, base, top;
+  Range32 ordinary;
 };
 alignas(16) const TanhConst kTanh = {
     .rowmask = i4(0x7FFE0000),  // exponent and three significand bits of the high word
     .base = i4(0x3FBE0000),     // the word of 0.1171875: below it, row 0
     .top = i4(0x00760000),      // 59 rows on: the last row, 20 and beyond
-    .flag = i4(0x7FE00000),     // words above it: the top binade, infinities, NaN
+    // Words outside: the top binade, infinities, NaN, and below 2^-53, where
+    // tanh rounds to x (and d^2 would go subnormal from 2^-511 down).
+    .ordinary = range32(0x3CA00000u, 0x7FE00000u),
 };
 
 // Row pointers of the two lanes, and the special mask.
 inline void tanh_rows(__m128d ax, const double (*tab)[16], const double*& r0, const double*& r1, __m128d& special) {
   const TanhConst& c = kTanh;
   const __m128i w0 = _mm_and_si128(high_words(ax), iv(c.rowmask));
-  special = _mm_castsi128_pd(_mm_cmpgt_epi32(w0, iv(c.flag)));
+  special = _mm_castsi128_pd(outside(w0, c.ordinary));
   __m128i w = _mm_sub_epi32(w0, iv(c.base));
   w = _mm_andnot_si128(_mm_srai_epi32(w, 31), w);  // below 0.1171875: row 0
   const __m128i over = _mm_cmpgt_epi32(w, iv(c.top));
@@ -58,11 +61,14 @@ inline void fields(const double* r0, const double* r1, int k, __m128d& a, __m128
 }
 
 // tanh a for a >= 0 below the top binade. Degree: that of the polynomial,
-// 10 (all of it), or less for the single kernels. Exact: HA's head.
-template <int Degree, bool Exact>
+// 10 (all of it), or less for the single kernels. Exact: HA's head. Clear:
+// the special lanes compute on 0, so that none raises a flag (the double
+// kernels; the single HA kernel has lanes of its own).
+template <int Degree, bool Exact, bool Clear>
 inline __m128d tanh_abs(__m128d ax, const double (*tab)[16], __m128d& special) {
   const double *r0, *r1;
   tanh_rows(ax, tab, r0, r1, special);
+  if constexpr (Clear) ax = _mm_andnot_pd(special, ax);
   __m128d c0lo, c0hi, negc, scale;
   fields(r0, r1, kC0Lo, c0lo, c0hi);
   fields(r0, r1, kNegCentre, negc, scale);
@@ -86,10 +92,15 @@ inline __m128d tanh_abs(__m128d ax, const double (*tab)[16], __m128d& special) {
 // entry of the two-entry table chosen by the sign of x.
 const double kTanhEnds[2] = {1.0, -1.0};
 
+// The double kernels also send lanes below 2^-53 and the single LA and EP
+// kernels lanes below 2^-28, where tanh x rounds to x.
 template <class T>
 int tanh_scalar(const T* a, T* r) {
   const T x = *a;
-  *r = std::isnan(x) ? x + x : static_cast<T>(kTanhEnds[std::signbit(x) ? 1 : 0]);
+  if (std::fabs(x) < T(0x1p-28))
+    *r = x;
+  else
+    *r = std::isnan(x) ? x + x : static_cast<T>(kTanhEnds[std::signbit(x) ? 1 : 0]);
   return 0;
 }
 
@@ -98,7 +109,7 @@ struct DTanhP : Blocks<double, 8> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vdTanh";
   static __m128d eval(__m128d x, __m128d& special) {
-    const __m128d y = tanh_abs<10, Exact>(abs_of(x), Exact ? tanhTable : tanhTableLA, special);
+    const __m128d y = tanh_abs<10, Exact, true>(abs_of(x), Exact ? tanhTable : tanhTableLA, special);
     return _mm_or_pd(y, sign_of(x));
   }
   static int scalar(const double* a, double* r) { return tanh_scalar(a, r); }
@@ -112,8 +123,8 @@ struct STanhHAP : Blocks<float, 16> {
   static __m128 eval(__m128 x, __m128& special) {
     const __m128 ax = abs_of(x);
     __m128d s0, s1;
-    const __m128 y = narrow(tanh_abs<10, false>(widen_lo(ax), tanhTableLA, s0),
-                            tanh_abs<10, false>(widen_hi(ax), tanhTableLA, s1));
+    const __m128 y = narrow(tanh_abs<10, false, false>(widen_lo(ax), tanhTableLA, s0),
+                            tanh_abs<10, false, false>(widen_hi(ax), tanhTableLA, s1));
     special = fv(_mm_cmpgt_epi32(_mm_castps_si128(ax), _mm_set1_epi32(0x7F000000)));
     return _mm_or_ps(y, sign_of(x));
   }
@@ -123,15 +134,19 @@ struct STanhHAP : Blocks<float, 16> {
 // Single LA and EP, in single arithmetic four lanes at a time: the quotient
 // of sinh a and cosh a from one reduction (hyp_single.h), a = |x| held to
 // 9.5, beyond which tanh rounds to 1 (there H - L and H + L round alike and
-// the quotient is 1 exactly). Only NaN goes out. EP, with the shorter
-// polynomials, is the shortest kernel of the row.
+// the quotient is 1 exactly). Only NaN and lanes below 2^-28 go out (they
+// compute on 0). EP, with the shorter polynomials, is the shortest kernel of
+// the row.
+constexpr Range32 kSTanhSingleRange = range32(kTinyBits, 0x7F800000u);
+
 template <Level L>
 struct STanhSingleP : Blocks<float, 16> {
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;  // polynomial row
   static constexpr const char* kName = "vsTanh";
   static __m128 eval(__m128 x, __m128& special) {
-    special = _mm_cmpunord_ps(x, x);
-    const __m128 a = _mm_min_ps(abs_of(x), _mm_set1_ps(9.5f));  // a NaN lane takes 9.5
+    const __m128 ax = abs_of(x);
+    special = fv(outside(_mm_castps_si128(ax), kSTanhSingleRange));
+    const __m128 a = _mm_min_ps(_mm_andnot_ps(special, ax), _mm_set1_ps(9.5f));
     const HypParts p = hyp_parts<L>(a);
     return _mm_or_ps(_mm_div_ps(hyp_value<false>(p), hyp_value<true>(p)), sign_of(x));
   }

@@ -240,6 +240,33 @@ TEST(GammaFamily, ExpInt1FarTailIsZero) {
   for (const char* name : {"dExpInt1 LA", "dExpInt1 HA", "dExpInt1 EP"}) e1_far_tail(entry<double>(name), 745.2);
 }
 
+// The switch points of the scalar functions, each with two neighbours on
+// either side, against MPFR: the depths of E1's continued fraction, the
+// lengths of Stirling's series and the ends of lgamma's branches, and gamma's
+// recurrence, where an off-by-one in a depth, a length or a count shows.
+TEST(GammaFamily, SwitchPointsAgainstMpfr) {
+  struct Point {
+    const char* fn;
+    std::vector<double> xs;
+  };
+  const Point points[] = {
+      {"dExpInt1 HA", {2.5, 3, 4, 6, 8, 12, 16, 24, 32, 64, 128, 700}},
+      {"dLGamma HA", {0.25, 0.875, 1.25, 1.75, 2.25, 4, 8, 16, 64, 512, 0x1p1000}},
+      {"dTGamma HA", {0.25, 1, 2, 3, 8, 100.5, 171.5, -0.5, -7.5, -100.5, -170.5}},
+  };
+  for (const Point& p : points) {
+    const Entry<double>& e = entry<double>(p.fn);
+    for (double x0 : p.xs) {
+      double x = std::nextafter(std::nextafter(x0, -INFINITY), -INFINITY);
+      for (int k = 0; k < 5; ++k, x = std::nextafter(x, INFINITY)) {
+        double y;
+        e.f(1, &x, &y);
+        EXPECT_LE(ulp_error<double>(e.ref, x, y), e.bound) << p.fn << " at " << x;
+      }
+    }
+  }
+}
+
 // ---- every count, guarded; strided forms ------------------------------------------
 
 // Inputs of every branch and special class, repeated cyclically.
