@@ -324,9 +324,9 @@ ZEV_INVTRIG_INLINE __m128i atan_rows(__m128d a) {
 // in Atan2) by the table: t = N/D, N = (a & mask) - c (exact) plus
 // al & mask, D = a c + (1 & mask) + al c as a pair. The quotient comes from
 // the estimate of 1/D (D clamped to 2^100: beyond, -1/a is below 2^-100 and
-// atan a rounds to pi/2 either way) and two Newton steps (2^-45); q = N y,
-// the exact residual N - q D times y corrects it, and th + tl is t to about
-// 2^-90 with th rounded to nearest. Row 4 (a < 0.4375) takes t = a + al.
+// atan a rounds to pi/2 either way) and two Newton steps (2^-45); q = N y
+// cut to 26 bits (within 2^-24 of t), the residual N - q D times y corrects
+// it, and th + tl is t to about 2^-68 with th rounded to nearest. Row 4 (a < 0.4375) takes t = a + al.
 // The result: the row's angle (ch, cl) in the units of Pi, and atan t - the
 // angle as th + (tl + th z Q(z)) in radians.
 struct AtanParts {
@@ -341,16 +341,25 @@ ZEV_INVTRIG_INLINE AtanParts atan_table(__m128d a, __m128d al) {
   const __m128d t0 = Pi ? kAtanTable[i0].theta_pi : kAtanTable[i0].theta;
   const __m128d t1 = Pi ? kAtanTable[i1].theta_pi : kAtanTable[i1].theta;
   const __m128d n = _mm_sub_pd(_mm_and_pd(a, mask), c);
-  const DD ac = two_prod(a, c);
+  // a c as a pair without Dekker's product: c is 0, 1/2, 1 or 3/2, so
+  // a c = (a & [c >= 1]) + a (c - [c >= 1]), two exact terms, the first the
+  // larger or zero.
+  const __m128d ge1 = _mm_cmpge_pd(c, d1(1.0));
+  const DD ac = fast_two_sum(_mm_and_pd(a, ge1), _mm_mul_pd(a, _mm_sub_pd(c, _mm_and_pd(ge1, d1(1.0)))));
   const DD d = two_sum(ac.hi, _mm_and_pd(d1(1.0), mask));
   const __m128d dh = _mm_min_pd(d.hi, d1(0x1p100)), dl = _mm_add_pd(d.lo, _mm_add_pd(ac.lo, _mm_mul_pd(al, c)));
   __m128d y = _mm_cvtps_pd(E::rcp(_mm_cvtpd_ps(dh)));
   y = _mm_add_pd(y, _mm_mul_pd(y, _mm_sub_pd(d1(1.0), _mm_mul_pd(dh, y))));
   y = _mm_add_pd(y, _mm_mul_pd(y, _mm_sub_pd(d1(1.0), _mm_mul_pd(dh, y))));
-  const __m128d q = _mm_mul_pd(n, y);
-  const DD qd = two_prod(q, dh);
-  const __m128d res = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(n, qd.hi), qd.lo), _mm_and_pd(al, mask)),
-                                 _mm_mul_pd(q, dl));
+  // q = N y cut to 26 bits and dh cut to 26 bits and the rest: q dh1 and
+  // q dh2 are exact, and N - q dh1 too (the two within 2^-24 of each other),
+  // so the residual N - q D needs no Dekker product either.
+  const __m128d cut = _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0xFFFFFFFFF8000000ull)));
+  const __m128d q = _mm_and_pd(_mm_mul_pd(n, y), cut);
+  const __m128d dh1 = _mm_and_pd(dh, cut), dh2 = _mm_sub_pd(dh, dh1);
+  const __m128d res =
+      _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(n, _mm_mul_pd(q, dh1)), _mm_mul_pd(q, dh2)), _mm_and_pd(al, mask)),
+                 _mm_mul_pd(q, dl));
   const DD t = fast_two_sum(q, _mm_mul_pd(res, y));
   const __m128d m0 = _mm_castsi128_pd(_mm_cmpgt_epi32(abs_high_words(a), _mm_set1_epi32(0x3FDBFFFF)));
   const __m128d th = select(m0, t.hi, a);
