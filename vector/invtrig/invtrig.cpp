@@ -102,8 +102,6 @@ struct Unary : Blocks<T, kBlk<T>> {
   // The chains are long (estimate, series, polynomial): the vectors of a
   // block overlap.
   static constexpr bool kUnrolled = true;
-  // flatten: the block arithmetic and its polynomials inline into the block
-  // loop, so that the vectors of a block overlap and the constants stay put.
   [[gnu::always_inline]] static V eval(V x, V& special) {
     if constexpr (std::is_same_v<T, double>) {
       if constexpr (F == Fn::Atan) {

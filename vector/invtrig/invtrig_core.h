@@ -86,6 +86,11 @@ struct Angles {
 
 ZEV_INVTRIG_INLINE __m128d sign_d() { return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0x8000000000000000ull))); }
 ZEV_INVTRIG_INLINE __m128 sign_f() { return _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(0x80000000u))); }
+// Keeps the leading 26 bits of a double: the product of two such heads, and
+// of a head and the 27-bit rest of a double, is exact.
+ZEV_INVTRIG_INLINE __m128d cut26() {
+  return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0xFFFFFFFFF8000000ull)));
+}
 ZEV_INVTRIG_INLINE __m128d abs_d(__m128d x) { return _mm_andnot_pd(sign_d(), x); }
 ZEV_INVTRIG_INLINE __m128 abs_f(__m128 x) { return _mm_andnot_ps(sign_f(), x); }
 
@@ -252,7 +257,7 @@ ZEV_INVTRIG_INLINE AsinParts asin_parts(__m128d a) {
   const __m128d v = select(outer, s, a);
   const __m128d q = _mm_mul_pd(_mm_mul_pd(v, z), p);
   if constexpr (L == Level::HA) {
-    const __m128d sh = _mm_and_pd(s, _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0xFFFFFFFFF8000000ull))));
+    const __m128d sh = _mm_and_pd(s, cut26());
     const __m128d g = _mm_mul_pd(_mm_mul_pd(y, _mm_sub_pd(d1(1.0), ec)), d1(0.25));  // 1/(2S)
     const __m128d res = _mm_sub_pd(_mm_add_pd(w, w), _mm_mul_pd(sh, sh));          // 4u - sh^2, exact
     __m128d sl = _mm_mul_pd(res, g);
@@ -326,7 +331,8 @@ ZEV_INVTRIG_INLINE __m128i atan_rows(__m128d a) {
 // the estimate of 1/D (D clamped to 2^100: beyond, -1/a is below 2^-100 and
 // atan a rounds to pi/2 either way) and two Newton steps (2^-45); q = N y
 // cut to 26 bits (within 2^-24 of t), the residual N - q D times y corrects
-// it, and th + tl is t to about 2^-68 with th rounded to nearest. Row 4 (a < 0.4375) takes t = a + al.
+// it, and th + tl is t to about 2^-68 with th rounded to nearest. Row 4
+// (a < 0.4375) takes t = a + al.
 // The result: the row's angle (ch, cl) in the units of Pi, and atan t - the
 // angle as th + (tl + th z Q(z)) in radians.
 struct AtanParts {
@@ -354,7 +360,7 @@ ZEV_INVTRIG_INLINE AtanParts atan_table(__m128d a, __m128d al) {
   // q = N y cut to 26 bits and dh cut to 26 bits and the rest: q dh1 and
   // q dh2 are exact, and N - q dh1 too (the two within 2^-24 of each other),
   // so the residual N - q D needs no Dekker product either.
-  const __m128d cut = _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0xFFFFFFFFF8000000ull)));
+  const __m128d cut = cut26();
   const __m128d q = _mm_and_pd(_mm_mul_pd(n, y), cut);
   const __m128d dh1 = _mm_and_pd(dh, cut), dh2 = _mm_sub_pd(dh, dh1);
   const __m128d res =
@@ -425,7 +431,7 @@ ZEV_INVTRIG_INLINE Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
     // q = m (1/M) cut to 26 bits and M cut to 26 bits and the rest: both
     // products exact and m - q M1 too, so the residual m - q M needs no
     // Dekker product (as in atan_table).
-    const __m128d cut = _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0xFFFFFFFFF8000000ull)));
+    const __m128d cut = cut26();
     const __m128d rb = _mm_div_pd(d1(1.0), big);
     const __m128d q = _mm_and_pd(_mm_mul_pd(small, rb), cut);
     const __m128d b1 = _mm_and_pd(big, cut), b2 = _mm_sub_pd(big, b1);
