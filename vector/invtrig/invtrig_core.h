@@ -428,15 +428,13 @@ ZEV_INVTRIG_INLINE Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
   __m128d vh, vl;
   if constexpr (L == Level::HA) {
     // t = m/M as a pair, then atan t by the table (rows 2 to 4), as a pair.
-    // q = m (1/M) cut to 26 bits and M cut to 26 bits and the rest: both
-    // products exact and m - q M1 too, so the residual m - q M needs no
-    // Dekker product (as in atan_table).
-    const __m128d cut = cut26();
+    // (Dekker's product here, not the 26-bit cut of atan_table: for m near
+    // the bottom of the range the cut's residual is subnormal, and FTZ would
+    // drop it.)
     const __m128d rb = _mm_div_pd(d1(1.0), big);
-    const __m128d q = _mm_and_pd(_mm_mul_pd(small, rb), cut);
-    const __m128d b1 = _mm_and_pd(big, cut), b2 = _mm_sub_pd(big, b1);
-    const __m128d res = _mm_sub_pd(_mm_sub_pd(small, _mm_mul_pd(q, b1)), _mm_mul_pd(q, b2));
-    const DD t = fast_two_sum(q, _mm_mul_pd(res, rb));
+    const __m128d q = _mm_mul_pd(small, rb);
+    const DD pr = two_prod(q, big);
+    const DD t = fast_two_sum(q, _mm_mul_pd(_mm_sub_pd(_mm_sub_pd(small, pr.hi), pr.lo), rb));
     const AtanParts w = atan_table<E, false>(t.hi, t.lo);
     const DD s = fast_two_sum(w.ch, w.th);
     vh = s.hi;
