@@ -13,7 +13,7 @@ namespace zev::vk {
 
 // c[0] + z c[1] + ... + z^(N-1) c[N-1], coefficients in ascending order.
 template <class V, class C, int N>
-inline V estrin(const C (&c)[N], V z) {
+[[gnu::always_inline]] inline V estrin(const C (&c)[N], V z) {
   constexpr int H = (N + 1) / 2;
   V t[H];
 #pragma GCC unroll 16

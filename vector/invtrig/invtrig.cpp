@@ -99,11 +99,16 @@ struct Unary : Blocks<T, kBlk<T>> {
   using E = HwEstimate;
   static constexpr const char* kName = Name;
   static constexpr const char* kNameI = NameI;
-  static V eval(V x, V& special) {
+  // The chains are long (estimate, series, polynomial): the vectors of a
+  // block overlap.
+  static constexpr bool kUnrolled = true;
+  [[gnu::always_inline]] static V eval(V x, V& special) {
     if constexpr (std::is_same_v<T, double>) {
       if constexpr (F == Fn::Atan) {
         special = atan_special(x);
-        if constexpr (L == Level::EP)
+        if constexpr (Pi && L != Level::HA)
+          return atanpi_div_d<L>(x);
+        else if constexpr (L == Level::EP)
           return atan_ep_d<E, Pi>(x);
         else
           return atan_table_d<E, L, Pi>(x);
@@ -122,16 +127,16 @@ struct Unary : Blocks<T, kBlk<T>> {
       if constexpr (F == Fn::Atan) {
         special = atan_special(x);
         if constexpr (L == Level::HA)
-          return widened(x, [](__m128d v) { return atan_ep_d<E, Pi, true>(v); });
+          return widened(x, [](__m128d v) __attribute__((always_inline)) { return atan_ep_d<E, Pi, true>(v); });
         else
           return atan_f<E, L, Pi>(x);
       } else {
         special = asin_special(x);
         if constexpr (L == Level::HA) {
           if constexpr (F == Fn::Asin)
-            return widened(x, [](__m128d v) { return asin_d<E, Level::EP, Pi>(v); });
+            return widened(x, [](__m128d v) __attribute__((always_inline)) { return asin_d<E, Level::EP, Pi>(v); });
           else
-            return widened(x, [](__m128d v) { return acos_d<E, Level::EP, Pi>(v); });
+            return widened(x, [](__m128d v) __attribute__((always_inline)) { return acos_d<E, Level::EP, Pi>(v); });
         } else if constexpr (F == Fn::Asin) {
           return asin_f<E, L, Pi>(x);
         } else {
@@ -154,14 +159,14 @@ struct Binary : Blocks<T, kBlk<T>> {
   using V = typename Blocks<T, kBlk<T>>::V;
   static constexpr NegativeCount kNegativeCount = NegativeCount::Unsigned;
   static constexpr const char* kName = Name;
-  static V eval(V y, V x, V& special) {
+  [[gnu::always_inline]] static V eval(V y, V x, V& special) {
     if constexpr (std::is_same_v<T, double>) {
       special = _mm_or_pd(atan_special(y), atan_special(x));
       return atan2_d<L, Pi, L == Level::EP>(y, x);
     } else {
       special = _mm_or_ps(atan2_special(y), atan2_special(x));
       if constexpr (L == Level::HA)
-        return widened(y, x, [](__m128d b, __m128d a) { return atan2_d<Level::LA, Pi, true>(b, a); });
+        return widened(y, x, [](__m128d b, __m128d a) __attribute__((always_inline)) { return atan2_d<Level::LA, Pi, true>(b, a); });
       else
         return atan2_f<L, Pi>(y, x);
     }

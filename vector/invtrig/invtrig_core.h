@@ -39,6 +39,12 @@
 #include "vector/estimate.h"
 #include "vector/vops.h"
 
+// The block arithmetic is forced inline: a translation unit of eighty kernels
+// outgrows the compiler's inlining budget, and a call per vector (results of
+// several vectors through memory, the constants loaded again) costs more than
+// the arithmetic it calls.
+#define ZEV_INVTRIG_INLINE [[gnu::always_inline]] inline
+
 namespace zev::vk::invtrig {
 
 // ---- constants ---------------------------------------------------------------
@@ -78,10 +84,15 @@ struct Angles {
   static constexpr double three_quarters = Pi ? 0.75 : k3Pi4;
 };
 
-inline __m128d sign_d() { return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0x8000000000000000ull))); }
-inline __m128 sign_f() { return _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(0x80000000u))); }
-inline __m128d abs_d(__m128d x) { return _mm_andnot_pd(sign_d(), x); }
-inline __m128 abs_f(__m128 x) { return _mm_andnot_ps(sign_f(), x); }
+ZEV_INVTRIG_INLINE __m128d sign_d() { return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0x8000000000000000ull))); }
+ZEV_INVTRIG_INLINE __m128 sign_f() { return _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(0x80000000u))); }
+// Keeps the leading 26 bits of a double: the product of two such heads, and
+// of a head and the 27-bit rest of a double, is exact.
+ZEV_INVTRIG_INLINE __m128d cut26() {
+  return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0xFFFFFFFFF8000000ull)));
+}
+ZEV_INVTRIG_INLINE __m128d abs_d(__m128d x) { return _mm_andnot_pd(sign_d(), x); }
+ZEV_INVTRIG_INLINE __m128 abs_f(__m128 x) { return _mm_andnot_ps(sign_f(), x); }
 
 template <int N>
 struct CoefD {
@@ -174,7 +185,7 @@ struct FConst {
 // ---- finishing: C + (fl ? -k v : k v) -------------------------------------------
 
 // The pair v times 1/pi, as a pair (the cross terms below 2^-104 of it).
-inline DD times_inv_pi(__m128d vh, __m128d vl) {
+ZEV_INVTRIG_INLINE DD times_inv_pi(__m128d vh, __m128d vl) {
   const DD p = two_prod(vh, d1(kInvPi.hi));
   return {p.hi, _mm_add_pd(p.lo, _mm_add_pd(_mm_mul_pd(vh, d1(kInvPi.lo)), _mm_mul_pd(vl, d1(kInvPi.hi))))};
 }
@@ -184,7 +195,7 @@ inline DD times_inv_pi(__m128d vh, __m128d vl) {
 // 2^110 first: the product's low part would otherwise fall below the normal
 // range and lose the last bit.
 template <Level L, bool Pi>
-inline __m128d finish(__m128d ch, __m128d cl, __m128d vh, __m128d vl, __m128d fl) {
+ZEV_INVTRIG_INLINE __m128d finish(__m128d ch, __m128d cl, __m128d vh, __m128d vl, __m128d fl) {
   if constexpr (L == Level::HA) {
     __m128d ph = vh, pl = vl;
     if constexpr (Pi) {
@@ -225,7 +236,7 @@ struct AsinParts {
 };
 
 template <class E, Level L>
-inline AsinParts asin_parts(__m128d a) {
+ZEV_INVTRIG_INLINE AsinParts asin_parts(__m128d a) {
   const __m128d u = _mm_sub_pd(d1(0.5), _mm_mul_pd(d1(0.5), a));
   const __m128d z = _mm_min_pd(_mm_mul_pd(a, a), u);
   const __m128d outer = _mm_cmpge_pd(a, d1(0.5));
@@ -246,7 +257,7 @@ inline AsinParts asin_parts(__m128d a) {
   const __m128d v = select(outer, s, a);
   const __m128d q = _mm_mul_pd(_mm_mul_pd(v, z), p);
   if constexpr (L == Level::HA) {
-    const __m128d sh = _mm_and_pd(s, _mm_castsi128_pd(_mm_set1_epi64x(static_cast<int64_t>(0xFFFFFFFFF8000000ull))));
+    const __m128d sh = _mm_and_pd(s, cut26());
     const __m128d g = _mm_mul_pd(_mm_mul_pd(y, _mm_sub_pd(d1(1.0), ec)), d1(0.25));  // 1/(2S)
     const __m128d res = _mm_sub_pd(_mm_add_pd(w, w), _mm_mul_pd(sh, sh));          // 4u - sh^2, exact
     __m128d sl = _mm_mul_pd(res, g);
@@ -260,7 +271,7 @@ inline AsinParts asin_parts(__m128d a) {
 // asin: C = pi/2 on the outer branch, the small part subtracted there; the
 // sign of x last.
 template <class E, Level L, bool Pi>
-inline __m128d asin_d(__m128d x) {
+ZEV_INVTRIG_INLINE __m128d asin_d(__m128d x) {
   const __m128d a = abs_d(x);
   const AsinParts w = asin_parts<E, L>(a);
   using A = Angles<Pi>;
@@ -272,7 +283,7 @@ inline __m128d asin_d(__m128d x) {
 // acos: inner branch pi/2 - asin x; outer x > 0: the small part itself;
 // outer x < 0: pi - the small part.
 template <class E, Level L, bool Pi>
-inline __m128d acos_d(__m128d x) {
+ZEV_INVTRIG_INLINE __m128d acos_d(__m128d x) {
   const __m128d a = abs_d(x);
   const AsinParts w = asin_parts<E, L>(a);
   using A = Angles<Pi>;
@@ -305,7 +316,7 @@ inline constexpr AtanRow kAtanTable[5] = {
 
 // Row 4 minus the number of row bounds (0.4375, 0.6875, 1.1875, 2.4375) at or
 // below a, from the high words, without a branch.
-inline __m128i atan_rows(__m128d a) {
+ZEV_INVTRIG_INLINE __m128i atan_rows(__m128d a) {
   const __m128i hw = abs_high_words(a);
   __m128i s = _mm_cmpgt_epi32(hw, _mm_set1_epi32(0x3FDBFFFF));
   s = _mm_add_epi32(s, _mm_cmpgt_epi32(hw, _mm_set1_epi32(0x3FE5FFFF)));
@@ -318,16 +329,17 @@ inline __m128i atan_rows(__m128d a) {
 // in Atan2) by the table: t = N/D, N = (a & mask) - c (exact) plus
 // al & mask, D = a c + (1 & mask) + al c as a pair. The quotient comes from
 // the estimate of 1/D (D clamped to 2^100: beyond, -1/a is below 2^-100 and
-// atan a rounds to pi/2 either way) and two Newton steps (2^-45); q = N y,
-// the exact residual N - q D times y corrects it, and th + tl is t to about
-// 2^-90 with th rounded to nearest. Row 4 (a < 0.4375) takes t = a + al.
+// atan a rounds to pi/2 either way) and two Newton steps (2^-45); q = N y
+// cut to 26 bits (within 2^-24 of t), the residual N - q D times y corrects
+// it, and th + tl is t to about 2^-68 with th rounded to nearest. Row 4
+// (a < 0.4375) takes t = a + al.
 // The result: the row's angle (ch, cl) in the units of Pi, and atan t - the
 // angle as th + (tl + th z Q(z)) in radians.
 struct AtanParts {
   __m128d ch, cl, th, tl;
 };
 template <class E, bool Pi>
-inline AtanParts atan_table(__m128d a, __m128d al) {
+ZEV_INVTRIG_INLINE AtanParts atan_table(__m128d a, __m128d al) {
   const __m128i row = atan_rows(a);
   const int i0 = _mm_cvtsi128_si32(row), i1 = _mm_extract_epi16(row, 4);
   const __m128d r0 = kAtanTable[i0].c_mask, r1 = kAtanTable[i1].c_mask;
@@ -335,16 +347,25 @@ inline AtanParts atan_table(__m128d a, __m128d al) {
   const __m128d t0 = Pi ? kAtanTable[i0].theta_pi : kAtanTable[i0].theta;
   const __m128d t1 = Pi ? kAtanTable[i1].theta_pi : kAtanTable[i1].theta;
   const __m128d n = _mm_sub_pd(_mm_and_pd(a, mask), c);
-  const DD ac = two_prod(a, c);
+  // a c as a pair without Dekker's product: c is 0, 1/2, 1 or 3/2, so
+  // a c = (a & [c >= 1]) + a (c - [c >= 1]), two exact terms, the first the
+  // larger or zero.
+  const __m128d ge1 = _mm_cmpge_pd(c, d1(1.0));
+  const DD ac = fast_two_sum(_mm_and_pd(a, ge1), _mm_mul_pd(a, _mm_sub_pd(c, _mm_and_pd(ge1, d1(1.0)))));
   const DD d = two_sum(ac.hi, _mm_and_pd(d1(1.0), mask));
   const __m128d dh = _mm_min_pd(d.hi, d1(0x1p100)), dl = _mm_add_pd(d.lo, _mm_add_pd(ac.lo, _mm_mul_pd(al, c)));
   __m128d y = _mm_cvtps_pd(E::rcp(_mm_cvtpd_ps(dh)));
   y = _mm_add_pd(y, _mm_mul_pd(y, _mm_sub_pd(d1(1.0), _mm_mul_pd(dh, y))));
   y = _mm_add_pd(y, _mm_mul_pd(y, _mm_sub_pd(d1(1.0), _mm_mul_pd(dh, y))));
-  const __m128d q = _mm_mul_pd(n, y);
-  const DD qd = two_prod(q, dh);
-  const __m128d res = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(n, qd.hi), qd.lo), _mm_and_pd(al, mask)),
-                                 _mm_mul_pd(q, dl));
+  // q = N y cut to 26 bits and dh cut to 26 bits and the rest: q dh1 and
+  // q dh2 are exact, and N - q dh1 too (the two within 2^-24 of each other),
+  // so the residual N - q D needs no Dekker product either.
+  const __m128d cut = cut26();
+  const __m128d q = _mm_and_pd(_mm_mul_pd(n, y), cut);
+  const __m128d dh1 = _mm_and_pd(dh, cut), dh2 = _mm_sub_pd(dh, dh1);
+  const __m128d res =
+      _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(n, _mm_mul_pd(q, dh1)), _mm_mul_pd(q, dh2)), _mm_and_pd(al, mask)),
+                 _mm_mul_pd(q, dl));
   const DD t = fast_two_sum(q, _mm_mul_pd(res, y));
   const __m128d m0 = _mm_castsi128_pd(_mm_cmpgt_epi32(abs_high_words(a), _mm_set1_epi32(0x3FDBFFFF)));
   const __m128d th = select(m0, t.hi, a);
@@ -355,7 +376,7 @@ inline AtanParts atan_table(__m128d a, __m128d al) {
 }
 
 template <class E, Level L, bool Pi>
-inline __m128d atan_table_d(__m128d x) {
+ZEV_INVTRIG_INLINE __m128d atan_table_d(__m128d x) {
   const AtanParts w = atan_table<E, Pi>(abs_d(x), _mm_setzero_pd());
   const __m128d r = finish<L, Pi>(w.ch, w.cl, w.th, w.tl, _mm_setzero_pd());
   return _mm_or_pd(r, _mm_and_pd(x, sign_d()));
@@ -364,14 +385,14 @@ inline __m128d atan_table_d(__m128d x) {
 // atan without a table: t = a up to 1, else 1/a from the estimate and two
 // Newton steps y (2 - d y), atan = pi/2 - atan t there; t E(z), E of degree 19.
 template <class E>
-inline __m128d recip_d(__m128d d) {
+ZEV_INVTRIG_INLINE __m128d recip_d(__m128d d) {
   __m128d y = _mm_cvtps_pd(E::rcp(_mm_cvtpd_ps(d)));
   y = _mm_mul_pd(y, _mm_sub_pd(d1(2.0), _mm_mul_pd(d, y)));
   return _mm_mul_pd(y, _mm_sub_pd(d1(2.0), _mm_mul_pd(d, y)));
 }
 // Div: t = min(a, 1)/max(a, 1) by one division instead (single HA).
 template <class E, bool Pi, bool Div = false>
-inline __m128d atan_ep_d(__m128d x) {
+ZEV_INVTRIG_INLINE __m128d atan_ep_d(__m128d x) {
   const __m128d a = abs_d(x);
   const __m128d big = _mm_cmpgt_pd(a, d1(1.0));
   __m128d t;
@@ -399,7 +420,7 @@ struct Atan2Parts {
   __m128d ch, cl, vh, vl, fl, eq;
 };
 template <Level L, bool Pi, bool Short, class E>
-inline Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
+ZEV_INVTRIG_INLINE Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
   const __m128d ay = abs_d(yv), ax = abs_d(xv);
   const __m128d g = _mm_cmpgt_pd(ay, ax), eq = _mm_cmpeq_pd(ay, ax);
   const __m128d big = _mm_max_pd(ay, ax), small = _mm_min_pd(ay, ax);
@@ -407,6 +428,9 @@ inline Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
   __m128d vh, vl;
   if constexpr (L == Level::HA) {
     // t = m/M as a pair, then atan t by the table (rows 2 to 4), as a pair.
+    // (Dekker's product here, not the 26-bit cut of atan_table: for m near
+    // the bottom of the range the cut's residual is subnormal, and FTZ would
+    // drop it.)
     const __m128d rb = _mm_div_pd(d1(1.0), big);
     const __m128d q = _mm_mul_pd(small, rb);
     const DD pr = two_prod(q, big);
@@ -437,7 +461,7 @@ inline Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
 }
 
 template <Level L, bool Pi, bool Short = false, class E = HwEstimate>
-inline __m128d atan2_d(__m128d yv, __m128d xv) {
+ZEV_INVTRIG_INLINE __m128d atan2_d(__m128d yv, __m128d xv) {
   const auto [ch, cl, vh, vl, fl, eq] = atan2_parts<L, Pi, Short, E>(yv, xv);
   // |y| = |x|: the small part is pi/4 (1/4 in half-turns) exactly; at HA the
   // table gives it so.
@@ -453,10 +477,18 @@ inline __m128d atan2_d(__m128d yv, __m128d xv) {
   return _mm_xor_pd(r, _mm_and_pd(yv, sign_d()));
 }
 
+// atan in half-turns at LA and EP: atan2pi(x, 1), one division and the
+// polynomial of Atan2 (LA: t + t z R(z); EP: t E(z)) times 1/pi in one
+// rounding; no estimate, no table. |x| = 1 gives 1/4 exactly.
+template <Level L>
+ZEV_INVTRIG_INLINE __m128d atanpi_div_d(__m128d x) {
+  return atan2_d<L, true, L == Level::EP>(x, d1(1.0));
+}
+
 // atan2(y, x) in radians as a pair hi + lo, the HA arithmetic above before
 // its last rounding (the complex logarithms and powers keep the pair).
 template <class E = HwEstimate>
-inline DD atan2_pair_d(__m128d yv, __m128d xv) {
+ZEV_INVTRIG_INLINE DD atan2_pair_d(__m128d yv, __m128d xv) {
   const Atan2Parts w = atan2_parts<Level::HA, false, false, E>(yv, xv);
   const DD s = fast_two_sum(w.ch, _mm_xor_pd(w.vh, w.fl));
   const __m128d lo = _mm_add_pd(s.lo, _mm_add_pd(w.cl, _mm_xor_pd(w.vl, w.fl)));
@@ -476,7 +508,7 @@ inline DD atan2_pair_d(__m128d yv, __m128d xv) {
 template <class E, Level L, bool Pi>
 struct AsinF {
   __m128 outer, v, q;
-  explicit AsinF(__m128 a) {
+  ZEV_INVTRIG_INLINE explicit AsinF(__m128 a) {
     const __m128 u = _mm_sub_ps(f1(0.5f), _mm_mul_ps(f1(0.5f), a));
     const __m128 z = _mm_min_ps(_mm_mul_ps(a, a), u);
     outer = _mm_cmpge_ps(a, f1(0.5f));
@@ -502,14 +534,14 @@ struct AsinF {
     }
   }
   // C + (fl ? -(v + q) : v + q); with Pi, C + (fl ? -v : v) first, exactly.
-  __m128 join(__m128 c, __m128 fl) const {
+  ZEV_INVTRIG_INLINE __m128 join(__m128 c, __m128 fl) const {
     if constexpr (Pi) return _mm_add_ps(_mm_add_ps(c, _mm_xor_ps(v, fl)), _mm_xor_ps(q, fl));
     return _mm_add_ps(c, _mm_xor_ps(_mm_add_ps(v, q), fl));
   }
 };
 
 template <class E, Level L, bool Pi>
-inline __m128 asin_f(__m128 x) {
+ZEV_INVTRIG_INLINE __m128 asin_f(__m128 x) {
   const AsinF<E, L, Pi> w(abs_f(x));
   const __m128 c = _mm_and_ps(w.outer, f1(Pi ? 0.5f : 1.57079637f));
   const __m128 r = w.join(c, _mm_and_ps(w.outer, sign_f()));
@@ -517,7 +549,7 @@ inline __m128 asin_f(__m128 x) {
 }
 
 template <class E, Level L, bool Pi>
-inline __m128 acos_f(__m128 x) {
+ZEV_INVTRIG_INLINE __m128 acos_f(__m128 x) {
   const AsinF<E, L, Pi> w(abs_f(x));
   const __m128 neg = _mm_cmplt_ps(x, _mm_setzero_ps());
   const __m128 c = select(w.outer, _mm_and_ps(neg, f1(Pi ? 1.0f : 3.14159274f)), f1(Pi ? 0.5f : 1.57079637f));
@@ -528,7 +560,7 @@ inline __m128 acos_f(__m128 x) {
 // atan t for t in [0, 1] in float: t + t z Q(z) (LA) or t E(z) (EP), with the
 // leading term times 1/pi and the coefficients over pi in half-turns.
 template <Level L, bool Pi>
-inline __m128 atan_poly_f(__m128 t) {
+ZEV_INVTRIG_INLINE __m128 atan_poly_f(__m128 t) {
   const __m128 z = _mm_mul_ps(t, t);
   if constexpr (L == Level::EP) return _mm_mul_ps(t, estrin(FConst<Pi>::atan_e.c, z));
   const __m128 lead = Pi ? _mm_mul_ps(t, f1(kInvPiF)) : t;
@@ -539,7 +571,7 @@ inline __m128 atan_poly_f(__m128 t) {
 // step y (2 - d y): t within 1.5^2 2^-24 plus its roundings, which pi/2 - atan t
 // (at least pi/4) halves.
 template <class E, Level L, bool Pi>
-inline __m128 atan_f(__m128 x) {
+ZEV_INVTRIG_INLINE __m128 atan_f(__m128 x) {
   const __m128 a = abs_f(x);
   const __m128 big = _mm_cmpgt_ps(a, f1(1.0f));
   const __m128 d = _mm_max_ps(a, f1(1.0f));
@@ -552,7 +584,7 @@ inline __m128 atan_f(__m128 x) {
 }
 
 template <Level L, bool Pi>
-inline __m128 atan2_f(__m128 yv, __m128 xv) {
+ZEV_INVTRIG_INLINE __m128 atan2_f(__m128 yv, __m128 xv) {
   const __m128 ay = abs_f(yv), ax = abs_f(xv);
   const __m128 g = _mm_cmpgt_ps(ay, ax), eq = _mm_cmpeq_ps(ay, ax);
   const __m128 t = _mm_div_ps(_mm_min_ps(ay, ax), _mm_max_ps(ay, ax));
@@ -568,34 +600,34 @@ inline __m128 atan2_f(__m128 yv, __m128 xv) {
 
 // Four singles as two vectors of doubles, and back.
 template <class F>
-inline __m128 widened(__m128 x, F f) {
+ZEV_INVTRIG_INLINE __m128 widened(__m128 x, F f) {
   return narrow(f(widen_lo(x)), f(widen_hi(x)));
 }
 template <class F>
-inline __m128 widened(__m128 y, __m128 x, F f) {
+ZEV_INVTRIG_INLINE __m128 widened(__m128 y, __m128 x, F f) {
   return narrow(f(widen_lo(y), widen_lo(x)), f(widen_hi(y), widen_hi(x)));
 }
 
 // ---- special lanes ------------------------------------------------------------------
 
 // Asin, Acos: |x| above 1 or NaN (the compare "not less or equal").
-inline __m128d asin_special(__m128d x) { return _mm_cmpnle_pd(abs_d(x), d1(1.0)); }
-inline __m128 asin_special(__m128 x) { return _mm_cmpnle_ps(abs_f(x), f1(1.0f)); }
+ZEV_INVTRIG_INLINE __m128d asin_special(__m128d x) { return _mm_cmpnle_pd(abs_d(x), d1(1.0)); }
+ZEV_INVTRIG_INLINE __m128 asin_special(__m128 x) { return _mm_cmpnle_ps(abs_f(x), f1(1.0f)); }
 // Atan, Atan2 (each part): the high word of |x| outside [0x00300000,
 // 0x7E000000), that is zero, denormals, |x| below 2^-1019 or from 2^993 on,
 // Inf, NaN: subtract 0x80300000, compare signed with 0xFDD00000.
-inline __m128d atan_special(__m128d x) {
+ZEV_INVTRIG_INLINE __m128d atan_special(__m128d x) {
   static constexpr Range32 k = range32(0x00300000u, 0x7DFFFFFFu);
   return _mm_castsi128_pd(outside(abs_high_words(x), k));
 }
 // Single Atan: |x| outside [2^-125, 2^123) (0x01000000, 0x7D000000), by the
 // limits 0x81000000 and 0xFC000000.
-inline __m128 atan_special(__m128 x) {
+ZEV_INVTRIG_INLINE __m128 atan_special(__m128 x) {
   static constexpr Range32 k = range32(0x01000000u, 0x7CFFFFFFu);
   return _mm_castsi128_ps(outside(abs_bits(x), k));
 }
 // Single Atan2 (each part): not a normal finite number.
-inline __m128 atan2_special(__m128 x) {
+ZEV_INVTRIG_INLINE __m128 atan2_special(__m128 x) {
   static constexpr Range32 k = range32(0x00800000u, 0x7F7FFFFFu);
   return _mm_castsi128_ps(outside(abs_bits(x), k));
 }
