@@ -48,7 +48,7 @@ inline unsigned not_finite_elems(const __m128d (&r)[4]) {
 // a + b with a the instruction's first operand: of two NaN lanes SSE returns
 // the first, and a plain + leaves the order to the compiler, which picked it
 // differently for the plain and the strided loop. With the scalar function's
-// first_plus, every form and level gives a's NaN.
+// nan_sum, every form and level gives a's NaN.
 inline __m128d add_first(__m128d a, __m128d b) {
   __asm__("addpd %1, %0" : "+x"(a) : "x"(b));
   return a;

@@ -7,6 +7,8 @@
 
 #include <emmintrin.h>
 
+#include "vector/common/nan_status.h"
+
 #include <cmath>
 
 #include "zev/zev_config.h"
@@ -20,12 +22,8 @@ int cdiv_full(const zev_complex8* a, const zev_complex8* b, zev_complex8* r);
 int zabs_full(const zev_complex16* a, double* r);
 int cabs_full(const zev_complex8* a, float* r);
 
-// x + y with x the first operand of the instruction: of two NaN operands
-// SSE returns the first, so the order picks the payload, and a plain + leaves
-// the order to the compiler. x - y likewise, as one instruction (a NaN y keeps
-// its sign).
-inline double first_plus(double x, double y) { return _mm_cvtsd_f64(_mm_add_sd(_mm_set_sd(x), _mm_set_sd(y))); }
-inline float first_plus(float x, float y) { return _mm_cvtss_f32(_mm_add_ss(_mm_set_ss(x), _mm_set_ss(y))); }
+// x - y as one instruction (a NaN y keeps its sign); sums go through
+// nan_sum, which keeps x's NaN of two.
 inline double minus(double x, double y) { return _mm_cvtsd_f64(_mm_sub_sd(_mm_set_sd(x), _mm_set_sd(y))); }
 inline float minus(float x, float y) { return _mm_cvtss_f32(_mm_sub_ss(_mm_set_ss(x), _mm_set_ss(y))); }
 
@@ -33,8 +31,8 @@ inline float minus(float x, float y) { return _mm_cvtss_f32(_mm_sub_ss(_mm_set_s
 // an overflow. Of two NaN parts the result is a's NaN.
 template <class C>
 inline int addsub_full(const C* a, const C* b, C* r, bool sub) {
-  r->re = sub ? minus(a->re, b->re) : first_plus(a->re, b->re);
-  r->im = sub ? minus(a->im, b->im) : first_plus(a->im, b->im);
+  r->re = sub ? minus(a->re, b->re) : nan_sum(a->re, b->re);
+  r->im = sub ? minus(a->im, b->im) : nan_sum(a->im, b->im);
   const bool in_inf = std::isinf(a->re) || std::isinf(a->im) || std::isinf(b->re) || std::isinf(b->im);
   return !in_inf && (std::isinf(r->re) || std::isinf(r->im)) ? 3 : 0;
 }
