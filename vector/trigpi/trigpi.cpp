@@ -67,7 +67,7 @@ enum class Fn { Sin, Cos, Tan };
 // tangent is +-1; step: a quarter of a half turn, inv_step its inverse.
 template <class U>
 struct Consts {
-  __m128d c, sin[5], fit[4];
+  __m128d c, sin[4], fit[4];
   __m128d quarter, shifter, inv_step, step, sign, one, zero_pos, ep_c, ep[4];
 };
 template <class U>
@@ -75,7 +75,7 @@ constexpr Consts<U> make_consts() {
   constexpr bool half = std::is_same_v<U, HalfTurn>;
   Consts<U> k{};
   k.c = d2(U::kC);
-  for (int i = 0; i < 5; ++i) k.sin[i] = d2(U::kSin[i]);
+  for (int i = 0; i < 4; ++i) k.sin[i] = d2(U::kSin[i]);
   // The fitted polynomial of the single radian sine at HA, sin s ~ s + s^3
   // (f1 + s^2 (f2 + s^2 (f3 + s^2 f4))) on |s| <= pi/2, in v = s / c: the
   // coefficient of v^(2i+3) is f(i+1) c^(2i+3).

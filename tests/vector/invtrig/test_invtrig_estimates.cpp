@@ -13,12 +13,12 @@
 #include <cstdio>
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "estimate_model.h"
 #include "vector/invtrig/invtrig_core.h"
+#include "vector/shape.h"
 
 namespace {
 
@@ -100,19 +100,16 @@ double error(F f, T x, T got, bool relative, bool flush, mpfr_t mx, mpfr_t y) {
   return e;
 }
 
-template <class T>
-using Eval = std::function<typename std::conditional<sizeof(T) == 4, __m128, __m128d>::type(
-    typename std::conditional<sizeof(T) == 4, __m128, __m128d>::type)>;
-
 struct Place {
   double bias;
   bool scattered;
 };
 const Place kPlaces[] = {{1, false}, {-1, false}, {0.5, false}, {-0.5, false}, {0, true}};
 
-template <class T>
-void check(const char* name, F f, Level level, Eval<T> eval) {
-  using V = typename std::conditional<sizeof(T) == 4, __m128, __m128d>::type;
+// eval: a function of one vector of T (four floats or two doubles).
+template <class T, class E>
+void check(const char* name, F f, Level level, E eval) {
+  using V = typename zev::vk::Vec<T>::V;
   constexpr int L = sizeof(V) / sizeof(T);
   const std::vector<T> xs = inputs<T>(f);
   const bool ep = level == Level::EP;
