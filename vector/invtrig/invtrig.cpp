@@ -4,10 +4,11 @@
 //
 // Levels: double HA and LA by the arithmetic of invtrig_core.h in double
 // (Atan by its interval table, Atan2 by one division and a polynomial of
-// degree 39); double EP by the shorter series and polynomials. Single LA and
-// EP in single; single HA in double on the widened lanes (Asin and Acos by
-// the double LA arithmetic, Atan and Atan2 by the double EP polynomial, both
-// within 2^-28 before the one rounding to single).
+// degree 39 at LA, by atan2_dd's one-division pair at HA); double EP by
+// the shorter series and polynomials. Single LA and EP in single; single
+// HA in double on the widened lanes (Asin and Acos by the double LA
+// arithmetic, Atan and Atan2 by the double EP polynomial, both within 2^-28
+// before the one rounding to single).
 //
 // Special lanes and their scalar functions: Asin and Acos: |x| > 1 and NaN
 // (dAsin LA lets NaN through the block arithmetic), NaN gives x/x with status
@@ -162,6 +163,10 @@ struct Binary : Blocks<T, kBlk<T>> {
   [[gnu::always_inline]] static V eval(V y, V x, V& special) {
     if constexpr (std::is_same_v<T, double>) {
       special = _mm_or_pd(atan_special(y), atan_special(x));
+      if constexpr (L == Level::HA) {
+        special = _mm_or_pd(special, atan2_hd_special(y, x));
+        return atan2_hd<Pi>(y, x);
+      }
       return atan2_d<L, Pi, L == Level::EP>(y, x);
     } else {
       special = _mm_or_ps(atan2_special(y), atan2_special(x));

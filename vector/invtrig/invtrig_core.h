@@ -30,6 +30,7 @@
 #include <cstdint>
 
 #include "vector/common/widen.h"
+#include "vector/common/atan2_dd.h"
 #include "vector/common/bits.h"
 #include "vector/common/consts.h"
 #include "vector/common/estrin.h"
@@ -458,6 +459,34 @@ ZEV_INVTRIG_INLINE Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
   const __m128d cl = select(g, d1(A::half.lo), _mm_and_pd(xmask, d1(A::full.lo)));
   const __m128d fl = _mm_xor_pd(_mm_and_pd(g, sign_d()), xneg);
   return {ch, cl, vh, vl, fl, eq};
+}
+
+// The kernels' HA: atan(m/M) as a pair from one division with an exact
+// residual and no estimate (atan_ratio_dd, within about 2^-58), then C and
+// the sign as above. Its range is narrower than the other levels': lanes
+// that atan2_hd_special marks go to the scalar function.
+template <bool Pi>
+ZEV_INVTRIG_INLINE __m128d atan2_hd(__m128d yv, __m128d xv) {
+  const __m128d ay = abs_d(yv), ax = abs_d(xv), z = _mm_setzero_pd();
+  const DD v = atan_ratio_dd<false>(_mm_min_pd(ay, ax), z, _mm_max_pd(ay, ax), z);
+  using A = Angles<Pi>;
+  const __m128d g = _mm_cmpgt_pd(ay, ax);
+  const __m128d xmask =
+      _mm_castsi128_pd(_mm_shuffle_epi32(_mm_srai_epi32(_mm_castpd_si128(xv), 31), _MM_SHUFFLE(3, 3, 1, 1)));
+  const __m128d ch = select(g, d1(A::half.hi), _mm_and_pd(xmask, d1(A::full.hi)));
+  const __m128d cl = select(g, d1(A::half.lo), _mm_and_pd(xmask, d1(A::full.lo)));
+  const __m128d fl = _mm_xor_pd(_mm_and_pd(g, sign_d()), _mm_and_pd(xv, sign_d()));
+  const __m128d r = finish<Level::HA, Pi>(ch, cl, v.hi, v.lo, fl);
+  return _mm_xor_pd(r, _mm_and_pd(yv, sign_d()));
+}
+// Beyond atan_special of each part: the smaller part m below 2^-960, or
+// below 2^-960 of the larger. Above both, the residuals of the ratio (about
+// 2^-26 and 2^-79 of m) and the differences m - c M (multiples of an ulp of
+// c M, at least M/8) are normal numbers, so that FTZ drops none of them.
+ZEV_INVTRIG_INLINE __m128d atan2_hd_special(__m128d yv, __m128d xv) {
+  const __m128d ay = abs_d(yv), ax = abs_d(xv);
+  const __m128d M = _mm_max_pd(ay, ax);
+  return _mm_cmplt_pd(_mm_min_pd(ay, ax), _mm_mul_pd(_mm_max_pd(M, d1(1.0)), d1(0x1p-960)));
 }
 
 template <Level L, bool Pi, bool Short = false, class E = HwEstimate>

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -402,6 +403,74 @@ TEST(Invtrig, BranchPoints) {
   };
   for (const auto& r : kS1) check(float{}, r);
   for (const auto& r : kD1) check(double{}, r);
+}
+
+// Double Atan2 and Atan2pi where the ratio reduction changes row (m/M at
+// 1/8, 3/8, 23/32, 1) and where the HA kernel hands lanes to the scalar
+// function (the smaller part near 2^-960, the ratio near 2^-960), with parts
+// near the ends of the vector range, in all four quadrants, with and without
+// FTZ/DAZ: every level within its bound against MPFR. The inputs go in one
+// call of 8 lanes, so that flagged and vector lanes share blocks.
+TEST(Invtrig, DoubleAtan2AtItsSwitchPoints) {
+  struct Pair {
+    double y, x;
+  };
+  std::vector<Pair> in;
+  auto around = [&](double y, double x) {
+    for (int k = -3; k <= 3; ++k) {
+      double yy = y;
+      for (int i = 0; i < std::abs(k); ++i) yy = std::nextafter(yy, k < 0 ? 0.0 : INFINITY);
+      for (double sy : {1.0, -1.0})
+        for (double sx : {1.0, -1.0}) in.push_back({sy * yy, sx * x});
+    }
+  };
+  for (double M : {1.0, 0x1.6p-3, 0x1p-900, 0x1p-843, 0x1p-1017, 0x1.8p992})
+    for (double ratio : {0.125, 0.375, 0.71875, 1.0, 0x1p-60, 0x1p-117, 0x1p-960, 0x1p-961, 0x1.3p-955}) {
+      around(M * ratio, M);
+      around(M, M * ratio);
+    }
+  for (double y : {0x1.fffffffffffffp-901, 0x1p-900, 0x1.0000000000001p-900})
+    for (double x : {0x1p-1019, 0x1.8p-1018, 0x1.7p-902, 0x1.4p-900}) {
+      around(y, x);
+      around(x, y);
+    }
+  const int n = static_cast<int>(in.size());
+  std::vector<double> ys(n), xs(n), out(n);
+  for (int i = 0; i < n; ++i) ys[i] = in[i].y, xs[i] = in[i].x;
+  mpfr_t my, mx, r, d;
+  mpfr_inits2(200, my, mx, r, d, (mpfr_ptr)0);
+  for (const auto& row : kD2) {
+    const bool pi = std::string(row.fn) == "Atan2pi";
+    for (unsigned ftz : {VQM_FTZDAZ_OFF, VQM_FTZDAZ_ON})
+      for (int l = 0; l < 3; ++l) {
+        ModeScope mode(VQM_ERRMODE_IGNORE | ftz);
+        double worst = 0;
+        int at = 0;
+        for (int b = 0; b + 8 <= n; b += 8) row.f[l](8, ys.data() + b, xs.data() + b, out.data() + b);
+        for (int i = 0; i < n / 8 * 8; ++i) {
+          mpfr_set_d(my, ys[i], MPFR_RNDN);
+          mpfr_set_d(mx, xs[i], MPFR_RNDN);
+          pi ? mpfr_atan2pi(r, my, mx, MPFR_RNDN) : mpfr_atan2(r, my, mx, MPFR_RNDN);
+          // Under FTZ/DAZ a subnormal part reads as zero and a result below
+          // the normal range may come back as zero: those lanes are not judged.
+          if (ftz == VQM_FTZDAZ_ON && (std::fabs(ys[i]) < 0x1p-1022 || std::fabs(xs[i]) < 0x1p-1022 ||
+                                       mpfr_zero_p(r) || mpfr_get_exp(r) <= -1022))
+            continue;
+          mpfr_set_d(d, out[i], MPFR_RNDN);
+          mpfr_sub(d, d, r, MPFR_RNDN);
+          if (l == 2)
+            mpfr_div(d, d, r, MPFR_RNDN);
+          else  // ulps of the exact result, the least normal's below the normal range
+            mpfr_mul_2si(d, d, 53 - std::max<long>(mpfr_get_exp(r), -1021), MPFR_RNDN);
+          const double e = std::fabs(mpfr_get_d(d, MPFR_RNDN));
+          if (e > worst) worst = e, at = i;
+        }
+        const double bound = l == 2 ? 0x1p-26 : l == 1 ? 1.0 : 4.0;
+        EXPECT_LE(worst, bound) << row.fn << " " << kLevel[l] << (ftz == VQM_FTZDAZ_ON ? " FTZ" : "") << " at y "
+                                << ys[at] << " x " << xs[at];
+      }
+  }
+  mpfr_clears(my, mx, r, d, (mpfr_ptr)0);
 }
 
 }  // namespace
