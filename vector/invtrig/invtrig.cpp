@@ -107,12 +107,16 @@ struct Unary : Blocks<T, kBlk<T>> {
     if constexpr (std::is_same_v<T, double>) {
       if constexpr (F == Fn::Atan) {
         special = atan_special(x);
-        if constexpr (Pi && L != Level::HA)
+        if constexpr (Pi && L != Level::HA) {
           return atanpi_div_d<L>(x);
-        else if constexpr (L == Level::EP)
+        } else if constexpr (Pi) {  // atan2pi(x, 1) by the one-division pair
+          special = _mm_or_pd(special, atan2_hd_special(x, d1(1.0)));
+          return atan2_hd<true>(x, d1(1.0));
+        } else if constexpr (L == Level::EP) {
           return atan_ep_d<E, Pi>(x);
-        else
+        } else {
           return atan_table_d<E, L, Pi>(x);
+        }
       } else {
         // dAsin at LA: NaN is not flagged, it runs through as NaN.
         if constexpr (F == Fn::Asin && L == Level::LA && !Pi)
