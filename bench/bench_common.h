@@ -66,8 +66,8 @@ void add(const char* row, const char* impl, void* fn, bool binary, Domain a, Dom
          const std::vector<long>& sizes);
 
 // Registers our three entries of a row (_vqm<row>_21/_50, _vqm<row>,
-// _vqm<row>_11/_26) under zev_LA, zev_HA and zev_EP; entries that are absent
-// or report status -2 (not built) are left out.
+// _vqm<row>_11/_26) under zev_LA, zev_HA and zev_EP; an absent entry is
+// left out.
 void add_ours(const char* row, bool binary, Domain a, Domain b, const std::vector<long>& sizes);
 
 // ---- Adapters ------------------------------------------------------------

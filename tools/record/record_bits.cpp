@@ -60,8 +60,8 @@ int record_callback(zev_vqm_error_record* e) {
   Hash& h = *g_hash;
   h.value(e->status);
   h.value(e->index);
-  // The argument and result fields of a bad-argument or unbuilt report, and
-  // the imaginary parts of a real row's report, are not filled in.
+  // The argument and result fields of a status -1 or -2 report, and the
+  // imaginary parts of a real row's report, are not filled in.
   if (e->status != -1 && e->status != -2) {
     h.value(e->a1);
     h.value(e->a2);

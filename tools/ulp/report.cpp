@@ -51,7 +51,6 @@ static std::string worst_text(const LevelResult& r) {
 
 static const char* state_text(const LevelResult& r) {
   switch (r.state) {
-    case State::NotBuilt: return "not built";
     case State::Missing: return "no entry";
     default: return r.pass() ? "pass" : "FAIL";
   }

@@ -451,27 +451,6 @@ std::vector<LevelResult> measure_function(const FuncDesc& fd, const Options& opt
   void* fns[3] = {};
   void* sfns[3] = {};
   bool any = false;
-  // A row whose family is not built yet answers with status -2 and writes nothing.
-  auto built = [&](void* fn, bool strided) {
-    const Point probe[4] = {{0.75, 0.75}, {0.75, 0.75}, {0.75, 0.75}, {0.75, 0.75}};
-    env.clear_status();
-    if (single) {
-      float o[4];
-      if (strided)
-        StridedCaller<float>{fn, fd.arity, {}, {}, {}}.run(probe, 4, 2, 2, 2, o);
-      else
-        Caller<float>(fn, fd.arity).run(probe, 4, 0, 0, 0, false, o);
-    } else {
-      double o[4];
-      if (strided)
-        StridedCaller<double>{fn, fd.arity, {}, {}, {}}.run(probe, 4, 2, 2, 2, o);
-      else
-        Caller<double>(fn, fd.arity).run(probe, 4, 0, 0, 0, false, o);
-    }
-    const int status = env.get_status();
-    env.clear_status();
-    return status != -2;
-  };
   for (int lv = 0; lv < 3; ++lv) {
     LevelResult& r = out[lv];
     r.row = std::string(fd.row) + (fd.arity == Arity::First2 ? " r1" : fd.arity == Arity::Second2 ? " r2" : "");
@@ -485,15 +464,10 @@ std::vector<LevelResult> measure_function(const FuncDesc& fd, const Options& opt
       r.state = State::Missing;
       continue;
     }
-    if (!built(fns[lv], false)) {
-      r.state = State::NotBuilt;
-      continue;
-    }
     r.state = State::Measured;
     any = true;
     const std::string sname = entry_name(std::string(fd.row) + "I", lv);
     sfns[lv] = env.resolve(sname.c_str());
-    if (sfns[lv] && !built(sfns[lv], true)) sfns[lv] = nullptr;
     if (sfns[lv]) r.strided_entry = sname;
   }
   if (!any) return out;

@@ -145,7 +145,7 @@ struct Options {
   bool verbose = false;
 };
 
-enum class State { Measured, NotBuilt, Missing };
+enum class State { Measured, Missing };
 
 struct Example {
   Point in;
@@ -181,9 +181,8 @@ struct LevelResult {
 // Inputs of a function: specials, dense steps and random points, shuffled.
 std::vector<Point> make_inputs(const FuncDesc& fd, const Options& opt);
 
-// Measures every level of one function. Levels whose entry reports status -2
-// (not built) or is missing are returned as such; references are computed
-// only when some level is built.
+// Measures every level of one function. Levels whose entry is missing are
+// returned as such; references are computed only when some level has one.
 std::vector<LevelResult> measure_function(const FuncDesc& fd, const Options& opt, const Env& env);
 
 // Reports.
