@@ -8,8 +8,9 @@
 // once by n for the sine and a second time from a by m = n +- 1/2 for the
 // cosine. HA takes n in float and the rest in double, rounding once.
 //
-// Lanes above 10000 (and NaN, Inf) take the large path in the same block: the
-// double table path with its vector Payne-Hanek reduction, rounded to float.
+// Lanes above 10000 (and NaN, Inf) take the large path in the same block: a
+// Payne-Hanek reduction on 32-bit words and the float table of 256 rows
+// (ssincos_large.h), the same at every level.
 #include "vector/common/level.h"
 #include "vector/shape.h"
 #include "vector/trig/ssincos_core.h"
@@ -49,12 +50,16 @@ template <Level L>
 struct SSinP : SBase {
   static constexpr int kBlock = L == Level::HA ? 16 : 8;
   static constexpr const char* kName = "vsSin";
+  static V ordinary(V x, V a) {
+    const SinRed q = sin_n(a);
+    return _mm_xor_ps(sin_reduced<L, false>(a, q.n), _mm_xor_ps(parity_sign(q.t), sign_of(x)));
+  }
   static V eval(V x, V& special) {
     const V a = abs_of(x);
     special = not_finite(a);
-    const SinRed q = sin_n(a);
-    const V y = _mm_xor_ps(sin_reduced<L, false>(a, q.n), _mm_xor_ps(parity_sign(q.t), sign_of(x)));
-    return with_large(x, a, y, 0);
+    const V large = large_lanes(a);
+    if (_mm_movemask_ps(large) != 0) return large_block<ordinary>(x, large, 0);
+    return ordinary(x, a);
   }
 };
 
@@ -62,12 +67,16 @@ template <Level L>
 struct SCosP : SBase {
   static constexpr int kBlock = L == Level::HA ? 16 : 8;
   static constexpr const char* kName = "vsCos";
+  static V ordinary(V, V a) {
+    const SinRed q = cos_n(a);
+    return cos_one(a, _mm_xor_ps(sin_reduced<L, true>(a, q.n), parity_sign(q.t)));
+  }
   static V eval(V x, V& special) {
     const V a = abs_of(x);
     special = not_finite(a);
-    const SinRed q = cos_n(a);
-    const V y = cos_one(a, _mm_xor_ps(sin_reduced<L, true>(a, q.n), parity_sign(q.t)));
-    return with_large(x, a, y, 128);
+    const V large = large_lanes(a);
+    if (_mm_movemask_ps(large) != 0) return large_block<ordinary>(x, large, 64);
+    return ordinary(x, a);
   }
 };
 
@@ -80,11 +89,6 @@ struct SSinCosBase : SBase {
     const int st = not_finite_lane(*x, s);
     *c = *s;
     return st;
-  }
-  static V sincos_large(V x, V a, V s, V& c) {
-    const V large = _mm_cmpnle_ps(a, kS.bound);
-    if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) large_pair(x, large, s, c);
-    return s;
   }
 };
 
@@ -118,11 +122,10 @@ alignas(16) constexpr SinCosQuadConst kSCQ = {
 };
 
 struct SSinCosLAEP : SSinCosBase {
-  static V eval(V x, V& cos_out, V& special) {
+  static V ordinary(V x, V& cos_out) {
     const SConst& c = kS;
     const SinCosQuadConst& q = kSCQ;
     const V a = abs_of(x);
-    special = not_finite(a);
     const V t = _mm_add_ps(_mm_mul_ps(a, q.inv), c.shifter);
     const V k = _mm_sub_ps(t, c.shifter);
     V r = _mm_sub_ps(a, _mm_mul_ps(k, q.p1));
@@ -141,8 +144,14 @@ struct SSinCosLAEP : SSinCosBase {
     const V flip1 = _mm_and_ps(fv(_mm_slli_epi32(tb, 30)), c.sign);
     const V d = _mm_and_ps(_mm_xor_ps(sr, cr), fv(_mm_srai_epi32(_mm_castps_si128(flip0), 31)));
     cos_out = _mm_xor_ps(_mm_xor_ps(cr, d), _mm_xor_ps(flip1, flip0));
-    const V sn = _mm_xor_ps(_mm_xor_ps(sr, d), _mm_xor_ps(flip1, sign_of(x)));
-    return sincos_large(x, a, sn, cos_out);
+    return _mm_xor_ps(_mm_xor_ps(sr, d), _mm_xor_ps(flip1, sign_of(x)));
+  }
+  static V eval(V x, V& cos_out, V& special) {
+    const V a = abs_of(x);
+    special = not_finite(a);
+    const V large = large_lanes(a);
+    if (_mm_movemask_ps(large) != 0) return large_block_pair<ordinary>(x, large, cos_out);
+    return ordinary(x, cos_out);
   }
 };
 
