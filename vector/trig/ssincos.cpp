@@ -50,16 +50,12 @@ template <Level L>
 struct SSinP : SBase {
   static constexpr int kBlock = L == Level::HA ? 16 : 8;
   static constexpr const char* kName = "vsSin";
-  static V ordinary(V x, V a) {
-    const SinRed q = sin_n(a);
-    return _mm_xor_ps(sin_reduced<L, false>(a, q.n), _mm_xor_ps(parity_sign(q.t), sign_of(x)));
-  }
   static V eval(V x, V& special) {
     const V a = abs_of(x);
     special = not_finite(a);
-    const V large = large_lanes(a);
-    if (_mm_movemask_ps(large) != 0) return large_block<ordinary>(x, large, 0);
-    return ordinary(x, a);
+    const SinRed q = sin_n(a);
+    const V y = _mm_xor_ps(sin_reduced<L, false>(a, q.n), _mm_xor_ps(parity_sign(q.t), sign_of(x)));
+    return with_large(x, a, y, 0);
   }
 };
 
@@ -67,16 +63,12 @@ template <Level L>
 struct SCosP : SBase {
   static constexpr int kBlock = L == Level::HA ? 16 : 8;
   static constexpr const char* kName = "vsCos";
-  static V ordinary(V, V a) {
-    const SinRed q = cos_n(a);
-    return cos_one(a, _mm_xor_ps(sin_reduced<L, true>(a, q.n), parity_sign(q.t)));
-  }
   static V eval(V x, V& special) {
     const V a = abs_of(x);
     special = not_finite(a);
-    const V large = large_lanes(a);
-    if (_mm_movemask_ps(large) != 0) return large_block<ordinary>(x, large, 64);
-    return ordinary(x, a);
+    const SinRed q = cos_n(a);
+    const V y = cos_one(a, _mm_xor_ps(sin_reduced<L, true>(a, q.n), parity_sign(q.t)));
+    return with_large(x, a, y, 64);
   }
 };
 
@@ -122,10 +114,11 @@ alignas(16) constexpr SinCosQuadConst kSCQ = {
 };
 
 struct SSinCosLAEP : SSinCosBase {
-  static V ordinary(V x, V& cos_out) {
+  static V eval(V x, V& cos_out, V& special) {
     const SConst& c = kS;
     const SinCosQuadConst& q = kSCQ;
     const V a = abs_of(x);
+    special = not_finite(a);
     const V t = _mm_add_ps(_mm_mul_ps(a, q.inv), c.shifter);
     const V k = _mm_sub_ps(t, c.shifter);
     V r = _mm_sub_ps(a, _mm_mul_ps(k, q.p1));
@@ -144,14 +137,8 @@ struct SSinCosLAEP : SSinCosBase {
     const V flip1 = _mm_and_ps(fv(_mm_slli_epi32(tb, 30)), c.sign);
     const V d = _mm_and_ps(_mm_xor_ps(sr, cr), fv(_mm_srai_epi32(_mm_castps_si128(flip0), 31)));
     cos_out = _mm_xor_ps(_mm_xor_ps(cr, d), _mm_xor_ps(flip1, flip0));
-    return _mm_xor_ps(_mm_xor_ps(sr, d), _mm_xor_ps(flip1, sign_of(x)));
-  }
-  static V eval(V x, V& cos_out, V& special) {
-    const V a = abs_of(x);
-    special = not_finite(a);
-    const V large = large_lanes(a);
-    if (_mm_movemask_ps(large) != 0) return large_block_pair<ordinary>(x, large, cos_out);
-    return ordinary(x, cos_out);
+    const V sn = _mm_xor_ps(_mm_xor_ps(sr, d), _mm_xor_ps(flip1, sign_of(x)));
+    return with_large_pair(x, a, sn, cos_out);
   }
 };
 

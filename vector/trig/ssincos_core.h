@@ -1,7 +1,7 @@
 // The arithmetic of the single circular kernels (sSin, sCos, sSinCos): the
 // constants, the reductions by pi in float and in double, the polynomials,
-// and the hand-over to the large path (ssincos_large.h). The complex CIS of single
-// runs the SinCos HA arithmetic from here.
+// and the hand-over to the large path (ssincos_large.h). The complex CIS of
+// single runs the SinCos HA arithmetic from here.
 #pragma once
 
 #include "vector/trig/ssincos_large.h"
@@ -98,36 +98,34 @@ inline __m128 sin_reduced_ha(__m128 a, __m128 n) {
   return _mm_movelh_ps(_mm_cvtpd_ps(poly_ha(r0)), _mm_cvtpd_ps(poly_ha(r1)));
 }
 
-// The large path of ssincos_large.h for a group with lanes above the bound
-// (or NaN, Inf): those lanes from it, the others from `ord` (x, a), which is
-// skipped when every lane is large. turn 0 gives the sine (with the sign of
-// x), 64 the cosine. Out of line: the ordinary case does not pay for it.
-template <auto ord>
-__attribute__((noinline)) __m128 large_block(__m128 x, __m128 large, int turn) {
-  const __m128 a = abs_of(x);
-  __m128 v = table_sin4(reduce_large4(a), turn);
+// The lanes of `large` (above the bound, or NaN, Inf) recomputed by the large
+// path of ssincos_large.h and merged into y. turn 0 gives the sine (with the
+// sign of x), 64 the cosine. Out of line: the ordinary case does not pay for
+// it.
+inline __attribute__((noinline)) __m128 large_path(__m128 x, __m128 large, __m128 y, int turn) {
+  __m128 v = table_sin4(reduce_large4(abs_of(x)), turn);
   if (turn == 0) v = _mm_xor_ps(v, sign_of(x));
-  if (_mm_movemask_ps(large) == 15) return v;
-  return select(large, v, ord(x, a));
+  return select(large, v, y);
 }
 
-// Both results from one reduction; `ord` (x, cos) gives the ordinary sine
-// and cosine.
-template <auto ord>
-__attribute__((noinline)) __m128 large_block_pair(__m128 x, __m128 large, __m128& c) {
+// Both results of the lanes of `large` from one reduction.
+inline __attribute__((noinline)) void large_pair(__m128 x, __m128 large, __m128& s, __m128& c) {
   const SReduced red = reduce_large4(abs_of(x));
-  __m128 s = _mm_xor_ps(table_sin4(red, 0), sign_of(x));
-  c = table_sin4(red, 64);
-  if (_mm_movemask_ps(large) != 15) {
-    __m128 oc;
-    const __m128 os = ord(x, oc);
-    s = select(large, s, os);
-    c = select(large, c, oc);
-  }
+  s = select(large, _mm_xor_ps(table_sin4(red, 0), sign_of(x)), s);
+  c = select(large, table_sin4(red, 64), c);
+}
+
+inline __m128 with_large(__m128 x, __m128 a, __m128 y, int turn) {
+  const __m128 large = _mm_cmpnle_ps(a, kS.bound);
+  if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) return large_path(x, large, y, turn);
+  return y;
+}
+
+inline __m128 with_large_pair(__m128 x, __m128 a, __m128 s, __m128& c) {
+  const __m128 large = _mm_cmpnle_ps(a, kS.bound);
+  if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) large_pair(x, large, s, c);
   return s;
 }
-
-inline __m128 large_lanes(__m128 a) { return _mm_cmpnle_ps(a, kS.bound); }
 
 // t = a/pi + shifter and n = t - shifter (sine); for the cosine t from
 // a + pi/2 and n the half-integer below.
@@ -152,8 +150,8 @@ inline __m128 cos_one(__m128 a, __m128 y) {
 
 // sSinCos at HA: in double, r = a - n pi with two parts, and for the cosine a
 // second reduction from a by m = n + sgn(r)/2 (see cos_arg of dsincos.cpp),
-// rounded once at the end.
-inline __m128 sincos_ha_ordinary(__m128 x, __m128& cos_out) {
+// rounded once at the end; lanes above the bound take the large path.
+inline __m128 sincos_ha(__m128 x, __m128& cos_out) {
   const SConst& c = kS;
   const __m128 a = abs_of(x);
   const SinRed q = sin_n(a);
@@ -170,14 +168,8 @@ inline __m128 sincos_ha_ordinary(__m128 x, __m128& cos_out) {
   }
   const __m128 par = parity_sign(q.t);
   cos_out = cos_one(a, _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(co[0]), _mm_cvtpd_ps(co[1])), par));
-  return _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])), _mm_xor_ps(par, sign_of(x)));
-}
-
-// The same with the lanes above the bound on the large path.
-inline __m128 sincos_ha(__m128 x, __m128& cos_out) {
-  const __m128 large = large_lanes(abs_of(x));
-  if (_mm_movemask_ps(large) != 0) return large_block_pair<sincos_ha_ordinary>(x, large, cos_out);
-  return sincos_ha_ordinary(x, cos_out);
+  const __m128 sn = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])), _mm_xor_ps(par, sign_of(x)));
+  return with_large_pair(x, a, sn, cos_out);
 }
 
 }  // namespace zev::vk::trig::sgl
