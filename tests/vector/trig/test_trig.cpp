@@ -211,7 +211,7 @@ TEST(Trig, HardArgumentsAndSwitchPoints) {
 // cosines next to their zeros), the same significands six binades lower
 // (closest to multiples of pi/128, the step of the table: the remainder after
 // the row is almost all in the lower words of the fraction), the largest
-// float, and the first floats past 10000 in each row of a quarter turn.
+// float, and the floats nearest the first 64 multiples of pi/128 past 10000.
 TEST(Trig, SingleLargePathHardArguments) {
   const uint32_t kHard[] = {
       0x6f79be45, 0x50a3e87f, 0x6ff9be45, 0x5123e87f, 0x7079be45, 0x6a1976f1,  // near k pi/2
@@ -229,7 +229,8 @@ TEST(Trig, SingleLargePathHardArguments) {
       in.push_back(x);
       in.push_back(-x);
     }
-  for (int j = 0; j < 64; ++j) in.push_back(std::nextafter(static_cast<float>(std::ceil(10000 / (M_PI / 128)) + j) * static_cast<float>(M_PI / 128), 0.0f));
+  const double first = std::ceil(10000 / (M_PI / 128));  // the first multiple of pi/128 past 10000
+  for (int j = 0; j < 64; ++j) in.push_back(static_cast<float>((first + j) * (M_PI / 128)));
   ModeScope mode(VQM_ERRMODE_IGNORE);
   std::vector<float> out(in.size());
   for (const auto& e : kS) {
