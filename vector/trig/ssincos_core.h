@@ -1,9 +1,10 @@
 // The arithmetic of the single circular kernels (sSin, sCos, sSinCos): the
 // constants, the reductions by pi in float and in double, the polynomials,
-// and the large path through the double table. The complex CIS of single
-// runs the SinCos HA arithmetic from here.
+// and the hand-over to the large path (ssincos_large.h). The complex CIS of
+// single runs the SinCos HA arithmetic from here.
 #pragma once
 
+#include "vector/trig/ssincos_large.h"
 #include "vector/trig/trig_common.h"
 
 namespace zev::vk::trig::sgl {
@@ -97,38 +98,33 @@ inline __m128 sin_reduced_ha(__m128 a, __m128 n) {
   return _mm_movelh_ps(_mm_cvtpd_ps(poly_ha(r0)), _mm_cvtpd_ps(poly_ha(r1)));
 }
 
-// The large path: the lanes of `large` recomputed by the double table path.
-// turn 0 gives the sine (with the sign of x), 128 the cosine.
-inline __attribute__((noinline)) __m128 large_path(__m128 x, __m128 large, __m128 y, unsigned turn) {
-  const __m128 a = abs_of(x);
-  __m128d h[2];
-  for (int k = 0; k < 2; ++k) {
-    const __m128d ad = _mm_cvtps_pd(k == 0 ? a : _mm_movehl_ps(a, a));
-    h[k] = table_sin(reduce_any(ad), turn);
-  }
-  __m128 v = _mm_movelh_ps(_mm_cvtpd_ps(h[0]), _mm_cvtpd_ps(h[1]));
+// The lanes of `large` (above the bound, or NaN, Inf) recomputed by the large
+// path of ssincos_large.h and merged into y. turn 0 gives the sine (with the
+// sign of x), 64 the cosine. Out of line: the ordinary case does not pay for
+// it.
+inline __attribute__((noinline)) __m128 large_path(__m128 x, __m128 large, __m128 y, int turn) {
+  __m128 v = table_sin4(reduce_large4(abs_of(x)), turn);
   if (turn == 0) v = _mm_xor_ps(v, sign_of(x));
   return select(large, v, y);
 }
 
 // Both results of the lanes of `large` from one reduction.
 inline __attribute__((noinline)) void large_pair(__m128 x, __m128 large, __m128& s, __m128& c) {
-  const __m128 a = abs_of(x);
-  __m128d hs[2], hc[2];
-  for (int k = 0; k < 2; ++k) {
-    const Reduced red = reduce_any(_mm_cvtps_pd(k == 0 ? a : _mm_movehl_ps(a, a)));
-    hs[k] = table_sin(red, 0);
-    hc[k] = table_sin(red, 128);
-  }
-  const __m128 vs = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(hs[0]), _mm_cvtpd_ps(hs[1])), sign_of(x));
-  s = select(large, vs, s);
-  c = select(large, _mm_movelh_ps(_mm_cvtpd_ps(hc[0]), _mm_cvtpd_ps(hc[1])), c);
+  const SReduced red = reduce_large4(abs_of(x));
+  s = select(large, _mm_xor_ps(table_sin4(red, 0), sign_of(x)), s);
+  c = select(large, table_sin4(red, 64), c);
 }
 
-inline __m128 with_large(__m128 x, __m128 a, __m128 y, unsigned turn) {
+inline __m128 with_large(__m128 x, __m128 a, __m128 y, int turn) {
   const __m128 large = _mm_cmpnle_ps(a, kS.bound);
   if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) return large_path(x, large, y, turn);
   return y;
+}
+
+inline __m128 with_large_pair(__m128 x, __m128 a, __m128 s, __m128& c) {
+  const __m128 large = _mm_cmpnle_ps(a, kS.bound);
+  if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) large_pair(x, large, s, c);
+  return s;
 }
 
 // t = a/pi + shifter and n = t - shifter (sine); for the cosine t from
@@ -172,10 +168,8 @@ inline __m128 sincos_ha(__m128 x, __m128& cos_out) {
   }
   const __m128 par = parity_sign(q.t);
   cos_out = cos_one(a, _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(co[0]), _mm_cvtpd_ps(co[1])), par));
-  __m128 sn = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])), _mm_xor_ps(par, sign_of(x)));
-  const __m128 large = _mm_cmpnle_ps(a, c.bound);
-  if (__builtin_expect(_mm_movemask_ps(large) != 0, 0)) large_pair(x, large, sn, cos_out);
-  return sn;
+  const __m128 sn = _mm_xor_ps(_mm_movelh_ps(_mm_cvtpd_ps(s[0]), _mm_cvtpd_ps(s[1])), _mm_xor_ps(par, sign_of(x)));
+  return with_large_pair(x, a, sn, cos_out);
 }
 
 }  // namespace zev::vk::trig::sgl

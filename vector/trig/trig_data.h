@@ -15,5 +15,13 @@ extern const double kTanPivot256[256][13];
 // Row e, a biased exponent of a double: floor(2^(192 + e - 1075) / (2 pi))
 // modulo 2^192, most significant word first.
 extern const uint64_t kInvTwoPi64[2048][3];
+// The large path of the single kernels. Row j for the angle j pi/128, one
+// turn, in float: cosLo, sinHi, sinLo, cosHi (a power of two with its sign,
+// or 0). The cosine enters it 64 rows further on.
+extern const float kSinCos256[256][4];
+// Row e, a biased exponent of a float: floor(2^(96 + e - 150) / (2 pi))
+// modulo 2^96, most significant word first, then a zero word (a row is one
+// aligned load).
+extern const uint32_t kInvTwoPi32[256][4];
 
 }  // namespace zev::vk::trigdata

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cfloat>
 #include <cmath>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -203,6 +204,45 @@ TEST(Trig, HardArgumentsAndSwitchPoints) {
   for (const auto& e : kD) check_hard(e);
 }
 
+// The single kernels' large path (above 10000) is the same at every level and
+// holds 1 ulp at each. Its hardest arguments: the floats closest to multiples
+// of pi/2 relative to their size (a brute search over every float above 10000,
+// m 2^(e-150) against 2^(e-150)/(pi/2) mod 1 to 128 bits; the sines and
+// cosines next to their zeros), the same significands six binades lower
+// (closest to multiples of pi/128, the step of the table: the remainder after
+// the row is almost all in the lower words of the fraction), the largest
+// float, and the floats nearest the first 64 multiples of pi/128 past 10000.
+TEST(Trig, SingleLargePathHardArguments) {
+  const uint32_t kHard[] = {
+      0x6f79be45, 0x50a3e87f, 0x6ff9be45, 0x5123e87f, 0x7079be45, 0x6a1976f1,  // near k pi/2
+      0x53b146a6, 0x65898498, 0x51a3e87f, 0x77584625, 0x4c2332e9, 0x6c55da58,
+      0x6c79be45, 0x4da3e87f, 0x6cf9be45, 0x4e23e87f, 0x671976f1, 0x50b146a6,  // near k pi/128
+      0x62898498, 0x74584625, 0x492332e9, 0x6955da58, 0x7f7fffff, 0x461c4001,
+  };
+  std::vector<float> in;
+  for (uint32_t b : kHard)
+    for (uint32_t d : {0u, 1u, ~0u}) {
+      float x;
+      const uint32_t u = b + d;
+      std::memcpy(&x, &u, sizeof x);
+      if (!(x > 10000.0f) || std::isinf(x)) continue;
+      in.push_back(x);
+      in.push_back(-x);
+    }
+  const double first = std::ceil(10000 / (M_PI / 128));  // the first multiple of pi/128 past 10000
+  for (int j = 0; j < 64; ++j) in.push_back(static_cast<float>((first + j) * (M_PI / 128)));
+  ModeScope mode(VQM_ERRMODE_IGNORE);
+  std::vector<float> out(in.size());
+  for (const auto& e : kS) {
+    if (e.fn == kTan) continue;
+    e.run(static_cast<int>(in.size()), in.data(), out.data());
+    for (size_t i = 0; i < in.size(); ++i) {
+      const double u = ulp_error<float>(kRef[e.fn], in[i], out[i]);
+      EXPECT_LE(u, 1.0) << e.name << " at " << std::hexfloat << in[i] << " got " << out[i];
+    }
+  }
+}
+
 // ---- shared reductions ----
 
 template <class T>
@@ -220,7 +260,7 @@ std::vector<T> mixed_inputs(int n, unsigned seed) {
 
 // dSinCos HA reduces once for both results, as dSin and dCos do: the same
 // bits. At every level, lanes that take the large path agree too: dSinCos LA
-// and EP with the table path of dSin, sSinCos with the double path of sSin and
+// and EP with the table path of dSin, sSinCos with the large path of sSin and
 // sCos above 10000.
 TEST(Trig, SinCosAgreesWithSinAndCos) {
   ModeScope mode(VQM_ERRMODE_IGNORE);
