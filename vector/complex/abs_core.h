@@ -32,8 +32,8 @@ namespace zev::vk::cx {
 
 struct AbsConst {
   __m128d abs, hi_mask, one, c1, c2, c3, c4, c5;
-  __m128d z_lo, z_hi, c_lo, c_hi;
-  __m128 gap, tiny;
+  __m128d z_lo, z_hi, c_lo, c_hi, tiny;
+  __m128 gap;
   Range32 z_range, c_range;
 };
 inline constexpr AbsConst kAbs = {
@@ -49,8 +49,8 @@ inline constexpr AbsConst kAbs = {
     .z_hi = d2(0x1p66),
     .c_lo = d2(0x1p-126),
     .c_hi = d2(0x1p126),
+    .tiny = d2(0x1p-511),  // the square of a smaller part underflows
     .gap = u4(0x00600000u),                      // exponents six apart
-    .tiny = u4(0x20000000u),                     // 2^-511: the square underflows below
     .z_range = range32(0x3BC00000u, 0x440FFFFFu),  // S in [2^-67, 2^66)
     .c_range = range32(0x38100000u, 0x47CFFFFFu),  // S in [2^-126, 2^126)
 };
@@ -76,14 +76,13 @@ struct ZAbsCore {
     }
     // The exponent gap and the range test each compare the four elements'
     // high words at once; a lane an element, widened to the double lanes.
-    const __m128i wm = high_words2(m[0], m[1]);
-    const __m128i apart = _mm_cmpgt_epi32(_mm_sub_epi32(high_words2(M[0], M[1]), wm), bits(kAbs.gap));
-    const __m128i tiny = _mm_cmplt_epi32(wm, bits(kAbs.tiny));
+    const __m128i apart =
+        _mm_cmpgt_epi32(_mm_sub_epi32(high_words2(M[0], M[1]), high_words2(m[0], m[1])), bits(kAbs.gap));
     V sh[2], sl[2], s[2];
     for (int h = 0; h < 2; ++h) {
       const V Mh = _mm_and_pd(M[h], kAbs.hi_mask), Ml = _mm_sub_pd(M[h], Mh);
       const V far = _mm_castsi128_pd(h ? _mm_unpackhi_epi32(apart, apart) : _mm_unpacklo_epi32(apart, apart));
-      m[h] = _mm_andnot_pd(_mm_castsi128_pd(h ? _mm_unpackhi_epi32(tiny, tiny) : _mm_unpacklo_epi32(tiny, tiny)), m[h]);
+      m[h] = _mm_andnot_pd(_mm_cmplt_pd(m[h], kAbs.tiny), m[h]);  // a NaN stays
       const V mh = _mm_andnot_pd(far, _mm_and_pd(m[h], kAbs.hi_mask));
       const V ml = _mm_sub_pd(m[h], mh);
       sh[h] = _mm_add_pd(_mm_mul_pd(Mh, Mh), _mm_mul_pd(mh, mh));
