@@ -209,6 +209,23 @@ struct DoubleVec {
   static unsigned eval(const V (&a)[4], const V (&)[4], V (&r)[4]) {
     const V sign = dv(-0.0);
     unsigned mask = 0;
+    if constexpr (F == Fn::Atanh || F == Fn::Atan) {
+      // Both halves at once (atanh_first_dd).
+      V ax[2], ay[2], sx[2], sy[2], re[2], im[2];
+      for (int h = 0; h < 2; ++h) {
+        V x, y;
+        cx::split_parts(a[2 * h], a[2 * h + 1], x, y);
+        const __m128i out = _mm_or_si128(outside(abs_high_words(x), kRange), outside(abs_high_words(y), kRange));
+        mask |= cx::soa_mask(_mm_castsi128_pd(out)) << (2 * h);
+        ax[h] = _mm_andnot_pd(sign, x), ay[h] = _mm_andnot_pd(sign, y);
+        sx[h] = _mm_and_pd(x, sign), sy[h] = _mm_and_pd(y, sign);
+      }
+      if constexpr (F == Fn::Atanh) atanh_first_dd(ax, ay, re, im);
+      else atanh_first_dd(ay, ax, im, re);
+      for (int h = 0; h < 2; ++h)
+        cx::join_parts(_mm_or_pd(re[h], sx[h]), _mm_or_pd(im[h], sy[h]), r[2 * h], r[2 * h + 1]);
+      return mask;
+    }
     for (int h = 0; h < 2; ++h) {
       V x, y;
       cx::split_parts(a[2 * h], a[2 * h + 1], x, y);
@@ -217,11 +234,7 @@ struct DoubleVec {
       const V ax = _mm_andnot_pd(sign, x), ay = _mm_andnot_pd(sign, y);
       const V sx = _mm_and_pd(x, sign), sy = _mm_and_pd(y, sign);
       V re, im;
-      if constexpr (F == Fn::Atanh) {
-        atanh_first_dd(ax, ay, re, im);
-      } else if constexpr (F == Fn::Atan) {
-        atanh_first_dd(ay, ax, im, re);
-      } else if constexpr (F == Fn::Asin) {
+      if constexpr (F == Fn::Asin) {
         asin_first_dd<false>(ax, ay, _mm_setzero_pd(), re, im);
       } else if constexpr (F == Fn::Asinh) {
         asin_first_dd<false>(ay, ax, _mm_setzero_pd(), im, re);

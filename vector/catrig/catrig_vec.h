@@ -189,29 +189,47 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
 // squares) and that of the imaginary part, (1 - x)(1 + x) - y^2, which cancels
 // near the unit circle, are both within 2^-104 of the largest term; every
 // quotient, square and sum stays a normal number in this range.
-inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
+// Both halves of a block go through each step together: their chains of
+// dependent operations (two divisions, the logarithm's table, the
+// arctangent) then overlap, where one half after the other left the
+// processor waiting on each chain in turn. The arithmetic of a lane is the
+// same either way.
+inline void atanh_first_dd(const __m128d (&x)[2], const __m128d (&y)[2], __m128d (&re)[2], __m128d (&im)[2]) {
   const __m128d one = dv(1.0);
-  const DD a = two_sum(one, _mm_xor_pd(x, dv(-0.0)));  // 1 - x
-  const DD b = two_sum(one, x);                         // 1 + x
-  const DD aa = two_prod(a.hi, a.hi), yy = two_prod(y, y);
-  // Real part: log1p(4x / ((1 - x)^2 + y^2)) / 4.
-  const DD d0 = two_sum(aa.hi, yy.hi);
-  const __m128d cross = _mm_mul_pd(_mm_add_pd(a.hi, a.hi), a.lo);
-  const DD den = fast_two_sum(d0.hi, _mm_add_pd(_mm_add_pd(d0.lo, cross), _mm_add_pd(aa.lo, yy.lo)));
-  const __m128d x4 = _mm_mul_pd(x, dv(4.0));
-  const __m128d rd = _mm_div_pd(dv(1.0), den.hi);
-  const __m128d th = _mm_mul_pd(x4, rd);
-  const DD e = two_prod(th, den.hi);
-  const __m128d tl = _mm_mul_pd(_mm_sub_pd(_mm_sub_pd(_mm_sub_pd(x4, e.hi), e.lo), _mm_mul_pd(th, den.lo)), rd);
-  re = _mm_mul_pd(log_pair(fast_two_sum(th, tl), _mm_castsi128_pd(_mm_set1_epi32(-1))), dv(0.25));
-  // Imaginary part: atan2(2y, (1 - x)(1 + x) - y^2) / 2.
-  const DD p = two_prod(a.hi, b.hi);
-  const DD d1 = two_sum(p.hi, _mm_xor_pd(yy.hi, dv(-0.0)));
-  const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy.lo)),
-                                _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
-  const DD D = two_sum(d1.hi, dl);
-  const DD t = atan2_pair(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
-  im = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
+  DD a[2], b[2], yy[2], den[2], D[2];
+  for (int h = 0; h < 2; ++h) {
+    a[h] = two_sum(one, _mm_xor_pd(x[h], dv(-0.0)));  // 1 - x
+    b[h] = two_sum(one, x[h]);                         // 1 + x
+    const DD aa = two_prod(a[h].hi, a[h].hi);
+    yy[h] = two_prod(y[h], y[h]);
+    // Real part: log1p(4x / ((1 - x)^2 + y^2)) / 4.
+    const DD d0 = two_sum(aa.hi, yy[h].hi);
+    const __m128d cross = _mm_mul_pd(_mm_add_pd(a[h].hi, a[h].hi), a[h].lo);
+    den[h] = fast_two_sum(d0.hi, _mm_add_pd(_mm_add_pd(d0.lo, cross), _mm_add_pd(aa.lo, yy[h].lo)));
+  }
+  for (int h = 0; h < 2; ++h) {
+    // Imaginary part: atan2(2y, (1 - x)(1 + x) - y^2) / 2.
+    const DD p = two_prod(a[h].hi, b[h].hi);
+    const DD d1 = two_sum(p.hi, _mm_xor_pd(yy[h].hi, dv(-0.0)));
+    const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy[h].lo)),
+                                  _mm_add_pd(_mm_mul_pd(a[h].hi, b[h].lo), _mm_mul_pd(a[h].lo, b[h].hi)));
+    D[h] = two_sum(d1.hi, dl);
+  }
+  DD v[2];
+  for (int h = 0; h < 2; ++h) {
+    const __m128d x4 = _mm_mul_pd(x[h], dv(4.0));
+    const __m128d rd = _mm_div_pd(dv(1.0), den[h].hi);
+    const __m128d th = _mm_mul_pd(x4, rd);
+    const DD e = two_prod(th, den[h].hi);
+    const __m128d tl = _mm_mul_pd(_mm_sub_pd(_mm_sub_pd(_mm_sub_pd(x4, e.hi), e.lo), _mm_mul_pd(th, den[h].lo)), rd);
+    v[h] = fast_two_sum(th, tl);
+  }
+  for (int h = 0; h < 2; ++h) {
+    const DD t = atan2_pair(_mm_add_pd(y[h], y[h]), _mm_setzero_pd(), D[h].hi, D[h].lo);
+    im[h] = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
+  }
+  for (int h = 0; h < 2; ++h)
+    re[h] = _mm_mul_pd(log_pair(v[h], _mm_castsi128_pd(_mm_set1_epi32(-1))), dv(0.25));
 }
 
 }  // namespace zev::vk::catrig
