@@ -23,9 +23,9 @@
 #include <emmintrin.h>
 
 #include "vector/common/consts.h"
+#include "vector/common/flag_hold.h"
 #include "vector/common/range.h"
 #include "vector/complex/ckernel.h"
-#include "vector/common/flag_hold.h"
 #include "vector/estimate.h"
 
 namespace zev::vk::cx {
