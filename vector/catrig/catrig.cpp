@@ -209,36 +209,40 @@ struct DoubleVec {
   static unsigned eval(const V (&a)[4], const V (&)[4], V (&r)[4]) {
     const V sign = dv(-0.0);
     unsigned mask = 0;
+    V ax[2], ay[2], sx[2], sy[2], xneg[2], re[2], im[2];
     for (int h = 0; h < 2; ++h) {
       V x, y;
       cx::split_parts(a[2 * h], a[2 * h + 1], x, y);
       const __m128i out = _mm_or_si128(outside(abs_high_words(x), kRange), outside(abs_high_words(y), kRange));
       mask |= cx::soa_mask(_mm_castsi128_pd(out)) << (2 * h);
-      const V ax = _mm_andnot_pd(sign, x), ay = _mm_andnot_pd(sign, y);
-      const V sx = _mm_and_pd(x, sign), sy = _mm_and_pd(y, sign);
-      V re, im;
-      if constexpr (F == Fn::Atanh) {
-        atanh_first_dd(ax, ay, re, im);
-      } else if constexpr (F == Fn::Atan) {
-        atanh_first_dd(ay, ax, im, re);
-      } else if constexpr (F == Fn::Asin) {
-        asin_first_dd<false>(ax, ay, _mm_setzero_pd(), re, im);
-      } else if constexpr (F == Fn::Asinh) {
-        asin_first_dd<false>(ay, ax, _mm_setzero_pd(), im, re);
-      } else {
-        const V xneg = _mm_cmplt_pd(x, _mm_setzero_pd());
-        V rc, ii;
-        asin_first_dd<true>(ax, ay, xneg, rc, ii);
-        if constexpr (F == Fn::Acos) {  // -Im asin, conj below the axis
-          re = rc, im = _mm_xor_pd(ii, _mm_xor_pd(sy, sign));
-        } else {
-          re = ii, im = _mm_or_pd(rc, sy);
-        }
-        cx::join_parts(re, im, r[2 * h], r[2 * h + 1]);
-        continue;
-      }
-      cx::join_parts(_mm_or_pd(re, sx), _mm_or_pd(im, sy), r[2 * h], r[2 * h + 1]);
+      ax[h] = _mm_andnot_pd(sign, x), ay[h] = _mm_andnot_pd(sign, y);
+      sx[h] = _mm_and_pd(x, sign), sy[h] = _mm_and_pd(y, sign);
+      xneg[h] = _mm_cmplt_pd(x, _mm_setzero_pd());
     }
+    // The cores take both halves at once.
+    if constexpr (F == Fn::Atanh) {
+      atanh_first_dd(ax, ay, re, im);
+    } else if constexpr (F == Fn::Atan) {
+      atanh_first_dd(ay, ax, im, re);
+    } else if constexpr (F == Fn::Asin) {
+      asin_first_dd<false>(ax, ay, xneg, re, im);
+    } else if constexpr (F == Fn::Asinh) {
+      asin_first_dd<false>(ay, ax, xneg, im, re);
+    } else {
+      V rc[2], ii[2];
+      asin_first_dd<true>(ax, ay, xneg, rc, ii);
+      for (int h = 0; h < 2; ++h) {
+        if constexpr (F == Fn::Acos) {  // -Im asin, conj below the axis
+          re[h] = rc[h], im[h] = _mm_xor_pd(ii[h], _mm_xor_pd(sy[h], sign));
+        } else {
+          re[h] = ii[h], im[h] = _mm_or_pd(rc[h], sy[h]);
+        }
+        cx::join_parts(re[h], im[h], r[2 * h], r[2 * h + 1]);
+      }
+      return mask;
+    }
+    for (int h = 0; h < 2; ++h)
+      cx::join_parts(_mm_or_pd(re[h], sx[h]), _mm_or_pd(im[h], sy[h]), r[2 * h], r[2 * h + 1]);
     return mask;
   }
   static int scalar(const C* a, const C*, C* r) { return eval_one<F>(a->re, a->im, r->re, r->im); }

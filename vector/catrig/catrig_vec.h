@@ -141,46 +141,63 @@ inline __m128d log_pair(DD v, __m128d add1) {
 // one of positive terms; in this range every intermediate is a normal number.
 // For acos, xneg marks the lanes of a negative x, whose real part is
 // pi - acos |x|, formed on the pair.
+// Both halves of a block go through each step together, as in
+// atanh_first_dd below.
 template <bool Acos>
-inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m128d& im) {
+inline void asin_first_dd(const __m128d (&x)[2], const __m128d (&y)[2], const __m128d (&xneg)[2], __m128d (&re)[2],
+                          __m128d (&im)[2]) {
   const __m128d one = dv(1.0), zero = _mm_setzero_pd(), sign = dv(-0.0);
-  const DD xp1 = two_sum(x, one);
-  const DD xm1 = two_sum(x, _mm_xor_pd(one, sign));  // x - 1, either sign
-  const DD y2 = two_prod(y, y);
-  // (x - 1)^2 = |x - 1|^2
-  const __m128d xms = _mm_and_pd(xm1.hi, sign);
-  const DD axm1{_mm_xor_pd(xm1.hi, xms), _mm_xor_pd(xm1.lo, xms)};
-  DD r, s;
-  dd_sqrt2(dd_add(dd_mul(xp1, xp1), y2), dd_add(dd_mul(axm1, axm1), y2), r, s);
-  const DD A = dd_half(dd_add(r, s));
+  DD xp1[2], axm1[2], y2[2], r[2], s[2], A[2];
+  for (int h = 0; h < 2; ++h) {
+    xp1[h] = two_sum(x[h], one);
+    const DD xm1 = two_sum(x[h], _mm_xor_pd(one, sign));  // x - 1, either sign
+    y2[h] = two_prod(y[h], y[h]);
+    // (x - 1)^2 = |x - 1|^2
+    const __m128d xms = _mm_and_pd(xm1.hi, sign);
+    axm1[h] = {_mm_xor_pd(xm1.hi, xms), _mm_xor_pd(xm1.lo, xms)};
+  }
+  for (int h = 0; h < 2; ++h)
+    dd_sqrt2(dd_add(dd_mul(xp1[h], xp1[h]), y2[h]), dd_add(dd_mul(axm1[h], axm1[h]), y2[h]), r[h], s[h]);
   // t = r - (x + 1) = y^2/(r + x + 1); d = s + |x - 1|; x < 1: A - 1 = (t +
   // y^2/d)/2, A - x = (t + d)/2; x >= 1: A - 1 = (t + d)/2, A - x = (t + y^2/d)/2.
-  const DD rx = dd_add(r, xp1), d = dd_add(s, axm1);
-  __m128d irx, id;
-  recip2(rx.hi, d.hi, irx, id);
-  const DD t = dd_div(y2, rx, irx);
-  const DD w = dd_div(y2, d, id);
-  const __m128d lt1 = _mm_cmplt_pd(x, one);
-  const DD am1 = dd_half(dd_add(t, {select(lt1, w.hi, d.hi), select(lt1, w.lo, d.lo)}));
-  const DD amx = dd_half(dd_add(t, {select(lt1, d.hi, w.hi), select(lt1, d.lo, w.lo)}));
+  DD am1[2], amx[2];
+  for (int h = 0; h < 2; ++h) {
+    A[h] = dd_half(dd_add(r[h], s[h]));
+    const DD rx = dd_add(r[h], xp1[h]), d = dd_add(s[h], axm1[h]);
+    __m128d irx, id;
+    recip2(rx.hi, d.hi, irx, id);
+    const DD t = dd_div(y2[h], rx, irx);
+    const DD w = dd_div(y2[h], d, id);
+    const __m128d lt1 = _mm_cmplt_pd(x[h], one);
+    am1[h] = dd_half(dd_add(t, {select(lt1, w.hi, d.hi), select(lt1, w.lo, d.lo)}));
+    amx[h] = dd_half(dd_add(t, {select(lt1, d.hi, w.hi), select(lt1, d.lo, w.lo)}));
+  }
   // A <= 1.5: log1p(v), v = A - 1 + sqrt((A - 1)(A + 1)); else log(A + sqrt(A^2 - 1))
   // (A^2 - 1 = (A - 1)(A + 1) too, with A - 1 from the sum of A's pair).
-  const __m128d near = _mm_cmple_pd(A.hi, dv(1.5));
-  const DD Am1big = two_sum(A.hi, _mm_xor_pd(one, sign));
-  const DD am1s{select(near, am1.hi, Am1big.hi), select(near, am1.lo, _mm_add_pd(Am1big.lo, A.lo))};
-  DD q, sq;
-  dd_sqrt2(dd_mul(dd_add(A, {x, zero}), amx), dd_mul(am1s, dd_add(A, {one, zero})), q, sq);
-  if constexpr (Acos) {
-    const DD a = atan2_pair(q.hi, q.lo, x, zero);
-    const __m128d fl = _mm_and_pd(xneg, sign);
-    const DD c = two_sum(_mm_and_pd(xneg, dv(invtrig::kPi.hi)), _mm_xor_pd(a.hi, fl));
-    re = _mm_add_pd(c.hi, _mm_add_pd(c.lo, _mm_add_pd(_mm_and_pd(xneg, dv(invtrig::kPi.lo)), _mm_xor_pd(a.lo, fl))));
-  } else {
-    const DD a = atan2_pair(x, zero, q.hi, q.lo);
-    re = _mm_add_pd(a.hi, a.lo);
+  DD q[2], sq[2];
+  __m128d near[2];
+  for (int h = 0; h < 2; ++h) {
+    near[h] = _mm_cmple_pd(A[h].hi, dv(1.5));
+    const DD Am1big = two_sum(A[h].hi, _mm_xor_pd(one, sign));
+    const DD am1s{select(near[h], am1[h].hi, Am1big.hi), select(near[h], am1[h].lo, _mm_add_pd(Am1big.lo, A[h].lo))};
+    dd_sqrt2(dd_mul(dd_add(A[h], {x[h], zero}), amx[h]), dd_mul(am1s, dd_add(A[h], {one, zero})), q[h], sq[h]);
   }
-  const DD base{select(near, am1.hi, A.hi), select(near, am1.lo, A.lo)};
-  im = log_pair(dd_add(base, sq), near);
+  for (int h = 0; h < 2; ++h) {
+    if constexpr (Acos) {
+      const DD a = atan2_pair(q[h].hi, q[h].lo, x[h], zero);
+      const __m128d fl = _mm_and_pd(xneg[h], sign);
+      const DD c = two_sum(_mm_and_pd(xneg[h], dv(invtrig::kPi.hi)), _mm_xor_pd(a.hi, fl));
+      re[h] = _mm_add_pd(c.hi,
+                         _mm_add_pd(c.lo, _mm_add_pd(_mm_and_pd(xneg[h], dv(invtrig::kPi.lo)), _mm_xor_pd(a.lo, fl))));
+    } else {
+      const DD a = atan2_pair(x[h], zero, q[h].hi, q[h].lo);
+      re[h] = _mm_add_pd(a.hi, a.lo);
+    }
+  }
+  for (int h = 0; h < 2; ++h) {
+    const DD base{select(near[h], am1[h].hi, A[h].hi), select(near[h], am1[h].lo, A[h].lo)};
+    im[h] = log_pair(dd_add(base, sq[h]), near[h]);
+  }
 }
 
 // atanh of x + iy for x, y in [2^-250, 2^250): both parts within about 2^-60
@@ -189,29 +206,47 @@ inline void asin_first_dd(__m128d x, __m128d y, __m128d xneg, __m128d& re, __m12
 // squares) and that of the imaginary part, (1 - x)(1 + x) - y^2, which cancels
 // near the unit circle, are both within 2^-104 of the largest term; every
 // quotient, square and sum stays a normal number in this range.
-inline void atanh_first_dd(__m128d x, __m128d y, __m128d& re, __m128d& im) {
+// Both halves of a block go through each step together: their chains of
+// dependent operations (two divisions, the logarithm's table, the
+// arctangent) then overlap, where one half after the other left the
+// processor waiting on each chain in turn. The arithmetic of a lane is the
+// same either way.
+inline void atanh_first_dd(const __m128d (&x)[2], const __m128d (&y)[2], __m128d (&re)[2], __m128d (&im)[2]) {
   const __m128d one = dv(1.0);
-  const DD a = two_sum(one, _mm_xor_pd(x, dv(-0.0)));  // 1 - x
-  const DD b = two_sum(one, x);                         // 1 + x
-  const DD aa = two_prod(a.hi, a.hi), yy = two_prod(y, y);
-  // Real part: log1p(4x / ((1 - x)^2 + y^2)) / 4.
-  const DD d0 = two_sum(aa.hi, yy.hi);
-  const __m128d cross = _mm_mul_pd(_mm_add_pd(a.hi, a.hi), a.lo);
-  const DD den = fast_two_sum(d0.hi, _mm_add_pd(_mm_add_pd(d0.lo, cross), _mm_add_pd(aa.lo, yy.lo)));
-  const __m128d x4 = _mm_mul_pd(x, dv(4.0));
-  const __m128d rd = _mm_div_pd(dv(1.0), den.hi);
-  const __m128d th = _mm_mul_pd(x4, rd);
-  const DD e = two_prod(th, den.hi);
-  const __m128d tl = _mm_mul_pd(_mm_sub_pd(_mm_sub_pd(_mm_sub_pd(x4, e.hi), e.lo), _mm_mul_pd(th, den.lo)), rd);
-  re = _mm_mul_pd(log_pair(fast_two_sum(th, tl), _mm_castsi128_pd(_mm_set1_epi32(-1))), dv(0.25));
-  // Imaginary part: atan2(2y, (1 - x)(1 + x) - y^2) / 2.
-  const DD p = two_prod(a.hi, b.hi);
-  const DD d1 = two_sum(p.hi, _mm_xor_pd(yy.hi, dv(-0.0)));
-  const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy.lo)),
-                                _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
-  const DD D = two_sum(d1.hi, dl);
-  const DD t = atan2_pair(_mm_add_pd(y, y), _mm_setzero_pd(), D.hi, D.lo);
-  im = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
+  DD a[2], b[2], yy[2], den[2], D[2];
+  for (int h = 0; h < 2; ++h) {
+    a[h] = two_sum(one, _mm_xor_pd(x[h], dv(-0.0)));  // 1 - x
+    b[h] = two_sum(one, x[h]);                         // 1 + x
+    const DD aa = two_prod(a[h].hi, a[h].hi);
+    yy[h] = two_prod(y[h], y[h]);
+    // Real part: log1p(4x / ((1 - x)^2 + y^2)) / 4.
+    const DD d0 = two_sum(aa.hi, yy[h].hi);
+    const __m128d cross = _mm_mul_pd(_mm_add_pd(a[h].hi, a[h].hi), a[h].lo);
+    den[h] = fast_two_sum(d0.hi, _mm_add_pd(_mm_add_pd(d0.lo, cross), _mm_add_pd(aa.lo, yy[h].lo)));
+  }
+  for (int h = 0; h < 2; ++h) {
+    // Imaginary part: atan2(2y, (1 - x)(1 + x) - y^2) / 2.
+    const DD p = two_prod(a[h].hi, b[h].hi);
+    const DD d1 = two_sum(p.hi, _mm_xor_pd(yy[h].hi, dv(-0.0)));
+    const __m128d dl = _mm_add_pd(_mm_add_pd(d1.lo, _mm_sub_pd(p.lo, yy[h].lo)),
+                                  _mm_add_pd(_mm_mul_pd(a[h].hi, b[h].lo), _mm_mul_pd(a[h].lo, b[h].hi)));
+    D[h] = two_sum(d1.hi, dl);
+  }
+  DD v[2];
+  for (int h = 0; h < 2; ++h) {
+    const __m128d x4 = _mm_mul_pd(x[h], dv(4.0));
+    const __m128d rd = _mm_div_pd(dv(1.0), den[h].hi);
+    const __m128d th = _mm_mul_pd(x4, rd);
+    const DD e = two_prod(th, den[h].hi);
+    const __m128d tl = _mm_mul_pd(_mm_sub_pd(_mm_sub_pd(_mm_sub_pd(x4, e.hi), e.lo), _mm_mul_pd(th, den[h].lo)), rd);
+    v[h] = fast_two_sum(th, tl);
+  }
+  for (int h = 0; h < 2; ++h) {
+    const DD t = atan2_pair(_mm_add_pd(y[h], y[h]), _mm_setzero_pd(), D[h].hi, D[h].lo);
+    im[h] = _mm_mul_pd(_mm_add_pd(t.hi, t.lo), dv(0.5));
+  }
+  for (int h = 0; h < 2; ++h)
+    re[h] = _mm_mul_pd(log_pair(v[h], _mm_castsi128_pd(_mm_set1_epi32(-1))), dv(0.25));
 }
 
 }  // namespace zev::vk::catrig

@@ -12,6 +12,10 @@
 // this processor's estimates, 0.83 ulp under the modelled worst ones. The range test keeps S in [2^-67, 2^66), where
 // the estimate's input and every intermediate are normal numbers, so the flush
 // mode cannot change a result; other elements go to the scalar function.
+// A part below 2^-511 goes in as zero: its square would underflow, where its
+// weight in S is below 2^-955 (S >= 2^-67 in range) and cannot move the result.
+// No unflagged element raises a flag but inexact; the flags of flagged ones
+// are dropped before the scalar function runs (kDropFlags).
 // cAbs: the squares of singles are exact in double; S rounds once; the same
 // series to e^3 (truncation below 2^-43) and one rounding to single.
 #pragma once
@@ -19,6 +23,7 @@
 #include <emmintrin.h>
 
 #include "vector/common/consts.h"
+#include "vector/common/flag_hold.h"
 #include "vector/common/range.h"
 #include "vector/complex/ckernel.h"
 #include "vector/estimate.h"
@@ -27,7 +32,7 @@ namespace zev::vk::cx {
 
 struct AbsConst {
   __m128d abs, hi_mask, one, c1, c2, c3, c4, c5;
-  __m128d z_lo, z_hi, c_lo, c_hi;
+  __m128d z_lo, z_hi, c_lo, c_hi, tiny;
   __m128 gap;
   Range32 z_range, c_range;
 };
@@ -44,6 +49,7 @@ inline constexpr AbsConst kAbs = {
     .z_hi = d2(0x1p66),
     .c_lo = d2(0x1p-126),
     .c_hi = d2(0x1p126),
+    .tiny = d2(0x1p-511),  // the square of a smaller part underflows
     .gap = u4(0x00600000u),                      // exponents six apart
     .z_range = range32(0x3BC00000u, 0x440FFFFFu),  // S in [2^-67, 2^66)
     .c_range = range32(0x38100000u, 0x47CFFFFFu),  // S in [2^-126, 2^126)
@@ -55,6 +61,7 @@ struct ZAbsCore {
   using V = __m128d;
   static constexpr bool kRealOut = true;
   static constexpr int kIn = 1;
+  static constexpr uint32_t kDropFlags = kFlagsExact;
   static unsigned eval(const V (&x)[4], const V (&)[4], V (&r)[2]) {
     V M[2], m[2];
     for (int h = 0; h < 2; ++h) {
@@ -75,6 +82,7 @@ struct ZAbsCore {
     for (int h = 0; h < 2; ++h) {
       const V Mh = _mm_and_pd(M[h], kAbs.hi_mask), Ml = _mm_sub_pd(M[h], Mh);
       const V far = _mm_castsi128_pd(h ? _mm_unpackhi_epi32(apart, apart) : _mm_unpacklo_epi32(apart, apart));
+      m[h] = _mm_andnot_pd(_mm_cmplt_pd(m[h], kAbs.tiny), m[h]);  // a NaN stays
       const V mh = _mm_andnot_pd(far, _mm_and_pd(m[h], kAbs.hi_mask));
       const V ml = _mm_sub_pd(m[h], mh);
       sh[h] = _mm_add_pd(_mm_mul_pd(Mh, Mh), _mm_mul_pd(mh, mh));
@@ -115,6 +123,7 @@ struct CAbsCore {
   using V = __m128;
   static constexpr bool kRealOut = true;
   static constexpr int kIn = 1;
+  static constexpr uint32_t kDropFlags = kFlagsExact;
   static unsigned eval(const V (&x)[2], const V (&)[2], V (&r)[1]) {
     V re, im;
     split_parts(x[0], x[1], re, im);

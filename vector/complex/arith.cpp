@@ -7,6 +7,7 @@
 
 #include "vector/common/consts.h"
 #include "vector/common/exact.h"
+#include "vector/common/flag_hold.h"
 #include "vector/common/range.h"
 #include "vector/complex/ckernel.h"
 #include "vector/complex/scalar.h"
@@ -125,6 +126,9 @@ struct ZMulHA {
   using C = zev_complex16;
   using V = __m128d;
   static constexpr const char* kName = Conj ? "vzMulByConj" : "vzMul";
+  // Within the range nothing over- or underflows: every flag but inexact
+  // comes from a flagged element.
+  static constexpr uint32_t kDropFlags = kFlagsExact;
   static V part(V ph, V pl, V qh, V ql) {  // (ph + pl) + (qh + ql)
     const DD s = two_sum(ph, qh);
     return _mm_add_pd(s.hi, _mm_add_pd(s.lo, _mm_add_pd(pl, ql)));
@@ -208,6 +212,9 @@ struct CMulHA {
   using C = zev_complex8;
   using V = __m128;
   static constexpr const char* kName = Conj ? "vcMulByConj" : "vcMul";
+  // Finite inputs make no NaN: an invalid product (an infinity times zero)
+  // is a flagged element's, which the scalar function may recover.
+  static constexpr uint32_t kDropFlags = kFlagInvalid;
   static unsigned eval(const V (&a)[2], const V (&b)[2], V (&r)[2]) {
     // Separate real and imaginary parts, each four elements, widened in two
     // halves: (a + ib)(c + id) = (ac - bd) + i(bc + ad), and with conj(c + id)

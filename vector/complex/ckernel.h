@@ -17,6 +17,11 @@
 //                                     part, which the memory keeps up with)
 //   kScalarB [false]                  the second operand is one complex number
 //                                     for the whole call (Powx), passed by value
+//   kDropFlags [0]                    MXCSR sticky flags that eval raises on
+//                                     flagged elements only: a block with a
+//                                     flagged element drops those it raised
+//                                     before the scalar functions run, which
+//                                     raise what the exact results call for
 //   static unsigned eval(const V (&a)[NV], const V (&b)[NV], V (&r)[NR])
 //     the block arithmetic on the block's vectors as they lie in memory (real
 //     part first; NV = 4 for double, 2 for single, or NV / 2 for a real
@@ -60,6 +65,9 @@ template <class P> constexpr bool prefetch() {
 }
 template <class P> constexpr bool real_in() {
   if constexpr (requires { P::kRealIn; }) return P::kRealIn; else return false;
+}
+template <class P> constexpr uint32_t drop_flags() {
+  if constexpr (requires { P::kDropFlags; }) return P::kDropFlags; else return 0;
 }
 
 // ---- lane masks to element masks, and the two layouts ---------------------
@@ -201,8 +209,11 @@ struct CLoop {
   // or in every block of a strided call, which moves element by element).
   // `acc` is the caller's copy of the arrays, kept in registers across its
   // loop; `io`, whose address the callout takes, serves the callout only.
+  // `keep` holds the drop flags as they stood after the last scalar step (or
+  // on entry): no unflagged element raises one, so a drop flag set beyond
+  // `keep` came from this block's flagged elements.
   template <bool Whole>
-  __attribute__((always_inline)) static void block(const Io acc, const Io& io, long i, int g) {
+  __attribute__((always_inline)) static void block(const Io acc, const Io& io, long i, int g, uint32_t& keep) {
     constexpr int L = W::kLanes;
     V x[NV], y[NV], z[NR];
     alignas(16) In ina[kElems], inb[kElems];
@@ -246,6 +257,9 @@ struct CLoop {
         }
         const In* sb = NI == 2 ? inb : ina;  // a unary scalar function ignores b
         for (int k = 0; k < NR; ++k) W::store_aligned(reinterpret_cast<R*>(res) + k * L, z[k]);
+        // After the stores (csr_set clobbers memory), so that no arithmetic of
+        // eval can move past the drop.
+        if constexpr (drop_flags<P>() != 0) csr_set((csr_get() & ~drop_flags<P>()) | keep);
         while (mask != 0) {
           const int j = __builtin_ctz(mask);
           mask &= mask - 1;
@@ -255,6 +269,7 @@ struct CLoop {
           report(io, st, i + j);
           res[j] = io.r[(i + j) * io.ir];
         }
+        if constexpr (drop_flags<P>() != 0) keep = csr_get() & drop_flags<P>();
         for (int k = 0; k < NR; ++k) z[k] = W::load_aligned(reinterpret_cast<const R*>(res) + k * L);
       }
     }
@@ -273,6 +288,7 @@ struct CLoop {
     long i = 0;
     const long whole = n & ~(kElems - 1);
     const Io acc = io;
+    uint32_t keep = drop_flags<P>() != 0 ? csr_get() & drop_flags<P>() : 0;
     if (unit)
       for (; i < whole; i += kElems) {
         // The inputs a kilobyte ahead: a block of heavy arithmetic holds so
@@ -283,11 +299,11 @@ struct CLoop {
           if constexpr (NI == 2 && !scalar_b<P>())
             _mm_prefetch(reinterpret_cast<const char*>(acc.b + i) + kPrefetch, _MM_HINT_T0);
         }
-        block<true>(acc, io, i, kElems);
+        block<true>(acc, io, i, kElems, keep);
       }
     else
-      for (; i < whole; i += kElems) block<false>(acc, io, i, kElems);
-    if (i < n) block<false>(acc, io, i, static_cast<int>(n - i));
+      for (; i < whole; i += kElems) block<false>(acc, io, i, kElems, keep);
+    if (i < n) block<false>(acc, io, i, static_cast<int>(n - i), keep);
   }
 };
 

@@ -13,6 +13,7 @@
 
 #include "vector/common/consts.h"
 #include "vector/common/exact.h"
+#include "vector/common/flag_hold.h"
 #include "vector/common/range.h"
 #include "vector/complex/ckernel.h"
 #include "vector/complex/scalar.h"
@@ -23,11 +24,15 @@ namespace {
 
 struct DivConst {
   Range32 z_safe;  // double parts within [2^-459, 1.38 * 2^471]: nothing over- or underflows
+  Range32 z_low;   // result parts zero or from 2^-968: the low terms of the quotient stay normal
   __m128d one, neg;
   __m128 s_exp;        // exponent field of a single
 };
 inline constexpr DivConst kDiv = {
     .z_safe = range32_abs(0x23400000u, 0x5D6306FDu),
+    // On the high word shifted left once: 0 (a zero part, or a subnormal one
+    // below 2^-1042) or 2 * 0x03700000 and up, by a range that wraps.
+    .z_low = range32(2 * 0x03700000u, 1u),
     .one = d2(1.0),
     .neg = d2(-0.0),
     .s_exp = u4(0x7F800000u),
@@ -38,15 +43,17 @@ struct ZDiv {
   using C = zev_complex16;
   using V = __m128d;
   static constexpr const char* kName = "vzDiv";
+  // Within the range nothing overflows, and nothing underflows while the
+  // result parts are zero or from 2^-968, the second test: every flag but
+  // inexact comes from a flagged element.
+  static constexpr uint32_t kDropFlags = kFlagsExact;
   static unsigned eval(const V (&x)[4], const V (&y)[4], V (&r)[4]) {
     // The range test of the block: the high words of all sixteen parts in
-    // four vectors, one compare each, two mask moves.
-    unsigned lanes = 0;
-    for (int h = 0; h < 2; ++h) {
-      const __m128i out = _mm_or_si128(outside_abs(high_words2(x[2 * h], x[2 * h + 1]), kDiv.z_safe),
-                                       outside_abs(high_words2(y[2 * h], y[2 * h + 1]), kDiv.z_safe));
-      lanes |= static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(out))) << (4 * h);
-    }
+    // four vectors, one compare each.
+    __m128i out[2];
+    for (int h = 0; h < 2; ++h)
+      out[h] = _mm_or_si128(outside_abs(high_words2(x[2 * h], x[2 * h + 1]), kDiv.z_safe),
+                            outside_abs(high_words2(y[2 * h], y[2 * h + 1]), kDiv.z_safe));
     for (int h = 0; h < 2; ++h) {
       V a, b, c, d;
       split_parts(x[2 * h], x[2 * h + 1], a, b);
@@ -72,6 +79,11 @@ struct ZDiv {
       const V re = quot(ac, bd);
       const V im = quot(bc, {_mm_xor_pd(ad.hi, kDiv.neg), _mm_xor_pd(ad.lo, kDiv.neg)});
       join_parts(re, im, r[2 * h], r[2 * h + 1]);
+    }
+    unsigned lanes = 0;
+    for (int h = 0; h < 2; ++h) {
+      const __m128i low = outside(_mm_slli_epi32(high_words2(r[2 * h], r[2 * h + 1]), 1), kDiv.z_low);
+      lanes |= static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(_mm_or_si128(out[h], low)))) << (4 * h);
     }
     return pairs_to_elems(lanes);
   }

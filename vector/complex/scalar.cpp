@@ -8,11 +8,19 @@
 // subnormal included), with at most 2^-11 ulp more from the 64-bit step.
 // A part below 2^-1022 of its operand's larger part is lost to the scaling;
 // its weight in the result is below 2^-1000 of the result's magnitude.
+//
+// Flags: the scaled steps underflow in their cross terms where the result
+// does not, so they run under a FlagHold, and only the last step, the
+// rounding to the result, raises overflow and underflow. A naive product that
+// the recovery of infinities replaces leaves no invalid behind.
 #include "vector/complex/scalar.h"
+
+#include <fenv.h>
 
 #include <cmath>
 
 #include "vector/common/exact.h"
+#include "vector/common/flag_hold.h"
 
 namespace zev::vk::cx {
 namespace {
@@ -60,7 +68,9 @@ inline bool finite4(double a, double b, double c, double d) {
 // as in C's Annex G: an infinite operand makes an infinite result. (Annex G's
 // further recovery of products that overflowed has no case here: the callers
 // form products in a range where finite ones stay finite.)
-bool mul_recover(double a, double b, double c, double d, double& x, double& y) {
+// `held` is the invalid flag from before the naive product, put back when the
+// recovery takes over.
+bool mul_recover(double a, double b, double c, double d, double& x, double& y, const fexcept_t& held) {
   bool re = false;
   if (std::isinf(a) || std::isinf(b)) {
     a = box(a), b = box(b), c = unnan(c), d = unnan(d);
@@ -71,6 +81,8 @@ bool mul_recover(double a, double b, double c, double d, double& x, double& y) {
     re = true;
   }
   if (!re) return false;
+  fesetexceptflag(&held, FE_INVALID);
+  fence(a, b, c, d);
   x = HUGE_VAL * (a * c - b * d);
   y = HUGE_VAL * (a * d + b * c);
   return true;
@@ -79,35 +91,47 @@ bool mul_recover(double a, double b, double c, double d, double& x, double& y) {
 }  // namespace
 
 int zmul_full(const zev_complex16* pa, const zev_complex16* pb, zev_complex16* r, bool conj) {
-  const double a = pa->re, b = pa->im, c = pb->re, d = conj ? -pb->im : pb->im;
-  if (!finite4(a, b, c, d)) {
+  if (!finite4(pa->re, pa->im, pb->re, pb->im)) {
+    // The parts are read after the flag, so that no product moves before it.
+    fexcept_t held;
+    fegetexceptflag(&held, FE_INVALID);
+    const double a = pa->re, b = pa->im, c = pb->re, d = conj ? -pb->im : pb->im;
     // Products of doubles are finite in the extended range: a huge finite
     // product does not turn a sum with an infinity into NaN.
     const long double la = a, lb = b, lc = c, ld = d;
     double x = static_cast<double>(la * lc - lb * ld), y = static_cast<double>(la * ld + lb * lc);
-    if (std::isnan(x) && std::isnan(y)) mul_recover(a, b, c, d, x, y);
+    if (std::isnan(x) && std::isnan(y)) mul_recover(a, b, c, d, x, y, held);
     r->re = x, r->im = y;
     return 0;
   }
+  const double a = pa->re, b = pa->im, c = pb->re, d = conj ? -pb->im : pb->im;
+  const FlagHold hold;
   const Scaled u = scaled(a, b), v = scaled(c, d);
-  double ach, acl, bdh, bdl, adh, adl, bch, bcl, hi, lo;
+  double ach, acl, bdh, bdl, adh, adl, bch, bcl, rh, rl, ih, il;
   two_prod(u.re, v.re, ach, acl);
   two_prod(u.im, v.im, bdh, bdl);
   two_prod(u.re, v.im, adh, adl);
   two_prod(u.im, v.re, bch, bcl);
-  dd_add(ach, acl, -bdh, -bdl, hi, lo);
-  r->re = finish(hi, lo, u.e + v.e);
-  dd_add(adh, adl, bch, bcl, hi, lo);
-  r->im = finish(hi, lo, u.e + v.e);
+  dd_add(ach, acl, -bdh, -bdl, rh, rl);
+  dd_add(adh, adl, bch, bcl, ih, il);
+  fence(rh, rl, ih, il);
+  hold.drop(kFlagsExact);
+  r->re = finish(rh, rl, u.e + v.e);
+  r->im = finish(ih, il, u.e + v.e);
   return std::isinf(r->re) || std::isinf(r->im) ? 3 : 0;
 }
 
 int cmul_full(const zev_complex8* pa, const zev_complex8* pb, zev_complex8* r, bool conj) {
   // Products of singles are exact in double and nothing overflows there.
+  // The parts are read after the flag, so that no product moves before it.
+  const bool finite = finite4(pa->re, pa->im, pb->re, pb->im);
+  fexcept_t held{};
+  if (!finite) fegetexceptflag(&held, FE_INVALID);
   const double a = pa->re, b = pa->im, c = pb->re, d = conj ? -double(pb->im) : double(pb->im);
-  double x = a * c - b * d, y = a * d + b * c;
-  const bool finite = finite4(a, b, c, d);
-  if (!finite && std::isnan(x) && std::isnan(y)) mul_recover(a, b, c, d, x, y);
+  // In this operand order, of two NaN parts the one that comes out is the
+  // same in every build.
+  double x = minus(times(a, c), times(d, b)), y = nan_sum(times(d, a), times(b, c));
+  if (!finite && std::isnan(x) && std::isnan(y)) mul_recover(a, b, c, d, x, y, held);
   r->re = static_cast<float>(x), r->im = static_cast<float>(y);
   return finite && (std::isinf(r->re) || std::isinf(r->im)) ? 3 : 0;
 }
@@ -155,6 +179,7 @@ int zdiv_full(const zev_complex16* pa, const zev_complex16* pb, zev_complex16* r
     r->re = a * s, r->im = b * s;
     return a == 0.0 && b == 0.0 ? 1 : 2;
   }
+  const FlagHold hold;
   const Scaled u = scaled(a, b), v = scaled(c, d);
   double cch, ccl, ddh, ddl, sh, sl;
   two_prod(v.re, v.re, cch, ccl);
@@ -166,17 +191,21 @@ int zdiv_full(const zev_complex16* pa, const zev_complex16* pb, zev_complex16* r
   two_prod(u.im, v.re, bch, bcl);
   two_prod(u.re, v.im, adh, adl);
   const int e = u.e - v.e;
-  auto quotient = [&](double h, double l) {
-    const double q = h / sh;
+  auto quotient = [&](double h, double l, double& q, double& ql) {
+    q = h / sh;
     double t, tl;
     two_prod(q, sh, t, tl);
-    const double rem = (((h - t) - tl) + l) - q * sl;
-    return finish(q, rem / sh, e);
+    ql = ((((h - t) - tl) + l) - q * sl) / sh;
   };
+  double rh, rl, ih, il;
   dd_add(ach, acl, bdh, bdl, nh, nl);
-  r->re = quotient(nh, nl);
+  quotient(nh, nl, rh, rl);
   dd_add(bch, bcl, -adh, -adl, nh, nl);
-  r->im = quotient(nh, nl);
+  quotient(nh, nl, ih, il);
+  fence(rh, rl, ih, il);
+  hold.drop(kFlagsExact);
+  r->re = finish(rh, rl, e);
+  r->im = finish(ih, il, e);
   return std::isinf(r->re) || std::isinf(r->im) ? 3 : 0;
 }
 
@@ -199,19 +228,22 @@ int zabs_full(const zev_complex16* pa, double* r) {
     *r = x * y;
     return 0;
   }
+  if (x == 0.0 && y == 0.0) {
+    *r = 0.0;
+    return 0;
+  }
+  const FlagHold hold;
   const Scaled u = scaled(x, y);
   double xh, xl, yh, yl, sh, sl;
   two_prod(u.re, u.re, xh, xl);
   two_prod(u.im, u.im, yh, yl);
-  dd_add(xh, xl, yh, yl, sh, sl);  // in [0.25, 2], or 0
-  if (sh == 0.0) {
-    *r = 0.0;
-    return 0;
-  }
-  const double s = std::sqrt(sh);
-  double t, tl;
+  dd_add(xh, xl, yh, yl, sh, sl);  // in [0.25, 2]
+  double s = std::sqrt(sh), t, tl;
   two_prod(s, s, t, tl);
-  *r = finish(s, (((sh - t) - tl) + sl) / (2.0 * s), u.e);
+  double sc = (((sh - t) - tl) + sl) / (2.0 * s);
+  fence(s, sc);
+  hold.drop(kFlagsExact);
+  *r = finish(s, sc, u.e);
   return std::isinf(*r) ? 3 : 0;
 }
 

@@ -26,6 +26,11 @@ int cabs_full(const zev_complex8* a, float* r);
 // nan_sum, which keeps x's NaN of two.
 inline double minus(double x, double y) { return _mm_cvtsd_f64(_mm_sub_sd(_mm_set_sd(x), _mm_set_sd(y))); }
 inline float minus(float x, float y) { return _mm_cvtss_f32(_mm_sub_ss(_mm_set_ss(x), _mm_set_ss(y))); }
+// x * y with x the destination operand, whose NaN comes out of two.
+inline double times(double x, double y) {
+  __asm__("mulsd %1, %0" : "+x"(x) : "x"(y));
+  return x;
+}
 
 // Add and Sub: a part that went infinite while no input part is infinite is
 // an overflow. Of two NaN parts the result is a's NaN.
