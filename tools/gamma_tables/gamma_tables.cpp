@@ -212,14 +212,30 @@ int main() {
 
   // Stirling: lgamma(x) = (x - 1/2)(ln x - 1) + (ln(2 pi) - 1)/2 + sum_k a_k / x^(2k-1),
   // a_k = B_2k / (2k (2k - 1)), B_2k = (-1)^(k+1) 2 (2k)! zeta(2k) / (2 pi)^(2k).
+  // In double: the series adds at most 1/(12x) <= 2^-6.5 to a result of at
+  // least lgamma(8) > 2^3, so a coefficient's rounding moves it by < 2^-63.
   std::printf("// Stirling's series: a[k-1] = B_2k / (2k (2k - 1)), k = 1 ... %d\n", kStirlingTerms);
-  std::printf("alignas(16) const long double kStirling[%d] = {\n", kStirlingTerms);
+  std::printf("alignas(16) const double kStirling[%d] = {\n", kStirlingTerms);
+  std::vector<M> stirling;
   for (int k = 1; k <= kStirlingTerms; ++k) {
     M tp = M(2) * pi(), p(1);
     for (int j = 0; j < 2 * k; ++j) p = p * tp;
     M b = M(2) * fact(2 * k) * zeta(2 * k) / p;
     if (k % 2 == 0) mpfr_neg(b.v, b.v, MPFR_RNDN);
-    put_ld(b / M(2.0 * k * (2 * k - 1)));
+    put_d(b / M(2.0 * k * (2 * k - 1)));
+    stirling.push_back(b / M(2.0 * k * (2 * k - 1)));
+  }
+  std::printf("};\n\n");
+  // From 64 on one evaluation of six slots, whose row the key picks without a
+  // branch: the middle branch's six terms below 512, the asymptotic branch's
+  // four (and two zeros) from 512 (biased exponent 0x408) on.
+  std::printf("// Stirling's series from 64 on: six terms below 512, four from 512 on\n");
+  std::printf("alignas(16) const double kStirlingWide[2][%d] = {\n", kStirlingTermsWide);
+  for (int row = 0; row < 2; ++row) {
+    std::printf("    {");
+    for (int k = 0; k < kStirlingTermsWide; ++k)
+      std::printf("%s%a", k ? ", " : "", row == 1 && k >= kStirlingTermsAsym ? 0.0 : stirling[k].d());
+    std::printf("},\n");
   }
   std::printf("};\n\n");
 
@@ -242,6 +258,34 @@ int main() {
   std::printf("};\n\n// ln(1 + i/32), the centres of the logarithm's rows\n");
   std::printf("alignas(16) const long double kLogC[33] = {\n");
   for (int i = 0; i <= 32; ++i) put_ld(logm(M(1) + M(i / 32.0)));
+  std::printf("};\n\n");
+  // The division-free logarithm of double arguments: r[i] = 1/(1 + i/%d)
+  // rounded to 11 bits, so that m r[i] is exact in the extended format for a
+  // double m, and -ln r[i] in the extended format.
+  {
+    mpfr_t r11;
+    mpfr_init2(r11, 11);
+    std::printf("// r[i] = 1/(1 + i/%d) to 11 bits, the rows of the logarithm of doubles\n", kLogRows);
+    std::printf("alignas(16) const double kLogInv[%d] = {\n", kLogRows + 1);
+    std::vector<M> inv(kLogRows + 1);
+    for (int i = 0; i <= kLogRows; ++i) {
+      const M c = M(1) + M(i) / M(kLogRows);
+      mpfr_ui_div(r11, 1, c.v, MPFR_RNDN);
+      mpfr_set(inv[i].v, r11, MPFR_RNDN);
+      put_d(inv[i]);
+    }
+    std::printf("};\n\n// -ln r[i]\n");
+    std::printf("alignas(16) const long double kLogInvLn[%d] = {\n", kLogRows + 1);
+    for (int i = 0; i <= kLogRows; ++i) {
+      M l = logm(inv[i]);
+      mpfr_neg(l.v, l.v, MPFR_RNDN);
+      put_ld(l);
+    }
+    mpfr_clear(r11);
+  }
+  std::printf("};\n\n// ln(1 + u) = u + u^2 sum q[j] u^j: q[j] = (-1)^(j+1) / (j + 2)\n");
+  std::printf("alignas(16) const double kLog1p[%d] = {\n", kLog1pTerms);
+  for (int j = 0; j < kLog1pTerms; ++j) put_d(M(j % 2 ? 1 : -1) / M(j + 2));
   std::printf("};\n\n// exp(r) = sum r^k / k!\n");
   std::printf("alignas(16) const long double kExpTaylor[%d] = {\n", kExpTerms);
   for (int k = 0; k < kExpTerms; ++k) put_ld(M(1) / fact(k));

@@ -38,7 +38,7 @@ using namespace gammax;
 // negative integer, in the extended format.
 LD lgamma_ext(double xd) {
   const LD x = xd;
-  if (x > 0) return lg_pos(x);
+  if (x > 0) return lg_pos(xd);
   if (x > -18 && x < -2) {
     const int k = static_cast<int>(xd < 0 ? -xd : xd);  // x in (-k-1, -k)
     for (int i = 2 * (k - 2); i < 2 * (k - 2) + 2; ++i) {
@@ -49,7 +49,7 @@ LD lgamma_ext(double xd) {
   }
   const LD r = x - nearest(x);  // exact, nonzero
   const LD s = sinpi(r < 0 ? -r : r);
-  return (kExt.ln_pi - log(-x * s)) - lg_pos(-x);
+  return (kExt.ln_pi - log(-x * s)) - lg_pos(-xd);
 }
 
 // A negative integer (x <= -1 with no fraction), as a long double test.
@@ -134,10 +134,47 @@ int tgamma_scalar(const T* a, T* r) {
   return 0;
 }
 
-struct SLGammaP : ElementLoop<float, lgamma_scalar<float>> {
+// The lgamma loop by blocks of eight elements. Where every element of a block
+// lies in [64, Wide) (Wide keeps the result finite), the block runs the
+// Stirling branch as straight code with no branch between the elements, so
+// that their long x87 chains overlap; any other block takes the scalar
+// function element by element. Either way each element gets the scalar
+// function's result bits, and an element with a status is flagged, so that
+// the callout runs the scalar function again for it and reports the status.
+template <class T_>
+struct LGammaLoop : ElementLoop<T_, lgamma_scalar<T_>> {
+  using T = T_;
+  using V = typename Vec<T>::V;
+  static constexpr bool kEveryLane = false;
+  static constexpr bool kPerBlock = true;
+  static constexpr T kWide = sizeof(T) == 4 ? 0x1p100f : 0x1p1000;
+  template <int NV>
+  static unsigned eval(const V (&x)[NV], V (&y)[NV]) {
+    constexpr int L = Vec<T>::kLanes, N = NV * L;
+    alignas(16) T in[N], out[N];
+    for (int v = 0; v < NV; ++v) Vec<T>::store_aligned(in + v * L, x[v]);
+    bool wide = true;
+    for (int k = 0; k < N; ++k) wide &= in[k] >= 64 && in[k] < kWide;  // false for a NaN
+    unsigned m = 0;
+    if (wide) {
+      for (int k = 0; k < N; ++k) out[k] = static_cast<T>(stirling_wide(in[k]));
+    } else {
+      for (int k = 0; k < N; ++k) {
+        if (in[k] >= 8 && in[k] < kWide)
+          out[k] = static_cast<T>(lg_stirling(in[k]));
+        else
+          m |= (lgamma_scalar<T>(in + k, out + k) != 0 ? 1u : 0u) << k;
+      }
+    }
+    for (int v = 0; v < NV; ++v) y[v] = Vec<T>::load_aligned(out + v * L);
+    return m;
+  }
+};
+
+struct SLGammaP : LGammaLoop<float> {
   static constexpr const char* kName = "vsLGamma";
 };
-struct DLGammaP : ElementLoop<double, lgamma_scalar<double>> {
+struct DLGammaP : LGammaLoop<double> {
   static constexpr const char* kName = "vdLGamma";
 };
 struct STGammaP : ElementLoop<float, tgamma_scalar<float>> {

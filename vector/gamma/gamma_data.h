@@ -6,8 +6,12 @@
 namespace zev::vk::gammadata {
 
 inline constexpr int kStirlingTerms = 15;     // enough for x >= 8: first omitted term < 2^-76
+inline constexpr int kStirlingTermsWide = 6;  // enough for x >= 64: first omitted term < 2^-84
+inline constexpr int kStirlingTermsAsym = 4;  // enough for x >= 512: first omitted term < 2^-90
 inline constexpr int kSinPiTerms = 13;        // sin(pi r), |r| <= 1/2: first omitted term < 2^-67
 inline constexpr int kLogTerms = 6;           // 2 atanh s, |s| <= 2^-7: first omitted term < 2^-85 s
+inline constexpr int kLogRows = 256;          // rows of the logarithm of doubles: |u| < 2^-8.8
+inline constexpr int kLog1pTerms = 6;         // ln(1 + u) - u to u^7: first omitted term < 2^-73
 inline constexpr int kExpTerms = 17;          // exp r, |r| <= ln2/2: first omitted term < 2^-68
 inline constexpr int kE1SeriesTerms = 32;     // E1 series for x < 2.5: first omitted term < 2^-80
 inline constexpr int kNegZeroIntervals = 16;  // zeros of lgamma in (-k-1, -k), k = 2 ... 17
@@ -31,10 +35,14 @@ struct ExtConsts {
 extern const long double kLgNear1[17];
 extern const long double kLgMid[20];
 extern const long double kLgNear2[18];
-extern const long double kStirling[kStirlingTerms];
+extern const double kStirling[kStirlingTerms];
+extern const double kStirlingWide[2][kStirlingTermsWide];
 extern const long double kSinPi[kSinPiTerms];
 extern const long double kLogAtanh[kLogTerms];
 extern const long double kLogC[33];  // ln(1 + i/32)
+extern const double kLogInv[kLogRows + 1];
+extern const long double kLogInvLn[kLogRows + 1];
+extern const double kLog1p[kLog1pTerms];
 extern const long double kExpTaylor[kExpTerms];
 extern const long double kE1Series[kE1SeriesTerms];
 extern const ExtConsts kExt;

@@ -129,24 +129,26 @@ inline int biased_exponent(LD x) {
 // step in one chain, so two chains of half the length nearly halve the
 // latency, and the polynomials are long (up to 32 terms). The error bound is
 // the single chain's: a small multiple of the sum of the terms' magnitudes.
-template <int N, int M>
-inline LD horner_n(const LD (&c)[M], LD z) {
+// The coefficients may be doubles where their rounding is negligible: a
+// double loads as one micro-operation, a long double as four.
+template <int N, class C, int M>
+inline LD horner_n(const C (&c)[M], LD z) {
   static_assert(N <= M);
   if constexpr (N < 6) {
     LD p = c[N - 1];
-    for (int k = N - 2; k >= 0; --k) p = p * z + c[k];
+    for (int k = N - 2; k >= 0; --k) p = p * z + LD(c[k]);
     return p;
   } else {
     const LD w = z * z;
     constexpr int ke = (N - 1) & ~1, ko = N % 2 == 0 ? N - 1 : N - 2;  // the top even and odd terms
     LD e = c[ke], o = c[ko];
-    for (int k = ke - 2; k >= 0; k -= 2) e = e * w + c[k];
-    for (int k = ko - 2; k >= 1; k -= 2) o = o * w + c[k];
+    for (int k = ke - 2; k >= 0; k -= 2) e = e * w + LD(c[k]);
+    for (int k = ko - 2; k >= 1; k -= 2) o = o * w + LD(c[k]);
     return e + z * o;
   }
 }
-template <int N>
-inline LD horner(const LD (&c)[N], LD z) {
+template <class C, int N>
+inline LD horner(const C (&c)[N], LD z) {
   return horner_n<N>(c, z);
 }
 
@@ -187,6 +189,26 @@ inline LD log(LD x) {
   return (e * kExt.ln2_hi) + ((e * kExt.ln2_lo + kLogC[i]) + p);
 }
 
+// ln x for a positive double x, without a division: x = 2^e m, m in [1, 2),
+// r = 1/c to 11 bits for the nearest of 257 centres c = 1 + i/256, u = m r - 1
+// exact (53 + 11 bits), |u| < 2^-8.8, ln m = -ln r + ln(1 + u) to u^7. Within
+// 2^-65 absolute plus 2^-64 relative (the row's -ln r is rounded); the gamma
+// rows take it of arguments from 1.25 up or below 0.875, never near 1.
+inline LD log_d(double x) {
+  uint64_t b;
+  memcpy(&b, &x, 8);
+  const int eb = static_cast<int>(b >> 52);
+  if (__builtin_expect(eb == 0, 0)) return log(x);  // subnormal
+  const uint64_t mb = (b & 0x000FFFFFFFFFFFFFull) | 0x3FF0000000000000ull;
+  double m;
+  memcpy(&m, &mb, 8);
+  const int e = eb - 1023;
+  const int i = static_cast<int>(((b >> 43) & 511) + 1) >> 1;  // (m - 1) 256 rounded, from the top nine fraction bits
+  const LD u = LD(m) * kLogInv[i] - 1;
+  const LD p = u + (u * u) * horner(kLog1p, u);
+  return (e * kExt.ln2_hi) + ((e * kExt.ln2_lo + kLogInvLn[i]) + p);
+}
+
 // e^y for |y| < 11000: y = k ln2 + r, |r| <= ln2/2, Taylor to degree 16.
 // Within 2^-63 relative.
 inline LD exp(LD y) {
@@ -216,22 +238,32 @@ inline LD lg_12(LD y) {
   return lg_near2(y - 2);
 }
 
-// Stirling's series for x >= 8: (x - 1/2)(ln x - 1) + (ln(2 pi) - 1)/2 + S(1/x).
-// From 512 on (the asymptotic branch) four terms of S are plenty.
-inline LD lg_stirling(LD x) {
-  const LD r = 1 / x, z = r * r;
-  // Terms by range: the first one left out stays below 2^-70 of the result.
-  const LD s = x >= 512 ? horner_n<4>(kStirling, z)
-             : x >= 64  ? horner_n<6>(kStirling, z)
-             : x >= 16  ? horner_n<10>(kStirling, z)
-                        : horner_n<kStirlingTerms>(kStirling, z);
-  return (x - 0.5L) * (log(x) - 1) + (kExt.half_ln_2pi_m1 + r * s);
+// Stirling's series for x >= 8: (x - 1/2)(ln x - 1) + (ln(2 pi) - 1)/2 + r S(r^2),
+// r = 1/x, S's coefficients c (terms by range: the first one left out stays
+// below 2^-70 of the result).
+template <int N, int M>
+inline LD stirling(double xd, const double (&c)[M]) {
+  const LD x = xd, r = 1 / x, z = r * r;
+  return (x - 0.5L) * (log_d(xd) - 1) + (kExt.half_ln_2pi_m1 + r * horner_n<N>(c, z));
 }
 
-// lgamma of a positive long double x (x itself exact; x < 2^16384).
-inline LD lg_pos(LD x) {
-  if (x < 0.25L) return lg_near1(x) - log(x);          // lgamma(1 + x) - ln x
-  if (x < 0.875L) return lg_12(x + 1) - log(x);        // x + 1 exact
+// From 64 on: the row of six terms, or from 512 on (the asymptotic branch,
+// biased exponent 0x408 up) of four, picked by a select, not a branch, so
+// that a block of such arguments runs as straight code.
+inline LD stirling_wide(double xd) {
+  return stirling<kStirlingTermsWide>(xd, kStirlingWide[xd >= 512 ? 1 : 0]);
+}
+
+inline LD lg_stirling(double xd) {
+  if (xd >= 64) return stirling_wide(xd);
+  return xd >= 16 ? stirling<10>(xd, kStirling) : stirling<kStirlingTerms>(xd, kStirling);
+}
+
+// lgamma of a positive double xd.
+inline LD lg_pos(double xd) {
+  const LD x = xd;
+  if (x < 0.25L) return lg_near1(x) - log_d(xd);       // lgamma(1 + x) - ln x
+  if (x < 0.875L) return lg_12(x + 1) - log_d(xd);     // x + 1 exact
   if (x < 2.25L) return lg_12(x);
   if (x < 8) {
     // lgamma(x - n) + ln((x - 1) ... (x - n)), x - n in [1.25, 2.25).
@@ -240,38 +272,43 @@ inline LD lg_pos(LD x) {
     for (int j = 2; j <= n; ++j) p *= x - j;
     return lg_12(x - n) + log(p);
   }
-  return lg_stirling(x);
+  return lg_stirling(xd);
 }
 
 // gamma(y), y in [1, 2): e^lgamma(y), |lgamma(y)| < 0.13.
 inline LD gamma_12(LD y) { return exp(lg_12(y)); }
 
-// The product (x - 1)(x - 2) ... (x - n) on four chains.
+// The product (x - 1)(x - 2) ... (x - n) on four chains, for 1 <= x < 2^11:
+// every x - j is exact, so the factors come from a running t = x - j, with no
+// integer conversion (a store and a load each) in the loop.
 inline LD falling(LD x, int n) {
   LD p[4] = {1, 1, 1, 1};
+  LD t = x - 1;
   int j = 1;
-  for (; j + 3 <= n; j += 4) {
-    p[0] *= x - j;
-    p[1] *= x - (j + 1);
-    p[2] *= x - (j + 2);
-    p[3] *= x - (j + 3);
+  for (; j + 3 <= n; j += 4, t -= 4) {
+    p[0] *= t;
+    p[1] *= t - 1;
+    p[2] *= t - 2;
+    p[3] *= t - 3;
   }
-  for (; j <= n; ++j) p[0] *= x - j;
+  for (; j <= n; ++j, t -= 1) p[0] *= t;
   return (p[0] * p[1]) * (p[2] * p[3]);
 }
 
 // The product x (x + 1) ... (x + n - 1) on four chains. Each x + j is formed
-// from x itself, so the factor nearest a pole keeps all its bits.
+// from x itself, so the factor nearest a pole keeps all its bits; j runs as a
+// long double (exact), with no integer conversion in the loop.
 inline LD rising(LD x, int n) {
   LD p[4] = {1, 1, 1, 1};
+  LD jf = 0;
   int j = 0;
-  for (; j + 4 <= n; j += 4) {
-    p[0] *= x + j;
-    p[1] *= x + (j + 1);
-    p[2] *= x + (j + 2);
-    p[3] *= x + (j + 3);
+  for (; j + 4 <= n; j += 4, jf += 4) {
+    p[0] *= x + jf;
+    p[1] *= x + (jf + 1);
+    p[2] *= x + (jf + 2);
+    p[3] *= x + (jf + 3);
   }
-  for (; j < n; ++j) p[0] *= x + j;
+  for (; j < n; ++j, jf += 1) p[0] *= x + jf;
   return (p[0] * p[1]) * (p[2] * p[3]);
 }
 

@@ -267,6 +267,51 @@ TEST(GammaFamily, SwitchPointsAgainstMpfr) {
   }
 }
 
+// Blocks of eight arguments all from 64 on run lgamma's Stirling branch as
+// straight code; any other block runs element by element. Around the ends of
+// that range (64, the asymptotic branch's 512, the top where results stay
+// finite) and the rows of the logarithm, each value goes once into a block of
+// its own kind and once into a block with 0.5 in it (the element path): the
+// results must be the same bits, and within the bound of MPFR.
+template <class T>
+void stirling_blocks(const char* fn, std::vector<double> x0s) {
+  SCOPED_TRACE(fn);
+  const Entry<T>& e = entry<T>(fn);
+  std::vector<T> xs;
+  for (double x0 : x0s) {
+    T x = static_cast<T>(x0);
+    x = std::nextafter(std::nextafter(x, T(-INFINITY)), T(-INFINITY));
+    for (int k = 0; k < 5; ++k, x = std::nextafter(x, T(INFINITY))) xs.push_back(x);
+  }
+  while (xs.size() % 8) xs.push_back(T(100));
+  std::vector<T> blocks(xs.size()), mixed(xs.size()), in(xs);
+  e.f(static_cast<int>(xs.size()), in.data(), blocks.data());
+  for (size_t i = 0; i < xs.size(); i += 8) {
+    in[i] = T(0.5);  // element 0 of each block forces the element path
+    in[i + 1] = xs[i];
+  }
+  ModeScope mode(VQM_ERRMODE_IGNORE);
+  e.f(static_cast<int>(in.size()), in.data(), mixed.data());
+  for (size_t i = 0; i < xs.size(); ++i) {
+    EXPECT_LE(ulp_error<T>(e.ref, xs[i], blocks[i]), e.bound) << "at " << xs[i];
+    const T other = i % 8 == 0 ? mixed[i + 1] : mixed[i];
+    if (i % 8 != 1) {
+      EXPECT_EQ(bits(blocks[i]), bits(other)) << "at " << xs[i];
+    }
+  }
+}
+
+TEST(GammaFamily, StirlingBlocksMatchElementPath) {
+  // 64 and 512 (the branch ends), the top of the block range and a value past
+  // it, and arguments whose significand sits on the logarithm's row
+  // boundaries (1 + (i + 1/2)/256) and at its ends.
+  std::vector<double> d = {64, 512, 0x1p1000, 0x1.8p1000, 65.0 * (1 + 0.5 / 256), 0x1p7 * (1 + 255.5 / 256),
+                           0x1p9 * (1 + 127.5 / 256), 0x1p20 * (2 - 0x1p-40), 0x1p300 * (1 + 0x1p-30)};
+  stirling_blocks<double>("dLGamma HA", d);
+  stirling_blocks<double>("dLGamma EP", d);
+  stirling_blocks<float>("sLGamma HA", {64, 512, 0x1p100, 0x1.8p100, 0x1p7 * (1 + 255.5 / 256), 1e30});
+}
+
 // ---- every count, guarded; strided forms ------------------------------------------
 
 // Inputs of every branch and special class, repeated cyclically.
