@@ -23,6 +23,7 @@
 // NaN, status 1 (the real function is not defined there); +Inf gives +0, and
 // NaN itself, status 0. Results that underflow report nothing.
 #include <cfloat>
+#include <cmath>
 
 #include "vector/common/bits.h"
 #include "vector/exp/exp_common.h"
@@ -71,11 +72,13 @@ int e1_special(T x, LD& v) {
     v = LD(x) + LD(x);
     return 0;
   }
-  if (x == 0) {
+  // Zero and sign from the bits: under the caller's DAZ a compare reads a
+  // subnormal as zero.
+  if ((ubits(x) << 1) == 0) {
     v = 1 / LD(0);
     return 2;
   }
-  if (x < 0) {
+  if (std::signbit(x)) {
     v = LD(0) / LD(0);
     return 1;
   }
@@ -91,7 +94,7 @@ int expint1_scalar(const T* a, T* r) {
   LD v;
   int st = e1_special(*a, v);
   if (st < 0) {
-    v = e1_ext(*a);
+    v = e1_ext(abs_ext(*a));
     st = 0;
   }
   *r = static_cast<T>(v);

@@ -114,6 +114,27 @@ inline LD pow2(int k) {
   return v;
 }
 
+// |x| of a finite x in the extended format. A subnormal x is made from its
+// bits (an integer conversion and an x87 scaling): an SSE conversion or
+// compare would read it as zero under a DAZ the caller set, which these
+// loops leave alone.
+template <class T>
+inline LD abs_ext(T x) {
+  constexpr bool single = sizeof(T) == 4;
+  uint64_t b;
+  if constexpr (single) {
+    uint32_t u;
+    memcpy(&u, &x, 4);
+    b = u;
+  } else {
+    memcpy(&b, &x, 8);
+  }
+  const uint64_t e = b & (single ? uint64_t{0x7F800000u} : uint64_t{0x7FF0000000000000ull});
+  if (e != 0) return x < 0 ? -LD(x) : LD(x);
+  const uint64_t m = b & (single ? uint64_t{0x7FFFFFu} : uint64_t{0xFFFFFFFFFFFFFull});
+  return static_cast<LD>(m) * pow2(single ? -149 : -1074);
+}
+
 // Biased exponent of a positive normal long double.
 inline int biased_exponent(LD x) {
   unsigned char b[sizeof(LD)];
