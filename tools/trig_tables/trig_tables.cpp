@@ -48,39 +48,55 @@ double nearest_pow2(mpfr_t c, mpfr_t t) {
   return std::copysign(mpfr_sgn(t) < 0 ? lo : hi, cd);
 }
 
-void sincos512() {
+// Row j of a circle table of n rows (B = 2 pi j / n) in T: sinHi the sine
+// rounded to nearest, cosHi the nearest power of two to the cosine (so that
+// cosHi r is exact), the lo parts the rests rounded to nearest; the quarter
+// turns exact (MPFR would leave a tiny remainder of pi's rounding).
+template <class T>
+struct CircleRow {
+  T cosLo = 0, cosHi = 0, sinHi = 0, sinLo = 0;
+};
+template <class T>
+CircleRow<T> circle_row(int j, int n) {
+  const auto get = [](mpfr_t x) -> T {
+    if constexpr (sizeof(T) == 4)
+      return mpfr_get_flt(x, MPFR_RNDN);
+    else
+      return mpfr_get_d(x, MPFR_RNDN);
+  };
   mpfr_t b, s, c, t;
   mpfr_inits2(kPrec, b, s, c, t, (mpfr_ptr)0);
+  mpfr_const_pi(b, MPFR_RNDN);
+  mpfr_mul_si(b, b, j, MPFR_RNDN);
+  mpfr_div_si(b, b, n / 2, MPFR_RNDN);
+  mpfr_sin_cos(s, c, b, MPFR_RNDN);
+  CircleRow<T> r;
+  if (j % (n / 2) == 0) {
+    r.cosHi = j == 0 ? 1 : -1;
+  } else if (j % (n / 4) == 0) {
+    r.sinHi = j == n / 4 ? 1 : -1;
+  } else {
+    r.sinHi = get(s);
+    mpfr_sub_d(t, s, r.sinHi, MPFR_RNDN);
+    r.sinLo = get(t);
+    r.cosHi = static_cast<T>(nearest_pow2(c, t));
+    mpfr_sub_d(t, c, r.cosHi, MPFR_RNDN);
+    r.cosLo = get(t);
+  }
+  mpfr_clears(b, s, c, t, (mpfr_ptr)0);
+  return r;
+}
+
+void sincos512() {
   printf("// Row j for B = j pi/256: cosLo, cosHi, sinHi, sinLo.\n");
   printf("alignas(32) const double kSinCos512[512][4] = {\n");
   for (int j = 0; j < 512; ++j) {
-    mpfr_const_pi(b, MPFR_RNDN);
-    mpfr_mul_si(b, b, j, MPFR_RNDN);
-    mpfr_div_si(b, b, 256, MPFR_RNDN);
-    mpfr_sin_cos(s, c, b, MPFR_RNDN);
-    double sinHi = 0, sinLo = 0, cosHi = 0, cosLo = 0;
-    // Exact zeros at the multiples of pi/2 (MPFR gives a tiny remainder of pi's rounding).
-    if (j % 256 == 0) {
-      cosHi = j == 0 ? 1.0 : -1.0;
-    } else if (j % 128 == 0) {
-      sinHi = j == 128 ? 1.0 : -1.0;
-    } else {
-      sinHi = mpfr_get_d(s, MPFR_RNDN);
-      mpfr_sub_d(t, s, sinHi, MPFR_RNDN);
-      sinLo = mpfr_get_d(t, MPFR_RNDN);
-      cosHi = nearest_pow2(c, t);
-      mpfr_sub_d(t, c, cosHi, MPFR_RNDN);
-      cosLo = mpfr_get_d(t, MPFR_RNDN);
-    }
-    printf("    {%a, %a, %a, %a},\n", cosLo, cosHi, sinHi, sinLo);
+    const CircleRow<double> r = circle_row<double>(j, 512);
+    printf("    {%a, %a, %a, %a},\n", r.cosLo, r.cosHi, r.sinHi, r.sinLo);
   }
   printf("};\n\n");
-  mpfr_clears(b, s, c, t, (mpfr_ptr)0);
 }
 
-// Taylor coefficients t[0..n) of tan(B + r) at 1024 bits: tan' = 1 + tan^2
-// gives (k + 1) t[k+1] = [k = 0] + sum t[i] t[k-i]. Row 128 (B = pi/2) has
-// the pole: its pole-free part is the series of 1/y - cot y at y = -r.
 void tan_pivot256() {
   constexpr int kN = 9;
   constexpr mpfr_prec_t kP = 1024;
@@ -159,32 +175,13 @@ void tan_pivot256() {
 }
 
 void sincos256() {
-  mpfr_t b, s, c, t;
-  mpfr_inits2(kPrec, b, s, c, t, (mpfr_ptr)0);
   printf("// Row j for B = j pi/128, in float: cosLo, sinHi, sinLo, cosHi.\n");
   printf("alignas(16) const float kSinCos256[256][4] = {\n");
   for (int j = 0; j < 256; ++j) {
-    mpfr_const_pi(b, MPFR_RNDN);
-    mpfr_mul_si(b, b, j, MPFR_RNDN);
-    mpfr_div_si(b, b, 128, MPFR_RNDN);
-    mpfr_sin_cos(s, c, b, MPFR_RNDN);
-    float sinHi = 0, sinLo = 0, cosHi = 0, cosLo = 0;
-    if (j % 128 == 0) {
-      cosHi = j == 0 ? 1.0f : -1.0f;
-    } else if (j % 64 == 0) {
-      sinHi = j == 64 ? 1.0f : -1.0f;
-    } else {
-      sinHi = mpfr_get_flt(s, MPFR_RNDN);
-      mpfr_sub_d(t, s, sinHi, MPFR_RNDN);
-      sinLo = mpfr_get_flt(t, MPFR_RNDN);
-      cosHi = static_cast<float>(nearest_pow2(c, t));
-      mpfr_sub_d(t, c, cosHi, MPFR_RNDN);
-      cosLo = mpfr_get_flt(t, MPFR_RNDN);
-    }
-    printf("    {%af, %af, %af, %af},\n", cosLo, sinHi, sinLo, cosHi);
+    const CircleRow<float> r = circle_row<float>(j, 256);
+    printf("    {%af, %af, %af, %af},\n", r.cosLo, r.sinHi, r.sinLo, r.cosHi);
   }
   printf("};\n\n");
-  mpfr_clears(b, s, c, t, (mpfr_ptr)0);
 }
 
 void inv_two_pi32() {
