@@ -420,12 +420,25 @@ ZEV_INVTRIG_INLINE __m128d atan_ep_d(__m128d x) {
 struct Atan2Parts {
   __m128d ch, cl, vh, vl, fl, eq;
 };
+// C (pi/2 where |y| > |x|, that is g, else pi where x < 0, else 0, in the
+// result's units) and the sign mask fl = g xor (x < 0).
+struct Atan2Branch {
+  __m128d ch, cl, fl;
+};
+template <bool Pi>
+ZEV_INVTRIG_INLINE Atan2Branch atan2_branch_d(__m128d g, __m128d xv) {
+  using A = Angles<Pi>;
+  const __m128d xmask =
+      _mm_castsi128_pd(_mm_shuffle_epi32(_mm_srai_epi32(_mm_castpd_si128(xv), 31), _MM_SHUFFLE(3, 3, 1, 1)));
+  return {select(g, d1(A::half.hi), _mm_and_pd(xmask, d1(A::full.hi))),
+          select(g, d1(A::half.lo), _mm_and_pd(xmask, d1(A::full.lo))),
+          _mm_xor_pd(_mm_and_pd(g, sign_d()), _mm_and_pd(xv, sign_d()))};
+}
 template <Level L, bool Pi, bool Short, class E>
 ZEV_INVTRIG_INLINE Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
   const __m128d ay = abs_d(yv), ax = abs_d(xv);
   const __m128d g = _mm_cmpgt_pd(ay, ax), eq = _mm_cmpeq_pd(ay, ax);
   const __m128d big = _mm_max_pd(ay, ax), small = _mm_min_pd(ay, ax);
-  const __m128d xneg = _mm_and_pd(xv, sign_d());
   __m128d vh, vl;
   if constexpr (L == Level::HA) {
     // t = m/M as a pair, then atan t by the table (rows 2 to 4), as a pair.
@@ -451,14 +464,8 @@ ZEV_INVTRIG_INLINE Atan2Parts atan2_parts(__m128d yv, __m128d xv) {
       vl = _mm_mul_pd(_mm_mul_pd(th, z), estrin(kD.atan2_r.c, z));
     }
   }
-  using A = Angles<Pi>;
-  // C: pi/2 where |y| > |x|, else pi where x < 0, else 0.
-  const __m128d xmask =
-      _mm_castsi128_pd(_mm_shuffle_epi32(_mm_srai_epi32(_mm_castpd_si128(xv), 31), _MM_SHUFFLE(3, 3, 1, 1)));
-  const __m128d ch = select(g, d1(A::half.hi), _mm_and_pd(xmask, d1(A::full.hi)));
-  const __m128d cl = select(g, d1(A::half.lo), _mm_and_pd(xmask, d1(A::full.lo)));
-  const __m128d fl = _mm_xor_pd(_mm_and_pd(g, sign_d()), xneg);
-  return {ch, cl, vh, vl, fl, eq};
+  const Atan2Branch c = atan2_branch_d<Pi>(g, xv);
+  return {c.ch, c.cl, vh, vl, c.fl, eq};
 }
 
 // The kernels' HA: atan(m/M) as a pair from one division with an exact
@@ -469,14 +476,8 @@ template <bool Pi>
 ZEV_INVTRIG_INLINE __m128d atan2_hd(__m128d yv, __m128d xv) {
   const __m128d ay = abs_d(yv), ax = abs_d(xv), z = _mm_setzero_pd();
   const DD v = atan_ratio_dd<false>(_mm_min_pd(ay, ax), z, _mm_max_pd(ay, ax), z);
-  using A = Angles<Pi>;
-  const __m128d g = _mm_cmpgt_pd(ay, ax);
-  const __m128d xmask =
-      _mm_castsi128_pd(_mm_shuffle_epi32(_mm_srai_epi32(_mm_castpd_si128(xv), 31), _MM_SHUFFLE(3, 3, 1, 1)));
-  const __m128d ch = select(g, d1(A::half.hi), _mm_and_pd(xmask, d1(A::full.hi)));
-  const __m128d cl = select(g, d1(A::half.lo), _mm_and_pd(xmask, d1(A::full.lo)));
-  const __m128d fl = _mm_xor_pd(_mm_and_pd(g, sign_d()), _mm_and_pd(xv, sign_d()));
-  const __m128d r = finish<Level::HA, Pi>(ch, cl, v.hi, v.lo, fl);
+  const Atan2Branch c = atan2_branch_d<Pi>(_mm_cmpgt_pd(ay, ax), xv);
+  const __m128d r = finish<Level::HA, Pi>(c.ch, c.cl, v.hi, v.lo, c.fl);
   return _mm_xor_pd(r, _mm_and_pd(yv, sign_d()));
 }
 // Beyond atan_special of each part: the smaller part m below 2^-960, or
